@@ -1,0 +1,34 @@
+# Set-up and the everyday entry points. Every target installs what is missing first.
+JOBS ?= $(shell nproc)
+export CCACHE_DIR ?= $(CURDIR)/.cache/ccache
+
+.PHONY: deps demo test tsan bench fuzz format clean
+
+deps:
+	@bash scripts/install-deps.sh
+
+demo: deps
+	cmake --preset release >/dev/null
+	cmake --build --preset release -j $(JOBS)
+	./build/release/tools/tnwebui_demo ./build/release/libTnWebUI.so
+
+test: deps
+	cmake --preset test >/dev/null
+	cmake --build --preset test -j $(JOBS)
+	ctest --preset test -j $(JOBS)
+
+tsan: deps
+	cmake --preset tsan >/dev/null
+	cmake --build --preset tsan -j $(JOBS)
+	ctest --preset tsan -j $(JOBS)
+
+bench: deps
+	cmake --preset release >/dev/null
+	cmake --build --preset release -j $(JOBS)
+	for b in ./build/release/bench/*_bench; do $$b; done
+
+format:
+	find include platform src tests bench fuzz tools -name '*.h' -o -name '*.cpp' | xargs clang-format -i
+
+clean:
+	rm -rf build

@@ -1,0 +1,50 @@
+#pragma once
+
+// The module's entry: the host object it is given and the module object it hands back.
+
+#include <cstdint>
+
+#include "tnwebui/unknown.h"
+
+namespace xhav {
+class Core;
+class RenderHost;
+}  // namespace xhav
+
+// The host's object. The module uses the named slots; the others keep their places.
+class ModuleHost {
+ public:
+  // The service bearing the 16-byte identifier `id`, or null.
+  virtual void* QueryService(const GUID& id) = 0;
+  virtual void Reserved1() = 0;
+  virtual xhav::Core* GetHavCore() = 0;
+  // The render-side object of hav, in a render process; null elsewhere.
+  virtual xhav::RenderHost* GetRenderHost() = 0;
+
+ protected:
+  ~ModuleHost() = default;
+};
+
+// The module object, driven by the host at points of its start sequence.
+class TavrinModule {
+ public:
+  virtual ModuleHost* GetHost() = 0;
+  virtual void Reserved2() = 0;
+  virtual void Reserved3() = 0;
+  virtual void OnModuleLoaded(uint32_t value) = 0;
+  virtual void OnProcessInited(uint32_t value) = 0;
+  virtual void Reserved6() = 0;
+
+ protected:
+  ~TavrinModule() = default;
+};
+
+#define TNWEBUI_EXPORT extern "C" __attribute__((visibility("default")))
+
+// A second call returns the module of the first and ignores its argument.
+TNWEBUI_EXPORT TavrinModule* CreateTavrinModule(ModuleHost* host);
+// Hands out the factory (ITnWebUI); see tnwebui.h.
+TNWEBUI_EXPORT HRESULT CreateInterface(const GUID* id, void** out);
+
+using CreateTavrinModuleFn = TavrinModule* (*)(ModuleHost*);
+using CreateInterfaceFn = HRESULT (*)(const GUID*, void**);

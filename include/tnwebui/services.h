@@ -1,0 +1,21 @@
+#pragma once
+
+// Identifiers of the host's services, looked up through ModuleHost::QueryService.
+
+#include "tnwebui/unknown.h"
+
+// {0B03A8EF-751D-43FC-A95A-C929F944F02B}
+constexpr GUID SID_StringTableService = {0x0B03A8EF, 0x751D, 0x43FC,
+                                         {0xA9, 0x5A, 0xC9, 0x29, 0xF9, 0x44, 0xF0, 0x2B}};
+// {B149104B-465D-4D22-AB28-81411C3F908D}
+constexpr GUID SID_ClientInfoService = {0xB149104B, 0x465D, 0x4D22,
+                                        {0xAB, 0x28, 0x81, 0x41, 0x1C, 0x3F, 0x90, 0x8D}};
+// {51852E17-CA12-11E9-8113-00163E0CBA50}
+constexpr GUID SID_BusinessCoreService = {0x51852E17, 0xCA12, 0x11E9,
+                                          {0x81, 0x13, 0x00, 0x16, 0x3E, 0x0C, 0xBA, 0x50}};
+// {8879BDB5-D23B-11E9-9A61-00163E0CBA50}
+constexpr GUID SID_AccessOverrideService = {0x8879BDB5, 0xD23B, 0x11E9,
+                                            {0x9A, 0x61, 0x00, 0x16, 0x3E, 0x0C, 0xBA, 0x50}};
+// {DE7C5350-C416-11E9-8113-00163E0CBA50}
+constexpr GUID SID_EventBus = {0xDE7C5350, 0xC416, 0x11E9,
+                               {0x81, 0x13, 0x00, 0x16, 0x3E, 0x0C, 0xBA, 0x50}};

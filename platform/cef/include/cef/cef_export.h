@@ -1,0 +1,3 @@
+#pragma once
+
+#define CEF_API __attribute__((visibility("default")))

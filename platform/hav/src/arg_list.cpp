@@ -1,0 +1,46 @@
+#include "arg_list.h"
+
+namespace xhav::inproc {
+
+namespace {
+
+class BinaryImpl final : public Binary {
+ public:
+  explicit BinaryImpl(CefRefPtr<CefBinaryValue> value) : value_(value) {}
+  std::size_t GetSize() const override { return value_->GetSize(); }
+  const void* GetData() const override { return value_->GetRawData(); }
+  void Release() override { delete this; }
+
+ private:
+  ~BinaryImpl() override = default;
+  CefRefPtr<CefBinaryValue> value_;
+};
+
+}  // namespace
+
+ListArgs::ListArgs(CefRefPtr<CefListValue> list)
+    : list_(list ? list : CefListValue::Create()), nested_(list_->GetSize()) {
+  for (std::size_t i = 0; i < list_->GetSize(); ++i) {
+    if (list_->GetType(i) == VTYPE_LIST) nested_[i] = std::make_unique<ListArgs>(list_->GetList(i));
+  }
+}
+
+std::size_t ListArgs::GetCount() const { return list_->GetSize(); }
+
+int ListArgs::GetInt(std::size_t index) const { return list_->GetInt(index); }
+
+TnString* ListArgs::GetString(std::size_t index) const {
+  const CefString s = list_->GetString(index);
+  return allocStringFromWideChars(s.c_str(), static_cast<int32_t>(s.length()));
+}
+
+const ArgList* ListArgs::GetList(std::size_t index) const {
+  return index < nested_.size() ? nested_[index].get() : nullptr;
+}
+
+Binary* ListArgs::GetBinary(std::size_t index) const {
+  CefRefPtr<CefBinaryValue> value = list_->GetBinary(index);
+  return value ? new BinaryImpl(value) : nullptr;
+}
+
+}  // namespace xhav::inproc

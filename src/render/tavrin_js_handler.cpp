@@ -1,0 +1,335 @@
+#include "render/tavrin_js_handler.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "base/tn_log.h"
+#include "cef/cef_process_message.h"
+
+namespace tnwebui {
+
+namespace {
+
+constexpr char kLogSource[] = "..\\..\\src\\render\\tavrin_js_handler";
+
+constexpr char kExecute[] = "CCefV8HandlerImpl::Execute";
+
+// The window commands that travel to the browser process as a message of the same name.
+constexpr const char* kWindowCommands[] = {"minwnd", "maxwnd", "closewnd", "forceclosewnd",
+                                           "restorewnd"};
+// The navigation functions answered here, on the page's browser.
+constexpr const char* kBrowserCommands[] = {"refresh", "goback", "cangoback", "goforward",
+                                            "cangoforward"};
+
+template <std::size_t N>
+bool OneOf(const std::string& name, const char* const (&names)[N]) {
+  for (const char* n : names) {
+    if (name == n) return true;
+  }
+  return false;
+}
+
+// Looks the key up and enters the callback's context, or logs why it can't.
+CefRefPtr<CJsCallbackWrap> EnterCallback(CCefV8HandlerImpl* handler, const char* function,
+                                         CefRefPtr<CefBrowser> browser, const std::string& key) {
+  if (!browser) {
+    TN_LOG(4, function, "execute action callback, but the browser object is null");
+    return nullptr;
+  }
+  CefRefPtr<CJsCallbackWrap> wrap = handler->FindJsCallback(browser, key);
+  if (!wrap) {
+    TN_LOG(4, function, "can not find the callback for %s", key.c_str());
+    return nullptr;
+  }
+  if (!wrap->context) {
+    TN_LOG(4, function, "js context is null");
+    return nullptr;
+  }
+  wrap->context->Enter();
+  return wrap;
+}
+
+void SendToBrowser(CefRefPtr<CefBrowser> browser, CefRefPtr<CefProcessMessage> message) {
+  browser->SendProcessMessage(PID_BROWSER, message);
+}
+
+}  // namespace
+
+std::string AsciiLower(std::string text) {
+  for (char& c : text) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return text;
+}
+
+void CCefV8ArrayBufferReleaseCallback::ReleaseBuffer(void* buffer) { std::free(buffer); }
+
+bool CCefV8HandlerImpl::Execute(const CefString& name, CefRefPtr<CefV8Value> /*object*/,
+                                const CefV8ValueList& arguments, CefRefPtr<CefV8Value>& retval,
+                                CefString& /*exception*/) {
+  const std::string fn = name.ToString();
+  TN_LOG(1, kExecute, "CCefV8HandlerImpl - Execute name[%s]", fn.c_str());
+
+  CefRefPtr<CefBrowser> browser;
+  if (CefRefPtr<CefV8Context> context = CefV8Context::GetCurrentContext()) {
+    browser = context->GetBrowser();
+  }
+
+  if (fn == "registerEvent") {
+    if (arguments.size() == 2) {
+      RegisterEvent(arguments[0], arguments[1], "");
+    } else if (arguments.size() == 3) {
+      RegisterEvent(arguments[0], arguments[1], arguments[2]->GetStringValue().ToString());
+    }
+    return true;
+  }
+  if (fn == "unregisterEvent") {
+    if (arguments.size() == 2) UnregisterEvent(arguments[0], arguments[1]);
+    return true;
+  }
+  if (fn == "sendEvent") {
+    if (arguments.size() == 2) return SendEvent(arguments[0], arguments[1], nullptr, nullptr);
+    if (arguments.size() == 4) {
+      return SendEvent(arguments[0], arguments[1], arguments[2], arguments[3]);
+    }
+    return true;
+  }
+  if (OneOf(fn, kWindowCommands)) {
+    if (browser) SendToBrowser(browser, CefProcessMessage::Create(fn));
+    return true;
+  }
+  if (OneOf(fn, kBrowserCommands)) {
+    ExecuteBrowserCommand(browser, fn, retval);
+    return true;
+  }
+  if (fn == "exebusinessaction") return ExecuteBusinessAction(browser, arguments);
+  return false;
+}
+
+void CCefV8HandlerImpl::ExecuteBrowserCommand(CefRefPtr<CefBrowser> browser,
+                                              const std::string& name,
+                                              CefRefPtr<CefV8Value>& retval) {
+  if (!browser) return;
+  if (name == "refresh") {
+    browser->Reload();
+  } else if (name == "goback") {
+    browser->GoBack();
+  } else if (name == "cangoback") {
+    retval = CefV8Value::CreateBool(browser->CanGoBack());
+  } else if (name == "goforward") {
+    browser->GoForward();
+  } else if (name == "cangoforward") {
+    retval = CefV8Value::CreateBool(browser->CanGoForward());
+  }
+}
+
+bool CCefV8HandlerImpl::ExecuteBusinessAction(CefRefPtr<CefBrowser> browser,
+                                              const CefV8ValueList& arguments) {
+  const bool classic = arguments.size() == 6 && arguments[0]->IsString() &&
+                       arguments[1]->IsString() && arguments[2]->IsString() &&
+                       arguments[3]->IsString() &&
+                       (arguments[4]->IsInt() || arguments[4]->IsString()) &&
+                       (arguments[5]->IsFunction() || arguments[5]->IsNull());
+  if (!classic) return ExecuteJsApiRequest(browser, arguments);
+
+  const std::string business = AsciiLower(arguments[0]->GetStringValue().ToString());
+  const std::string action = AsciiLower(arguments[1]->GetStringValue().ToString());
+
+  std::string callbackId;
+  if (!arguments[5]->IsNull()) {
+    CefRefPtr<CefV8Value> callback = arguments[5];
+    CefRefPtr<CefV8Context> context = CefV8Context::GetCurrentContext();
+    if (arguments[4]->IsInt()) {
+      char digits[16];
+      std::snprintf(digits, sizeof digits, "%d", arguments[4]->GetIntValue());
+      callbackId = digits;
+    } else {
+      callbackId = arguments[4]->GetStringValue().ToString();
+    }
+    if (callbackId.empty()) callbackId = callback->GetFunctionName().ToString();
+    if (callbackId.empty()) callbackId = "0";
+    AddJsFunCallback(browser, MakeCallbackKey(business, action, callbackId), callback, context,
+                     "", 0);
+  }
+
+  // "receive" only parks a callback for answers the page did not ask for by a call.
+  const bool send = action.empty() || action != "receive";
+  if (!browser || !send) {
+    TN_LOG_TEXT(2, "CCefV8HandlerImpl::ExecuteBusinessAction",
+                "no need send the javascript call to browser process: " + business + "," + action);
+    return true;
+  }
+
+  CefRefPtr<CefProcessMessage> message = CefProcessMessage::Create("exebusinessaction");
+  CefRefPtr<CefListValue> args = message->GetArgumentList();
+  args->SetString(0, business);
+  args->SetString(1, action);
+  args->SetString(2, arguments[2]->GetStringValue());
+  args->SetString(3, arguments[3]->GetStringValue());
+  args->SetString(4, callbackId);
+  SendToBrowser(browser, message);
+  return true;
+}
+
+bool CCefV8HandlerImpl::ExecuteJsApiRequest(CefRefPtr<CefBrowser>, const CefV8ValueList&) {
+  // The SDK form (one JSON request and a callback) is not served yet.
+  return false;
+}
+
+std::string CCefV8HandlerImpl::MakeCallbackKey(const std::string& business,
+                                               const std::string& action,
+                                               const std::string& callbackId) {
+  return business + "_" + action + "_" + AsciiLower(callbackId);
+}
+
+void CCefV8HandlerImpl::AddJsFunCallback(CefRefPtr<CefBrowser> browser, const std::string& key,
+                                         const CefRefPtr<CefV8Value>& callback,
+                                         const CefRefPtr<CefV8Context>& context,
+                                         const std::string& meta, int isJsSdk) {
+  if (!browser) return;
+  constexpr char kFn[] = "CCefV8HandlerImpl::AddJsFunCallback";
+  auto fill = [&](CJsCallbackWrap* wrap) {
+    wrap->isJsSdk = isJsSdk;
+    wrap->callback = callback;
+    wrap->context = context;
+    wrap->meta = meta;
+  };
+
+  std::lock_guard<std::mutex> lock(lock_);
+  auto outer = callbacks_.find(browser->GetIdentifier());
+  if (outer == callbacks_.end()) {
+    CefRefPtr<CJsCallbackWrap> wrap = new CJsCallbackWrap();
+    fill(wrap.get());
+    callbacks_[browser->GetIdentifier()].emplace(key, wrap);
+    return;
+  }
+  TN_LOG(1, kFn, "find the browser cache!");
+  auto& inner = outer->second;
+  auto it = inner.find(key);
+  if (it == inner.end()) {
+    CefRefPtr<CJsCallbackWrap> wrap = new CJsCallbackWrap();
+    fill(wrap.get());
+    inner.emplace(key, wrap);
+    TN_LOG(1, kFn, "jscallback wrapper [%s][0x%08x]", key.c_str(),
+           static_cast<unsigned>(reinterpret_cast<uintptr_t>(wrap.get())));
+    return;
+  }
+  // The last registration wins.
+  TN_LOG(1, kFn, "js callback exist, need modify [%s]", key.c_str());
+  fill(it->second.get());
+}
+
+CefRefPtr<CJsCallbackWrap> CCefV8HandlerImpl::FindJsCallback(CefRefPtr<CefBrowser> browser,
+                                                             const std::string& key) {
+  if (!browser) return nullptr;
+  std::lock_guard<std::mutex> lock(lock_);
+  auto outer = callbacks_.find(browser->GetIdentifier());
+  if (outer == callbacks_.end()) return nullptr;
+  auto it = outer->second.find(key);
+  return it == outer->second.end() ? nullptr : it->second;
+}
+
+void CCefV8HandlerImpl::ExecuteCallback(CefRefPtr<CefBrowser> browser, const std::string& key,
+                                        int code, const std::string& text,
+                                        const std::string& format, const std::string& payload) {
+  CefRefPtr<CJsCallbackWrap> wrap =
+      EnterCallback(this, "CCefV8HandlerImpl::ExecuteCallback", browser, key);
+  if (!wrap) return;
+  CefV8ValueList args{CefV8Value::CreateInt(code), CefV8Value::CreateString(text),
+                      CefV8Value::CreateString(format), CefV8Value::CreateString(payload)};
+  wrap->callback->ExecuteFunctionWithContext(wrap->context, nullptr, args);
+  wrap->context->Exit();
+}
+
+void CCefV8HandlerImpl::ExecuteCallbackWithBinary(CefRefPtr<CefBrowser> browser,
+                                                  const std::string& key, int code,
+                                                  const std::string& text,
+                                                  const std::string& format,
+                                                  const xhav::Binary* binary) {
+  constexpr char kFn[] = "CCefV8HandlerImpl::ExecuteCallbackWithBinary";
+  CefRefPtr<CJsCallbackWrap> wrap = EnterCallback(this, kFn, browser, key);
+  if (!wrap) return;
+  CefV8ValueList args{CefV8Value::CreateInt(code), CefV8Value::CreateString(text),
+                      CefV8Value::CreateString(format)};
+  const std::size_t size = binary ? binary->GetSize() : 0;
+  void* buffer = std::malloc(size);
+  if (!buffer) {
+    // The context stays entered here: the steps that would exit it are skipped.
+    TN_LOG(4, kFn, "alloc memeory failed");
+    return;
+  }
+  if (size) std::memcpy(buffer, binary->GetData(), size);
+  // The page's ArrayBuffer owns the copy from here on.
+  args.push_back(
+      CefV8Value::CreateArrayBuffer(buffer, size, new CCefV8ArrayBufferReleaseCallback()));
+  wrap->callback->ExecuteFunctionWithContext(wrap->context, nullptr, args);
+  wrap->context->Exit();
+}
+
+void CCefV8HandlerImpl::ExecuteBusinessActionCallback(CefRefPtr<CefBrowser> browser,
+                                                      const CefString& businessName,
+                                                      const CefString& actionName,
+                                                      CefRefPtr<CefListValue> list) {
+  constexpr char kFn[] = "CCefV8HandlerImpl::ExecuteBusinessActionCallback";
+  if (!browser) TN_LOG(4, kFn, "execute action callback, but the browser object is null");
+  if (!list) list = CefListValue::Create();
+  if (list->GetSize() < 2) {
+    TN_LOG(4, kFn, "execute action callback, but the arg list size is less the 2");
+  }
+  const std::string business = businessName.ToString();
+  const std::string action = actionName.ToString();
+  std::string id = list->GetString(0).ToString();
+  if (id.empty()) id = "0";
+  if (business.empty() || action.empty()) {
+    TN_LOG(1, kFn, "ExecuteBusinessActionCallback business or action empty ");
+    return;
+  }
+  TN_LOG(1, kFn, "execute action callback, biz = %s, action = %s", business.c_str(),
+         action.c_str());
+
+  // Calls that gave no callback end here.
+  CefRefPtr<CJsCallbackWrap> wrap = FindJsCallback(browser, MakeCallbackKey(business, action, id));
+  if (!wrap) return;
+  // SDK answers are wrapped as responses; that form is not served yet.
+  if (wrap->isJsSdk != 0 || !wrap->context) return;
+
+  wrap->context->Enter();
+  CefV8ValueList args{CefV8Value::CreateInt(list->GetInt(1)),
+                      CefV8Value::CreateString(list->GetString(2)), CefV8Value::CreateString(id)};
+  wrap->context->Exit();
+
+  CefRefPtr<CefV8Value> result =
+      wrap->callback->ExecuteFunctionWithContext(wrap->context, nullptr, args);
+  TN_LOG(1, kFn,
+         result ? "execute js callback success [%d][%s][%s]\n"
+                : "execute js callback fail [%d][%s][%s]\n",
+         browser->GetIdentifier(), business.c_str(), action.c_str());
+}
+
+std::string CCefV8HandlerImpl::GetImplId() {
+  std::lock_guard<std::mutex> lock(lock_);
+  return implId_;
+}
+
+void CCefV8HandlerImpl::SetImplId(const std::string& implId) {
+  std::lock_guard<std::mutex> lock(lock_);
+  implId_ = implId;
+}
+
+bool CCefV8HandlerImpl::HasImplId() {
+  std::lock_guard<std::mutex> lock(lock_);
+  return !implId_.empty();
+}
+
+// Page events: subscriptions are not served yet; the calls are routed here by argument count.
+void CCefV8HandlerImpl::RegisterEvent(CefRefPtr<CefV8Value>, CefRefPtr<CefV8Value>,
+                                      const std::string&) {}
+
+void CCefV8HandlerImpl::UnregisterEvent(CefRefPtr<CefV8Value>, CefRefPtr<CefV8Value>) {}
+
+bool CCefV8HandlerImpl::SendEvent(CefRefPtr<CefV8Value>, CefRefPtr<CefV8Value>,
+                                  CefRefPtr<CefV8Value>, CefRefPtr<CefV8Value>) {
+  return false;
+}
+
+}  // namespace tnwebui

@@ -1,0 +1,106 @@
+#pragma once
+
+// The one native function handler of a render process: every function of the page's `tnpc`
+// object ends in Execute, told apart by name. It also keeps the registry of page callbacks,
+// keyed by browser and callback key, so that answers from the browser process find them.
+
+#include <map>
+#include <mutex>
+#include <string>
+
+#include "cef/cef_v8.h"
+#include "cef/cef_values.h"
+#include "hav/hav.h"
+
+namespace tnwebui {
+
+// One registered page function with the context it was given in.
+class CJsCallbackWrap : public CefBaseRefCounted {
+ public:
+  int isJsSdk = 0;  // 1: answers are wrapped as SDK responses (also set for subscriptions)
+  CefRefPtr<CefV8Value> callback;
+  CefRefPtr<CefV8Context> context;
+  std::string meta;
+
+  IMPLEMENT_REFCOUNTING(CJsCallbackWrap);
+};
+
+// Frees the memory of an ArrayBuffer handed to a page.
+class CCefV8ArrayBufferReleaseCallback : public CefV8ArrayBufferReleaseCallback {
+ public:
+  void ReleaseBuffer(void* buffer) override;
+
+  IMPLEMENT_REFCOUNTING(CCefV8ArrayBufferReleaseCallback);
+};
+
+// The accessor of the `tnpc` object: it has no accessor properties.
+class CCefV8AccessorHandler : public CefV8Accessor {
+ public:
+  bool Get(const CefString&, const CefRefPtr<CefV8Value>, CefRefPtr<CefV8Value>&,
+           CefString&) override {
+    return false;
+  }
+  bool Set(const CefString&, const CefRefPtr<CefV8Value>, const CefRefPtr<CefV8Value>,
+           CefString&) override {
+    return false;
+  }
+
+  IMPLEMENT_REFCOUNTING(CCefV8AccessorHandler);
+};
+
+class CCefV8HandlerImpl : public CefV8Handler {
+ public:
+  bool Execute(const CefString& name, CefRefPtr<CefV8Value> object,
+               const CefV8ValueList& arguments, CefRefPtr<CefV8Value>& retval,
+               CefString& exception) override;
+
+  // The callback registry. The lock is taken for the maps only, never while script runs.
+  void AddJsFunCallback(CefRefPtr<CefBrowser> browser, const std::string& key,
+                        const CefRefPtr<CefV8Value>& callback,
+                        const CefRefPtr<CefV8Context>& context, const std::string& meta,
+                        int isJsSdk);
+  CefRefPtr<CJsCallbackWrap> FindJsCallback(CefRefPtr<CefBrowser> browser,
+                                            const std::string& key);
+  void ExecuteCallback(CefRefPtr<CefBrowser> browser, const std::string& key, int code,
+                       const std::string& text, const std::string& format,
+                       const std::string& payload);
+  void ExecuteCallbackWithBinary(CefRefPtr<CefBrowser> browser, const std::string& key, int code,
+                                 const std::string& text, const std::string& format,
+                                 const xhav::Binary* binary);
+  // "%s_%s_%s" of business, action and the lower-cased callback id.
+  static std::string MakeCallbackKey(const std::string& business, const std::string& action,
+                                     const std::string& callbackId);
+
+  // Runs the page function that waits for a business action's result.
+  void ExecuteBusinessActionCallback(CefRefPtr<CefBrowser> browser, const CefString& business,
+                                     const CefString& action, CefRefPtr<CefListValue> list);
+
+  // The application identity of the process, set by a successful `config`.
+  std::string GetImplId();
+  void SetImplId(const std::string& implId);
+  bool HasImplId();
+
+  // Page events.
+  void RegisterEvent(CefRefPtr<CefV8Value> names, CefRefPtr<CefV8Value> callback,
+                     const std::string& tag);
+  void UnregisterEvent(CefRefPtr<CefV8Value> names, CefRefPtr<CefV8Value> tag);
+  bool SendEvent(CefRefPtr<CefV8Value> type, CefRefPtr<CefV8Value> name,
+                 CefRefPtr<CefV8Value> format, CefRefPtr<CefV8Value> payload);
+
+ private:
+  bool ExecuteBusinessAction(CefRefPtr<CefBrowser> browser, const CefV8ValueList& arguments);
+  bool ExecuteJsApiRequest(CefRefPtr<CefBrowser> browser, const CefV8ValueList& arguments);
+  void ExecuteBrowserCommand(CefRefPtr<CefBrowser> browser, const std::string& name,
+                             CefRefPtr<CefV8Value>& retval);
+
+  std::mutex lock_;
+  std::map<int, std::map<std::string, CefRefPtr<CJsCallbackWrap>>> callbacks_;
+  std::string implId_;
+
+  IMPLEMENT_REFCOUNTING(CCefV8HandlerImpl);
+};
+
+// ASCII letters to lower case, byte by byte.
+std::string AsciiLower(std::string text);
+
+}  // namespace tnwebui

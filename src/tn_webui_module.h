@@ -1,0 +1,49 @@
+#pragma once
+
+// The one module object of a process, and the rest of the library's way back to the host.
+
+#include <memory>
+
+#include "light/tavrin_browser_handler.h"
+#include "render/render_process.h"
+#include "tnwebui/module.h"
+
+namespace tnwebui {
+
+class TnBrowserFactory;
+
+class TnWebUIModule final : public TavrinModule {
+ public:
+  explicit TnWebUIModule(ModuleHost* host) : host_(host) {}
+  // Nothing in the library calls this: the module lives until the process ends.
+  ~TnWebUIModule();
+
+  ModuleHost* GetHost() override { return host_; }
+  void Reserved2() override {}
+  void Reserved3() override {}
+  void OnModuleLoaded(uint32_t value) override;
+  void OnProcessInited(uint32_t value) override;
+  void Reserved6() override {}
+
+  // The factory, made on first request with one reference that stays with the module; null
+  // when it can't be allocated.
+  TnBrowserFactory* GetOrCreateFactory();
+  TnBrowserFactory* factory() const { return factory_; }
+  RenderProcess* render_process() const { return renderProcess_.get(); }
+
+  // The process-wide module, or null before CreateTavrinModule.
+  static TnWebUIModule* Get();
+  static TnWebUIModule* GetOrCreate(ModuleHost* host);
+
+ private:
+  TnBrowserFactory* factory_ = nullptr;
+  ModuleHost* const host_;
+  std::unique_ptr<RenderProcess> renderProcess_;
+  std::unique_ptr<BrowserFactoryHandlerCreator> handlerCreator_;
+};
+
+// Shortcuts through the process-wide module.
+ModuleHost* GetModuleHost();
+TnBrowserFactory* GetBrowserFactory();
+
+}  // namespace tnwebui

@@ -1,0 +1,1 @@
+#include "render_fixture.h"

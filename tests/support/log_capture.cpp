@@ -1,0 +1,39 @@
+#include "log_capture.h"
+
+LogCapture::LogCapture() {
+  previous_ = tnbase::SetLogSink([this](const tnbase::LogRecord& r) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    records_.push_back(r);
+  });
+}
+
+LogCapture::~LogCapture() { tnbase::SetLogSink(previous_); }
+
+std::vector<tnbase::LogRecord> LogCapture::records() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return records_;
+}
+
+int LogCapture::Count(const std::string& message, int level, const std::string& function) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  int n = 0;
+  for (const auto& r : records_) {
+    if (r.message == message && (level == 0 || r.level == level) &&
+        (function.empty() || r.function == function)) {
+      ++n;
+    }
+  }
+  return n;
+}
+
+int LogCapture::CountPrefix(const std::string& prefix) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  int n = 0;
+  for (const auto& r : records_) n += r.message.rfind(prefix, 0) == 0;
+  return n;
+}
+
+void LogCapture::Clear() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  records_.clear();
+}
