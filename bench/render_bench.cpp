@@ -1,0 +1,106 @@
+// The render side's two hot paths, each beside its floor measured in the same run:
+// - a page's classic exebusinessaction (lower-casing, registry, message) against the bare
+//   building and copying of the same five-string message;
+// - an answer from the browser process running the page's function, against the bare call of
+//   that function with the same three arguments.
+
+#include <benchmark/benchmark.h>
+
+#include "cef/inproc_v8.h"
+#include "hav/inproc_engine.h"
+#include "render/render_process.h"
+#include "tn_webui_module.h"
+#include "tnbase/logger.h"
+#include "tnmainui/inproc_host.h"
+
+namespace {
+
+struct Render {
+  Render() {
+    tnbase::SetLogSink([](const tnbase::LogRecord&) {});
+    render.RegisterNativeExtension();
+    engine.render_host()->SetRenderNotify(&render);
+    page = engine.OpenPage(true);
+    engine.RunUntilIdle();
+    engine.SetBrowserReceiver([](int, CefRefPtr<CefProcessMessage>) {});
+    callback = cef_inproc::CreateScriptFunction(
+        "done", std::function<void(const CefV8ValueList&)>([](const CefV8ValueList& args) {
+          benchmark::DoNotOptimize(args.data());
+        }));
+  }
+  ~Render() { page.reset(); }
+
+  xhav::inproc::Engine engine{xhav::kProcessTypeRender};
+  tnmainui::InProcessHost host{engine.core(), engine.render_host()};
+  tnwebui::TnWebUIModule module{&host};
+  tnwebui::RenderProcess render{&module};
+  std::shared_ptr<xhav::inproc::Page> page;
+  CefRefPtr<CefV8Value> callback;
+};
+
+const std::string kJson(200, 'j');
+
+void BM_ClassicCall(benchmark::State& state) {
+  Render r;
+  const CefV8ValueList args = {CefV8Value::CreateString("Common"),
+                               CefV8Value::CreateString("GetUserInfo"),
+                               CefV8Value::CreateString(""), CefV8Value::CreateString(kJson),
+                               CefV8Value::CreateInt(7), r.callback};
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(r.page->Call("tnpc.exebusinessaction", args).handled);
+    r.engine.RunUntilIdle();
+  }
+}
+BENCHMARK(BM_ClassicCall);
+
+void BM_ClassicCall_Floor(benchmark::State& state) {
+  Render r;
+  for (auto _ : state) {
+    auto message = CefProcessMessage::Create("exebusinessaction");
+    auto list = message->GetArgumentList();
+    list->SetString(0, std::string("common"));
+    list->SetString(1, std::string("getuserinfo"));
+    list->SetString(2, std::string());
+    list->SetString(3, kJson);
+    list->SetString(4, std::string("7"));
+    r.page->browser()->SendProcessMessage(PID_BROWSER, message);
+    r.engine.RunUntilIdle();
+  }
+}
+BENCHMARK(BM_ClassicCall_Floor);
+
+void BM_AnswerRunsCallback(benchmark::State& state) {
+  Render r;
+  r.page->Call("tnpc.exebusinessaction",
+               {CefV8Value::CreateString("a"), CefV8Value::CreateString("b"),
+                CefV8Value::CreateString(""), CefV8Value::CreateString(""),
+                CefV8Value::CreateInt(1), r.callback});
+  auto answer = CefProcessMessage::Create("ExeBusinessActionCallback");
+  auto result = CefListValue::Create();
+  result->SetString(0, std::string("1"));
+  result->SetInt(1, 0);
+  result->SetString(2, kJson);
+  answer->GetArgumentList()->SetString(0, std::string("a"));
+  answer->GetArgumentList()->SetString(1, std::string("b"));
+  answer->GetArgumentList()->SetList(2, result);
+  for (auto _ : state) {
+    r.engine.SendToRenderer(r.page->id(), answer);
+    r.engine.RunUntilIdle();
+  }
+}
+BENCHMARK(BM_AnswerRunsCallback);
+
+void BM_AnswerRunsCallback_Floor(benchmark::State& state) {
+  Render r;
+  for (auto _ : state) {
+    CefV8ValueList args{CefV8Value::CreateInt(0), CefV8Value::CreateString(kJson),
+                        CefV8Value::CreateString(std::string("1"))};
+    benchmark::DoNotOptimize(
+        r.callback->ExecuteFunctionWithContext(r.page->context(), nullptr, args));
+  }
+}
+BENCHMARK(BM_AnswerRunsCallback_Floor);
+
+}  // namespace
+
+BENCHMARK_MAIN();
