@@ -1,6 +1,5 @@
 # Set-up and the everyday entry points. Every target installs what is missing first.
 JOBS ?= $(shell nproc)
-export CCACHE_DIR ?= $(CURDIR)/.cache/ccache
 
 .PHONY: deps demo test tsan bench fuzz format clean
 
