@@ -24,9 +24,8 @@ struct Render {
     engine.RunUntilIdle();
     engine.SetBrowserReceiver([](int, CefRefPtr<CefProcessMessage>) {});
     callback = cef_inproc::CreateScriptFunction(
-        "done", std::function<void(const CefV8ValueList&)>([](const CefV8ValueList& args) {
-          benchmark::DoNotOptimize(args.data());
-        }));
+        "done", std::function<void(const CefV8ValueList&)>(
+                    [](const CefV8ValueList& args) { benchmark::DoNotOptimize(args.data()); }));
   }
   ~Render() { page.reset(); }
 
@@ -42,10 +41,10 @@ const std::string kJson(200, 'j');
 
 void BM_ClassicCall(benchmark::State& state) {
   Render r;
-  const CefV8ValueList args = {CefV8Value::CreateString("Common"),
-                               CefV8Value::CreateString("GetUserInfo"),
-                               CefV8Value::CreateString(""), CefV8Value::CreateString(kJson),
-                               CefV8Value::CreateInt(7), r.callback};
+  const CefV8ValueList args = {
+      CefV8Value::CreateString("Common"), CefV8Value::CreateString("GetUserInfo"),
+      CefV8Value::CreateString(""),       CefV8Value::CreateString(kJson),
+      CefV8Value::CreateInt(7),           r.callback};
   for (auto _ : state) {
     benchmark::DoNotOptimize(r.page->Call("tnpc.exebusinessaction", args).handled);
     r.engine.RunUntilIdle();
@@ -71,10 +70,10 @@ BENCHMARK(BM_ClassicCall_Floor);
 
 void BM_AnswerRunsCallback(benchmark::State& state) {
   Render r;
-  r.page->Call("tnpc.exebusinessaction",
-               {CefV8Value::CreateString("a"), CefV8Value::CreateString("b"),
-                CefV8Value::CreateString(""), CefV8Value::CreateString(""),
-                CefV8Value::CreateInt(1), r.callback});
+  r.page->Call(
+      "tnpc.exebusinessaction",
+      {CefV8Value::CreateString("a"), CefV8Value::CreateString("b"), CefV8Value::CreateString(""),
+       CefV8Value::CreateString(""), CefV8Value::CreateInt(1), r.callback});
   auto answer = CefProcessMessage::Create("ExeBusinessActionCallback");
   auto result = CefListValue::Create();
   result->SetString(0, std::string("1"));

@@ -34,17 +34,24 @@ class Reader {
 const char* const kNames[] = {"push_notify", "PUSH_NOTIFY", "ExeBusinessActionCallback",
                               "exebusinessactioncallback", "other"};
 const char* const kFormats[] = {"binary", "pb", "json", "base64", "pbtext"};
-const char* const kFunctions[] = {"exebusinessaction", "minwnd", "cangoback", "registerEvent",
-                                  "sendEvent", "unregisterEvent", "refresh", "nosuch"};
+const char* const kFunctions[] = {"exebusinessaction", "minwnd",    "cangoback",
+                                  "registerEvent",     "sendEvent", "unregisterEvent",
+                                  "refresh",           "nosuch"};
 
 CefRefPtr<CefListValue> MakeList(Reader& in, int depth) {
   auto list = CefListValue::Create();
   const size_t count = in.Byte() % 7;
   for (size_t i = 0; i < count; ++i) {
     switch (in.Byte() % 6) {
-      case 0: list->SetInt(i, static_cast<int8_t>(in.Byte())); break;
-      case 1: list->SetString(i, in.Text()); break;
-      case 2: list->SetString(i, kFormats[in.Byte() % 5]); break;
+      case 0:
+        list->SetInt(i, static_cast<int8_t>(in.Byte()));
+        break;
+      case 1:
+        list->SetString(i, in.Text());
+        break;
+      case 2:
+        list->SetString(i, kFormats[in.Byte() % 5]);
+        break;
       case 3: {
         const std::string bytes = in.Text();
         list->SetBinary(i, CefBinaryValue::Create(bytes.data(), bytes.size()));
@@ -53,7 +60,9 @@ CefRefPtr<CefListValue> MakeList(Reader& in, int depth) {
       case 4:
         if (depth < 2) list->SetList(i, MakeList(in, depth + 1));
         break;
-      default: list->SetNull(i); break;
+      default:
+        list->SetNull(i);
+        break;
     }
   }
   return list;
@@ -61,12 +70,18 @@ CefRefPtr<CefListValue> MakeList(Reader& in, int depth) {
 
 CefRefPtr<CefV8Value> MakeValue(Reader& in, const CefRefPtr<CefV8Value>& fn) {
   switch (in.Byte() % 6) {
-    case 0: return CefV8Value::CreateInt(static_cast<int8_t>(in.Byte()));
-    case 1: return CefV8Value::CreateString(in.Text());
-    case 2: return fn;
-    case 3: return CefV8Value::CreateNull();
-    case 4: return CefV8Value::CreateDouble(in.Byte() / 3.0);
-    default: return CefV8Value::CreateUndefined();
+    case 0:
+      return CefV8Value::CreateInt(static_cast<int8_t>(in.Byte()));
+    case 1:
+      return CefV8Value::CreateString(in.Text());
+    case 2:
+      return fn;
+    case 3:
+      return CefV8Value::CreateNull();
+    case 4:
+      return CefV8Value::CreateDouble(in.Byte() / 3.0);
+    default:
+      return CefV8Value::CreateUndefined();
   }
 }
 
@@ -93,11 +108,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       auto list = MakeList(in, 0);
       for (size_t i = 0; i < list->GetSize(); ++i) {
         switch (list->GetType(i)) {
-          case VTYPE_INT: message->GetArgumentList()->SetInt(i, list->GetInt(i)); break;
-          case VTYPE_STRING: message->GetArgumentList()->SetString(i, list->GetString(i)); break;
-          case VTYPE_BINARY: message->GetArgumentList()->SetBinary(i, list->GetBinary(i)); break;
-          case VTYPE_LIST: message->GetArgumentList()->SetList(i, list->GetList(i)); break;
-          default: message->GetArgumentList()->SetNull(i); break;
+          case VTYPE_INT:
+            message->GetArgumentList()->SetInt(i, list->GetInt(i));
+            break;
+          case VTYPE_STRING:
+            message->GetArgumentList()->SetString(i, list->GetString(i));
+            break;
+          case VTYPE_BINARY:
+            message->GetArgumentList()->SetBinary(i, list->GetBinary(i));
+            break;
+          case VTYPE_LIST:
+            message->GetArgumentList()->SetList(i, list->GetList(i));
+            break;
+          default:
+            message->GetArgumentList()->SetNull(i);
+            break;
         }
       }
       engine.SendToRenderer(page->id(), message);
@@ -106,8 +131,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       const char* name = kFunctions[in.Byte() % 8];
       const size_t count = in.Byte() % 7;
       for (size_t i = 0; i < count; ++i) args.push_back(MakeValue(in, fn));
-      cef_inproc::CallFromScript(page->context(), CefV8Value::CreateFunction(name, render.handler()),
-                                 args);
+      cef_inproc::CallFromScript(page->context(),
+                                 CefV8Value::CreateFunction(name, render.handler()), args);
     }
     engine.RunUntilIdle();
     engine.TakeBrowserMessages();

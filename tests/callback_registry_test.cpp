@@ -54,9 +54,9 @@ TEST_F(CallbackRegistry, EntriesStayAfterTheyAnswer) {
 
 TEST_F(CallbackRegistry, UnknownKeysAndBrokenEntriesAreLoggedAndSwallowed) {
   Deliver(*page, PushNotify("nobody", 0, "e", "json", "", false));
-  EXPECT_EQ(log.Count("can not find the callback for nobody", 4,
-                      "CCefV8HandlerImpl::ExecuteCallback"),
-            1);
+  EXPECT_EQ(
+      log.Count("can not find the callback for nobody", 4, "CCefV8HandlerImpl::ExecuteCallback"),
+      1);
   Deliver(*page, PushNotify("nobody", 0, "e", "pb", "", true));
   EXPECT_EQ(log.Count("can not find the callback for nobody", 4,
                       "CCefV8HandlerImpl::ExecuteCallbackWithBinary"),
@@ -94,9 +94,9 @@ TEST_F(CallbackRegistry, BinaryPayloadIsACopyOwnedByThePage) {
 
 TEST_F(CallbackRegistry, AStaleContextMakesTheCallFail) {
   PageFunction f;
-  EXPECT_TRUE(Call(*page, "exebusinessaction",
-                   {Str("a"), Str("b"), Str(""), Str(""), Str("1"), f.value})
-                  .handled);
+  EXPECT_TRUE(
+      Call(*page, "exebusinessaction", {Str("a"), Str("b"), Str(""), Str(""), Str("1"), f.value})
+          .handled);
   page->Reload();  // a new document: the old context is gone, its callback stays
   engine.RunUntilIdle();
   Deliver(*page, BusinessAnswer("a", "b", "1", 0, ""));

@@ -15,7 +15,8 @@
 
 namespace {
 
-constexpr char kStartLine[] = "current process is render process, start notify RenderProcess launched";
+constexpr char kStartLine[] =
+    "current process is render process, start notify RenderProcess launched";
 
 xhav::inproc::Engine& HostEngine() {
   static xhav::inproc::Engine engine(xhav::kProcessTypeBrowser);

@@ -60,7 +60,8 @@ TEST_F(NativeFunctions, WindowCommandsLeaveAsMessagesWithoutElements) {
 TEST_F(NativeFunctions, ClassicCallLowersNamesAndSendsFiveStrings) {
   PageFunction f;
   EXPECT_TRUE(Exe({Str("A"), Str("B"), Str("p"), Str("{\"j\":1}"), Int(7), f.value}).handled);
-  EXPECT_TRUE(Exe({Str("A"), Str("B"), Str(""), Str(""), Int(8), CefV8Value::CreateNull()}).handled);
+  EXPECT_TRUE(
+      Exe({Str("A"), Str("B"), Str(""), Str(""), Int(8), CefV8Value::CreateNull()}).handled);
   EXPECT_TRUE(Exe({Str("Biz"), Str("Act"), Str(""), Str(""), Str("MixedId"), f.value}).handled);
   const auto sent = Sent();
   ASSERT_EQ(sent.size(), 3u);
@@ -105,7 +106,7 @@ TEST_F(NativeFunctions, ReceiveParksTheCallbackAndSendsNothing) {
 TEST_F(NativeFunctions, ArgumentsOutsideTheClassicFormAreRefused) {
   PageFunction f;
   const std::vector<CefV8ValueList> refused = {
-      {Str("a"), Str("b"), Int(3), Str(""), Str("1"), f.value},                    // param
+      {Str("a"), Str("b"), Int(3), Str(""), Str("1"), f.value},                        // param
       {Str("a"), Str("b"), Str(""), Str(""), CefV8Value::CreateDouble(7.5), f.value},  // id
       {Str("a"), Str("b"), Str(""), Str(""), CefV8Value::CreateBool(true), f.value},
       {Str("a"), Str("b"), Str(""), Str(""), Str("1"), Str("not a function")},
@@ -123,9 +124,9 @@ TEST_F(NativeFunctions, EventFunctionsAreRoutedByArgumentCount) {
   EXPECT_TRUE(Call(*page, "registerEvent", {Str("x")}).handled);
   EXPECT_TRUE(Call(*page, "unregisterEvent", {}).handled);
   EXPECT_TRUE(Call(*page, "sendEvent", {Int(1)}).handled);
-  EXPECT_FALSE(cef_inproc::CallFromScript(page->context(),
-                                          CefV8Value::CreateFunction("nosuch", handler), {})
-                   .handled);
+  EXPECT_FALSE(
+      cef_inproc::CallFromScript(page->context(), CefV8Value::CreateFunction("nosuch", handler), {})
+          .handled);
 }
 
 TEST_F(NativeFunctions, WithoutABrowserNothingIsSentAndNothingBreaks) {
@@ -137,8 +138,8 @@ TEST_F(NativeFunctions, WithoutABrowserNothingIsSentAndNothingBreaks) {
   EXPECT_TRUE(call("minwnd", {}).handled);
   auto back = call("cangoback", {});
   EXPECT_TRUE(back.handled && back.value->IsUndefined());
-  EXPECT_TRUE(call("exebusinessaction", {Str("a"), Str("b"), Str(""), Str(""), Str("1"), f.value})
-                  .handled);
+  EXPECT_TRUE(
+      call("exebusinessaction", {Str("a"), Str("b"), Str(""), Str(""), Str("1"), f.value}).handled);
   EXPECT_EQ(log.Count("no need send the javascript call to browser process: a,b"), 1);
   EXPECT_TRUE(Sent().empty());
   cef_inproc::InvalidateContext(context);

@@ -18,8 +18,8 @@ std::set<std::string> Keys(CefRefPtr<CefV8Value> object) {
 }
 
 const std::set<std::string> kWindowFunctions = {
-    "minwnd", "restorewnd", "maxwnd", "closewnd", "forceclosewnd",
-    "refresh", "goback", "cangoback", "goforward", "cangoforward"};
+    "minwnd",  "restorewnd", "maxwnd",    "closewnd",  "forceclosewnd",
+    "refresh", "goback",     "cangoback", "goforward", "cangoforward"};
 
 }  // namespace
 
@@ -33,9 +33,11 @@ TEST_F(RenderEntry, RegistersTheExtensionWithBothVersions) {
   const std::string own = tnwebui::getFileVersion(nullptr);
   EXPECT_EQ(extensions[0].script,
             "var tnpc_global;if(!tnpc_global) tnpc_global = {};(function(){ "
-            "tnpc_global.tnwebui_ver = '" + own + "'; tnpc_global.tnbusiness_ver = '0.0.0.0'; "
-            "tnpc_global.sayhello = function() { alert('Hello N');};  tnpc_global.GetVersion = "
-            "function() { native function GetVersion(); return GetVersion();}; })();");
+            "tnpc_global.tnwebui_ver = '" +
+                own +
+                "'; tnpc_global.tnbusiness_ver = '0.0.0.0'; "
+                "tnpc_global.sayhello = function() { alert('Hello N');};  tnpc_global.GetVersion = "
+                "function() { native function GetVersion(); return GetVersion();}; })();");
 }
 
 TEST_F(RenderEntry, GetVersionIsDeclaredButNotAnswered) {
@@ -51,7 +53,8 @@ TEST(FileVersion, ReadsTheVersionResourceOrGivesTheDefault) {
   EXPECT_EQ(tnwebui::getFileVersion("/bin/sh"), "0.0.0.0");
   EXPECT_EQ(tnwebui::getFileVersion("/nonexistent/TnBusiness.dll"), "0.0.0.0");
   const std::string junk = ::testing::TempDir() + "/junk.so";
-  std::ofstream(junk) << "\x7f" "ELF\x02\x01 not really an ELF file";
+  std::ofstream(junk) << "\x7f"
+                         "ELF\x02\x01 not really an ELF file";
   EXPECT_EQ(tnwebui::getFileVersion(junk.c_str()), "0.0.0.0");
 }
 

@@ -30,8 +30,7 @@ TEST_F(RenderThreads, AnswersFromManyThreadsReachEveryCallbackOnce) {
   OnRenderer([&] {
     EXPECT_TRUE(CefCurrentlyOn(TID_RENDERER));
     for (int i = 0; i < kIds; ++i) {
-      page->Call("tnpc.exebusinessaction",
-                 {Str("a"), Str("b"), Str(""), Str(""), Int(i), f.value});
+      page->Call("tnpc.exebusinessaction", {Str("a"), Str("b"), Str(""), Str(""), Int(i), f.value});
     }
   });
 

@@ -20,7 +20,8 @@ std::string Describe(const CefRefPtr<CefV8Value>& v) {
   if (v->IsBool()) return v->GetBoolValue() ? "true" : "false";
   if (v->IsInt()) return std::to_string(v->GetIntValue());
   if (v->IsString()) return "\"" + v->GetStringValue().ToString() + "\"";
-  if (v->IsArrayBuffer()) return "ArrayBuffer(" + std::to_string(v->GetArrayBufferByteLength()) + ")";
+  if (v->IsArrayBuffer())
+    return "ArrayBuffer(" + std::to_string(v->GetArrayBufferByteLength()) + ")";
   if (v->IsUndefined()) return "undefined";
   if (v->IsNull()) return "null";
   return "[object]";
@@ -31,10 +32,18 @@ std::string DescribeList(const CefRefPtr<CefListValue>& list) {
   for (size_t i = 0; i < list->GetSize(); ++i) {
     if (i) out += ", ";
     switch (list->GetType(i)) {
-      case VTYPE_STRING: out += "\"" + list->GetString(i).ToString() + "\""; break;
-      case VTYPE_INT: out += std::to_string(list->GetInt(i)); break;
-      case VTYPE_LIST: out += DescribeList(list->GetList(i)); break;
-      default: out += "?"; break;
+      case VTYPE_STRING:
+        out += "\"" + list->GetString(i).ToString() + "\"";
+        break;
+      case VTYPE_INT:
+        out += std::to_string(list->GetInt(i));
+        break;
+      case VTYPE_LIST:
+        out += DescribeList(list->GetList(i));
+        break;
+      default:
+        out += "?";
+        break;
     }
   }
   return out + "]";
@@ -54,7 +63,8 @@ void PrintBrowserMessages(xhav::inproc::Engine& engine) {
 int main(int argc, char** argv) {
   const char* path = argc > 1 ? argv[1] : "./libTnWebUI.so";
   tnbase::SetLogSink([](const tnbase::LogRecord& r) {
-    if (r.level >= 2) std::printf("  [log %d] %s: %s\n", r.level, r.function.c_str(), r.message.c_str());
+    if (r.level >= 2)
+      std::printf("  [log %d] %s: %s\n", r.level, r.function.c_str(), r.message.c_str());
   });
 
   std::printf("== load %s\n", path);
@@ -106,7 +116,8 @@ int main(int argc, char** argv) {
   page->Call("tnpc.minwnd");
   PrintBrowserMessages(engine);
 
-  std::printf("== tnpc.exebusinessaction('Common', 'GetUserInfo', '', '{\"uid\":7}', 'me', onUser)\n");
+  std::printf(
+      "== tnpc.exebusinessaction('Common', 'GetUserInfo', '', '{\"uid\":7}', 'me', onUser)\n");
   auto onUser = cef_inproc::CreateScriptFunction(
       "onUser", std::function<void(const CefV8ValueList&)>([](const CefV8ValueList& args) {
         std::printf("  page function onUser(code=%s, data=%s, id=%s)\n", Describe(args[0]).c_str(),

@@ -30,8 +30,7 @@ void LogFormat(int level, const char* source, int line, const char* function, co
   logger_write(level, source, line, function, big.data(), static_cast<size_t>(n));
 }
 
-void LogText(int level, const char* source, int line, const char* function,
-             std::string_view text) {
+void LogText(int level, const char* source, int line, const char* function, std::string_view text) {
   logger_write(level, source, line, function, text.data(), text.size());
 }
 

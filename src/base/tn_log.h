@@ -12,8 +12,7 @@ namespace tnwebui {
 
 void LogFormat(int level, const char* source, int line, const char* function, const char* format,
                ...) __attribute__((format(printf, 5, 6)));
-void LogText(int level, const char* source, int line, const char* function,
-             std::string_view text);
+void LogText(int level, const char* source, int line, const char* function, std::string_view text);
 
 }  // namespace tnwebui
 

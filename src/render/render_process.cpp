@@ -19,10 +19,9 @@ constexpr char kExtensionScript[] =
     "N');};  tnpc_global.GetVersion = function() { native function GetVersion(); return "
     "GetVersion();}; })();";
 
-constexpr const char* kWindowFunctions[] = {"minwnd",     "restorewnd", "maxwnd",
-                                            "closewnd",   "forceclosewnd", "refresh",
-                                            "goback",     "cangoback",  "goforward",
-                                            "cangoforward"};
+constexpr const char* kWindowFunctions[] = {"minwnd",        "restorewnd",  "maxwnd", "closewnd",
+                                            "forceclosewnd", "refresh",     "goback", "cangoback",
+                                            "goforward",     "cangoforward"};
 constexpr const char* kBusinessFunctions[] = {"exebusinessaction", "registerEvent",
                                               "unregisterEvent", "sendEvent"};
 
@@ -35,7 +34,8 @@ std::string ArgString(const xhav::ArgList* args, std::size_t index) {
 
 std::string getFileVersion(const char* path) {
   const std::string file =
-      path ? std::string(path) : win::GetModuleFileName(reinterpret_cast<const void*>(&getFileVersion));
+      path ? std::string(path)
+           : win::GetModuleFileName(reinterpret_cast<const void*>(&getFileVersion));
   win::FixedFileInfo info;
   if (!win::GetFileVersionInfo(file, &info)) return "0.0.0.0";
   char text[32];
@@ -48,8 +48,8 @@ std::string getFileVersion(const char* path) {
 
 std::string MakeExtensionScript(const std::string& webuiVersion,
                                 const std::string& businessVersion) {
-  const int n = std::snprintf(nullptr, 0, kExtensionScript, webuiVersion.c_str(),
-                              businessVersion.c_str());
+  const int n =
+      std::snprintf(nullptr, 0, kExtensionScript, webuiVersion.c_str(), businessVersion.c_str());
   std::string script(static_cast<std::size_t>(n) + 1, '\0');
   std::snprintf(script.data(), script.size(), kExtensionScript, webuiVersion.c_str(),
                 businessVersion.c_str());
@@ -63,8 +63,7 @@ xhav::RenderHost* RenderProcess::GetRenderHost() const {
 }
 
 void RenderProcess::RegisterNativeExtension() {
-  const std::string self =
-      win::GetModuleFileName(reinterpret_cast<const void*>(&getFileVersion));
+  const std::string self = win::GetModuleFileName(reinterpret_cast<const void*>(&getFileVersion));
   const std::string businessVersion =
       getFileVersion(JoinPath(FolderOf(self), "TnBusiness.dll").c_str());
   const std::string script = MakeExtensionScript(getFileVersion(nullptr), businessVersion);

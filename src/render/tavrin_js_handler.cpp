@@ -148,8 +148,8 @@ bool CCefV8HandlerImpl::ExecuteBusinessAction(CefRefPtr<CefBrowser> browser,
     }
     if (callbackId.empty()) callbackId = callback->GetFunctionName().ToString();
     if (callbackId.empty()) callbackId = "0";
-    AddJsFunCallback(browser, MakeCallbackKey(business, action, callbackId), callback, context,
-                     "", 0);
+    AddJsFunCallback(browser, MakeCallbackKey(business, action, callbackId), callback, context, "",
+                     0);
   }
 
   // "receive" only parks a callback for answers the page did not ask for by a call.

@@ -50,17 +50,15 @@ class CCefV8AccessorHandler : public CefV8Accessor {
 
 class CCefV8HandlerImpl : public CefV8Handler {
  public:
-  bool Execute(const CefString& name, CefRefPtr<CefV8Value> object,
-               const CefV8ValueList& arguments, CefRefPtr<CefV8Value>& retval,
-               CefString& exception) override;
+  bool Execute(const CefString& name, CefRefPtr<CefV8Value> object, const CefV8ValueList& arguments,
+               CefRefPtr<CefV8Value>& retval, CefString& exception) override;
 
   // The callback registry. The lock is taken for the maps only, never while script runs.
   void AddJsFunCallback(CefRefPtr<CefBrowser> browser, const std::string& key,
                         const CefRefPtr<CefV8Value>& callback,
                         const CefRefPtr<CefV8Context>& context, const std::string& meta,
                         int isJsSdk);
-  CefRefPtr<CJsCallbackWrap> FindJsCallback(CefRefPtr<CefBrowser> browser,
-                                            const std::string& key);
+  CefRefPtr<CJsCallbackWrap> FindJsCallback(CefRefPtr<CefBrowser> browser, const std::string& key);
   void ExecuteCallback(CefRefPtr<CefBrowser> browser, const std::string& key, int code,
                        const std::string& text, const std::string& format,
                        const std::string& payload);

@@ -20,7 +20,8 @@
 struct PageFunction {
   explicit PageFunction(const std::string& name = "");
   CefRefPtr<CefV8Value> value;
-  std::shared_ptr<std::vector<CefV8ValueList>> calls = std::make_shared<std::vector<CefV8ValueList>>();
+  std::shared_ptr<std::vector<CefV8ValueList>> calls =
+      std::make_shared<std::vector<CefV8ValueList>>();
   // Runs inside each call, after recording it.
   std::shared_ptr<std::function<void(const CefV8ValueList&)>> onCall =
       std::make_shared<std::function<void(const CefV8ValueList&)>>();

@@ -1,12 +1,13 @@
 // The in-process script engine behind the CefV8 API: values are local objects, a page's
 // functions are C++ callables, and contexts are entered per thread.
 
+#include "cef/cef_v8.h"
+
 #include <cmath>
 #include <limits>
 #include <map>
 #include <vector>
 
-#include "cef/cef_v8.h"
 #include "cef/inproc_v8.h"
 
 namespace {
@@ -15,8 +16,17 @@ thread_local std::vector<CefRefPtr<CefV8Context>> t_entered;
 
 class LocalValue : public CefV8Value {
  public:
-  enum class Kind { kUndefined, kNull, kBool, kNumber, kString, kObject, kArray, kArrayBuffer,
-                    kFunction };
+  enum class Kind {
+    kUndefined,
+    kNull,
+    kBool,
+    kNumber,
+    kString,
+    kObject,
+    kArray,
+    kArrayBuffer,
+    kFunction
+  };
 
   explicit LocalValue(Kind kind) : kind_(kind) {}
   ~LocalValue() override {
@@ -111,8 +121,7 @@ class LocalValue : public CefV8Value {
   }
 
   // Runs the function with `context` entered. `value` is empty when the call failed.
-  cef_inproc::ScriptCallResult Invoke(CefRefPtr<CefV8Context> context,
-                                      CefRefPtr<CefV8Value> object,
+  cef_inproc::ScriptCallResult Invoke(CefRefPtr<CefV8Context> context, CefRefPtr<CefV8Value> object,
                                       const CefV8ValueList& arguments) {
     cef_inproc::ScriptCallResult result;
     if (kind_ != Kind::kFunction || !context || !context->IsValid()) return result;

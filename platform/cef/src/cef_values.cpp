@@ -1,8 +1,9 @@
+#include "cef/cef_values.h"
+
 #include <algorithm>
 #include <cstring>
 
 #include "cef/cef_process_message.h"
-#include "cef/cef_values.h"
 
 CefRefPtr<CefBinaryValue> CefBinaryValue::Create(const void* data, std::size_t data_size) {
   CefRefPtr<CefBinaryValue> v = new CefBinaryValue();

@@ -130,9 +130,7 @@ class Page::Browser final : public CefBrowser {
   Browser(Engine* engine, int id) : engine_(engine), id_(id) {}
 
   int GetIdentifier() override { return id_; }
-  bool IsSame(CefRefPtr<CefBrowser> that) override {
-    return that && that->GetIdentifier() == id_;
-  }
+  bool IsSame(CefRefPtr<CefBrowser> that) override { return that && that->GetIdentifier() == id_; }
   void Reload() override { ++reloads_; }
   void GoBack() override { ++backs_; }
   void GoForward() override { ++forwards_; }
@@ -155,7 +153,9 @@ class Page::Browser final : public CefBrowser {
 };
 
 Page::Page(Engine* engine, int id, bool enableBusiness)
-    : engine_(engine), id_(id), enableBusiness_(enableBusiness),
+    : engine_(engine),
+      id_(id),
+      enableBusiness_(enableBusiness),
       browser_(new Browser(engine, id)) {}
 
 Page::~Page() {
@@ -299,8 +299,8 @@ void Engine::DeliverToRenderer(int browserId, CefRefPtr<CefProcessMessage> messa
   std::shared_ptr<Page> page = FindPage(browserId);
   RenderNotify* notify = render_notify();
   if (!page || !notify) return;
-  tnbase::TnStringPtr name(allocStringFromWideChars(message->GetName().c_str(),
-                                                    static_cast<int32_t>(message->GetName().length())));
+  tnbase::TnStringPtr name(allocStringFromWideChars(
+      message->GetName().c_str(), static_cast<int32_t>(message->GetName().length())));
   ListArgs args(message->GetArgumentList());
   const bool taken = notify->OnHavMessage(page->browser(), PID_BROWSER, name.get(), &args);
   std::lock_guard<std::mutex> lock(mutex_);

@@ -44,8 +44,7 @@ std::u16string FromUTF8(const char* text, int32_t length) {
 }  // namespace
 
 std::string TnString::ToUTF8() const {
-  const QByteArray b =
-      QString::fromUtf16(text_.data(), static_cast<int>(text_.size())).toUtf8();
+  const QByteArray b = QString::fromUtf16(text_.data(), static_cast<int>(text_.size())).toUtf8();
   return std::string(b.constData(), b.size());
 }
 

@@ -1,11 +1,11 @@
+#include "win/file_version.h"
+
 #include <dlfcn.h>
 #include <elf.h>
 
 #include <cstring>
 #include <fstream>
 #include <vector>
-
-#include "win/file_version.h"
 
 namespace win {
 

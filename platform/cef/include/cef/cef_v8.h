@@ -77,9 +77,10 @@ class CEF_API CefV8Value : public virtual CefBaseRefCounted {
   static CefRefPtr<CefV8Value> CreateArray(int length);
   // The value owns `buffer` and hands it to `release_callback` when it is collected.
   static CefRefPtr<CefV8Value> CreateArrayBuffer(
-      void* buffer, std::size_t length, CefRefPtr<CefV8ArrayBufferReleaseCallback> release_callback);
+      void* buffer, std::size_t length,
+      CefRefPtr<CefV8ArrayBufferReleaseCallback> release_callback);
   static CefRefPtr<CefV8Value> CreateFunction(const CefString& name,
-                                                      CefRefPtr<CefV8Handler> handler);
+                                              CefRefPtr<CefV8Handler> handler);
 
   virtual bool IsValid() = 0;
   virtual bool IsUndefined() = 0;

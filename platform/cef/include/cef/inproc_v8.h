@@ -24,8 +24,8 @@ CEF_API CefRefPtr<CefV8Context> CreateContext(CefRefPtr<CefBrowser> browser,
 CEF_API void InvalidateContext(CefRefPtr<CefV8Context> context);
 
 struct ScriptCallResult {
-  bool handled = false;             // a native handler's answer; true for script functions
-  CefRefPtr<CefV8Value> value;      // the returned value, empty when nothing was returned
+  bool handled = false;         // a native handler's answer; true for script functions
+  CefRefPtr<CefV8Value> value;  // the returned value, empty when nothing was returned
 };
 
 // Calls `function` from page script running in `context`, as a page's own call would.

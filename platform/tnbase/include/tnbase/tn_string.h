@@ -26,8 +26,8 @@ class TNBASE_API TnString {
   int Compare(int32_t start, int32_t length, const TnString* other, int32_t otherStart,
               int32_t otherLength) const;
   // The same, with both sides case-folded first.
-  int CompareIgnoreCase(int32_t start, int32_t length, const TnString* other,
-                        int32_t otherStart, int32_t otherLength) const;
+  int CompareIgnoreCase(int32_t start, int32_t length, const TnString* other, int32_t otherStart,
+                        int32_t otherLength) const;
   bool StartsWith(const TnString* prefix, bool ignoreCase) const;
   // Position of the first occurrence of `what` at or after `from`, or -1.
   int32_t Find(const TnString* what, int32_t from) const;

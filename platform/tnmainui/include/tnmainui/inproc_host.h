@@ -31,7 +31,9 @@ class __attribute__((visibility("default"))) InProcessHost final : public Module
 
  private:
   struct Less {
-    bool operator()(const GUID& a, const GUID& b) const { return std::memcmp(&a, &b, sizeof a) < 0; }
+    bool operator()(const GUID& a, const GUID& b) const {
+      return std::memcmp(&a, &b, sizeof a) < 0;
+    }
   };
   xhav::Core* core_;
   xhav::RenderHost* renderHost_;

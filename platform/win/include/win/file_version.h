@@ -28,8 +28,11 @@ constexpr char kPathSeparator = '/';
 // Embeds a version resource in the binary that is being linked. An ELF file carries it in a
 // section of its own, ".tnversion": the magic "TNVR" followed by four little-endian 16-bit
 // parts.
-#define TN_FILE_VERSION_RESOURCE(a, b, c, d)                                               \
-  extern "C" __attribute__((used, section(".tnversion"), visibility("hidden")))          \
-  const unsigned char tn_file_version_resource[12] = {                                    \
-      'T', 'N', 'V', 'R', (a) & 0xff, ((a) >> 8) & 0xff, (b) & 0xff, ((b) >> 8) & 0xff, \
-      (c) & 0xff, ((c) >> 8) & 0xff, (d) & 0xff, ((d) >> 8) & 0xff}
+#define TN_FILE_VERSION_RESOURCE(a, b, c, d)                                       \
+  extern "C" __attribute__((used, section(".tnversion"), visibility("hidden")))    \
+  const unsigned char tn_file_version_resource[12] = {'T',      'N',               \
+                                                      'V',      'R',               \
+                                                      (a)&0xff, ((a) >> 8) & 0xff, \
+                                                      (b)&0xff, ((b) >> 8) & 0xff, \
+                                                      (c)&0xff, ((c) >> 8) & 0xff, \
+                                                      (d)&0xff, ((d) >> 8) & 0xff}
