@@ -2,9 +2,9 @@
 
 #include <cstdio>
 
-#include "base/path.h"
 #include "base/tn_log.h"
 #include "tn_webui_module.h"
+#include "tnbase/files.h"
 #include "win/file_version.h"
 
 namespace tnwebui {
@@ -64,8 +64,9 @@ xhav::RenderHost* RenderProcess::GetRenderHost() const {
 
 void RenderProcess::RegisterNativeExtension() {
   const std::string self = win::GetModuleFileName(reinterpret_cast<const void*>(&getFileVersion));
-  const std::string businessVersion =
-      getFileVersion(JoinPath(FolderOf(self), "TnBusiness.dll").c_str());
+  std::string business = tnbase::pathRemoveFileName(self);
+  tnbase::pathAppend(business, "TnBusiness.dll");
+  const std::string businessVersion = getFileVersion(business.c_str());
   const std::string script = MakeExtensionScript(getFileVersion(nullptr), businessVersion);
   if (!handler_) handler_ = new CCefV8HandlerImpl();
   if (xhav::RenderHost* host = GetRenderHost()) {

@@ -1,0 +1,117 @@
+#include "tnbase/task_queue.h"
+
+namespace tnbase {
+
+namespace {
+
+thread_local const tnbase::TaskQueue* t_running = nullptr;
+
+// Marks the calling thread as running `runner` for the lifetime of the scope.
+class RunningScope {
+ public:
+  explicit RunningScope(const tnbase::TaskQueue* runner) : previous_(t_running) {
+    t_running = runner;
+  }
+  ~RunningScope() { t_running = previous_; }
+
+ private:
+  const tnbase::TaskQueue* previous_;
+};
+
+}  // namespace
+
+TaskQueue::TaskQueue(std::string name) : name_(std::move(name)) {}
+
+TaskQueue::~TaskQueue() { Stop(); }
+
+void TaskQueue::PostTask(std::function<void()> task) {
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    queue_.push_back(std::move(task));
+  }
+  cv_.notify_all();
+}
+
+std::size_t TaskQueue::RunUntilIdle() {
+  RunningScope scope(this);
+  std::size_t ran = 0;
+  for (;;) {
+    std::function<void()> task;
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      if (queue_.empty()) return ran;
+      task = std::move(queue_.front());
+      queue_.pop_front();
+    }
+    task();
+    ++ran;
+  }
+}
+
+bool TaskQueue::RunsTasksOnCurrentThread() const {
+  return t_running == this || bound_.load() == std::this_thread::get_id();
+}
+
+void TaskQueue::BindCurrentThread() { bound_.store(std::this_thread::get_id()); }
+
+void TaskQueue::StartThread() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (thread_.joinable()) return;
+  stopping_ = false;
+  thread_ = std::thread(&TaskQueue::ThreadMain, this);
+}
+
+void TaskQueue::ThreadMain() {
+  RunningScope scope(this);
+  std::unique_lock<std::mutex> lock(mutex_);
+  for (;;) {
+    cv_.wait(lock, [this] { return stopping_ || !queue_.empty(); });
+    if (queue_.empty()) return;  // stopping, and nothing left to run
+    std::function<void()> task = std::move(queue_.front());
+    queue_.pop_front();
+    lock.unlock();
+    task();
+    lock.lock();
+  }
+}
+
+void TaskQueue::Flush() {
+  std::mutex done_mutex;
+  std::condition_variable done_cv;
+  bool done = false;
+  PostTask([&] {
+    std::lock_guard<std::mutex> lock(done_mutex);
+    done = true;
+    done_cv.notify_all();
+  });
+  std::unique_lock<std::mutex> lock(done_mutex);
+  done_cv.wait(lock, [&] { return done; });
+}
+
+void TaskQueue::Stop() {
+  std::thread thread;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    stopping_ = true;
+    thread = std::move(thread_);
+  }
+  cv_.notify_all();
+  if (thread.joinable()) thread.join();
+}
+
+TaskQueue* globalTaskQueue() {
+  static TaskQueue* queue = [] {
+    auto* q = new TaskQueue("globalTaskQueue");
+    q->StartThread();
+    return q;
+  }();
+  return queue;
+}
+
+bool postTask(TaskQueue* queue, std::function<void()> task) {
+  if (!queue || !task) return false;
+  queue->PostTask(std::move(task));
+  return true;
+}
+
+}  // namespace tnbase
