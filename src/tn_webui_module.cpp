@@ -31,6 +31,12 @@ TnWebUIModule* TnWebUIModule::GetOrCreate(ModuleHost* host) {
   return g_module;
 }
 
+TnWebUIModule* TnWebUIModule::Install(TnWebUIModule* module) {
+  TnWebUIModule* previous = g_module;
+  g_module = module;
+  return previous;
+}
+
 TnBrowserFactory* TnWebUIModule::GetOrCreateFactory() {
   if (!factory_) {
     factory_ = new (std::nothrow) TnBrowserFactory();

@@ -34,6 +34,9 @@ class TnWebUIModule final : public TavrinModule {
   // The process-wide module, or null before CreateTavrinModule.
   static TnWebUIModule* Get();
   static TnWebUIModule* GetOrCreate(ModuleHost* host);
+  // Makes `module` the process-wide one and returns the former. For tests, which give each
+  // case a module of its own; the library itself never replaces its module.
+  static TnWebUIModule* Install(TnWebUIModule* module);
 
  private:
   TnBrowserFactory* factory_ = nullptr;

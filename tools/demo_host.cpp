@@ -10,8 +10,10 @@
 #include "cef/inproc_v8.h"
 #include "hav/inproc_engine.h"
 #include "tnbase/logger.h"
+#include "tnmainui/business_core.h"
 #include "tnmainui/inproc_host.h"
 #include "tnwebui/tnwebui.h"
+#include "win/window.h"
 
 namespace {
 
@@ -47,6 +49,85 @@ std::string DescribeList(const CefRefPtr<CefListValue>& list) {
     }
   }
   return out + "]";
+}
+
+std::string Status(HRESULT hr) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%08x", static_cast<unsigned>(hr));
+  return text;
+}
+
+std::string Window(HWND hwnd) {
+  if (!win::IsWindow(hwnd)) return "no window";
+  const win::WindowState s = win::GetWindowState(hwnd);
+  std::string text = s.visible ? "visible" : "hidden";
+  if (s.minimized) text += ", minimised";
+  if (win::GetForegroundWindow() == hwnd) text += ", in front";
+  return text;
+}
+
+// The host opens windows through the factory, finds one again by name and closes an
+// organisation's windows.
+void HostOpensWindows(xhav::inproc::Engine& engine, CreateInterfaceFn createInterface) {
+  std::printf("== the host opens windows through ITnWebUI\n");
+  ITnWebUI* factory = nullptr;
+  HRESULT hr = createInterface(&IID_ITnWebUI, reinterpret_cast<void**>(&factory));
+  std::printf("CreateInterface(ITnWebUI) -> %s\n", Status(hr).c_str());
+  auto* core = new tnmainui::ScriptedBusinessCore(u"org-7", "account-42");
+
+  auto open = [&](const char16_t* name, int type, const char* initData) {
+    IBrowserViewSetting* settings = nullptr;
+    HRESULT hr = factory->CreateBrowserViewSetting(&settings);
+    std::printf("ITnWebUI::CreateBrowserViewSetting -> %s\n", Status(hr).c_str());
+    settings->SetName(name);
+    settings->SetViewType(type);
+    settings->SetBusinessCore(core);
+    settings->SetStartHidden(0);
+    settings->SetInitData(initData);
+    settings->SetRect({100, 100, 900, 700});
+    IBrowserView* view = nullptr;
+    hr = factory->CreateBrowserView("https://intra.example.com/main", settings, &view);
+    settings->Release();
+    engine.RunUntilIdle();
+    std::printf(
+        "ITnWebUI::CreateBrowserView(name=\"%s\", type %d, initData %s) -> %s, view %p, "
+        "window: %s\n",
+        tnbase::TnStringPtr(allocStringFromWideChars(name))->ToUTF8().c_str(), type, initData,
+        Status(hr).c_str(), static_cast<void*>(view),
+        Window(view ? view->GetHwnd() : nullptr).c_str());
+    return view;
+  };
+
+  IBrowserView* main = open(u"TnMain", 0, "{\"step\":1}");
+  IBrowserView* resident = open(u"TnResident", 1, "{}");
+  win::ShowWindow(main->GetHwnd(), win::SW_MINIMIZE);
+  std::printf("  the user minimises TnMain: %s\n", Window(main->GetHwnd()).c_str());
+  IBrowserView* again = open(u"TnMain", 0, "{\"step\":2}");
+  std::printf("  the same view again: %s; its initial data now %s", again == main ? "yes" : "no",
+              again->GetInitData());
+  again->Release();
+
+  IBrowserView* found = nullptr;
+  hr = factory->FindBrowserView(u"tnmain", &found);
+  std::printf("ITnWebUI::FindBrowserView(\"tnmain\") -> %s, view %p\n", Status(hr).c_str(),
+              static_cast<void*>(found));
+  if (found) found->Release();
+
+  HWND mainWindow = main->GetHwnd();
+  hr = factory->CloseBrowsersOfName(u"org-7");
+  engine.RunUntilIdle();
+  std::printf(
+      "ITnWebUI::CloseBrowsersOfName(\"org-7\") -> %s; TnMain: %s; TnResident (resident): "
+      "%s\n",
+      Status(hr).c_str(), Window(mainWindow).c_str(), Window(resident->GetHwnd()).c_str());
+  found = nullptr;
+  hr = factory->FindBrowserView(u"TnMain", &found);
+  std::printf("ITnWebUI::FindBrowserView(\"TnMain\") -> %s\n", Status(hr).c_str());
+
+  main->Release();
+  resident->Release();
+  factory->Release();
+  core->Release();
 }
 
 void PrintBrowserMessages(xhav::inproc::Engine& engine) {
@@ -142,6 +223,7 @@ int main(int argc, char** argv) {
   engine.SendToRenderer(page->id(), answer);
   engine.RunUntilIdle();
 
+  HostOpensWindows(engine, createInterface);
   page.reset();
   return 0;
 }

@@ -2,6 +2,8 @@
 
 // Identifiers of the host's services, looked up through ModuleHost::QueryService.
 
+#include <cstdint>
+
 #include "tnwebui/unknown.h"
 
 // {0B03A8EF-751D-43FC-A95A-C929F944F02B}
@@ -19,3 +21,38 @@ constexpr GUID SID_AccessOverrideService = {
 // {DE7C5350-C416-11E9-8113-00163E0CBA50}
 constexpr GUID SID_EventBus = {
     0xDE7C5350, 0xC416, 0x11E9, {0x81, 0x13, 0x00, 0x16, 0x3E, 0x0C, 0xBA, 0x50}};
+
+// Localised texts by resource key ("IDS_STR_APP_NAME").
+class StringTableService {
+ public:
+  // Copies the UTF-8 text of `key` into `buffer` (NUL-terminated, cut to fit). False when the
+  // key is unknown; the buffer then holds an empty text.
+  virtual bool LoadString(const char* key, char* buffer, uint32_t size) = 0;
+
+ protected:
+  ~StringTableService() = default;
+};
+
+// Facts about the client.
+class ClientInfoService {
+ public:
+  virtual const char* GetDeviceId() = 0;
+  // The company's web domain, UTF-8 ("intra.example.com").
+  virtual const char* GetWebDomain() = 0;
+
+ protected:
+  ~ClientInfoService() = default;
+};
+
+// Lets the host open business actions to every page.
+class AccessOverrideService {
+ public:
+  virtual void Reserved1() = 0;
+  virtual void Reserved2() = 0;
+  virtual void Reserved3() = 0;
+  virtual void Reserved4() = 0;
+  virtual bool AllowAnyPage() = 0;
+
+ protected:
+  ~AccessOverrideService() = default;
+};

@@ -17,6 +17,17 @@ inline bool operator!=(const GUID& a, const GUID& b) { return !(a == b); }
 
 using HRESULT = int32_t;
 
+// A native window.
+struct HWND__;
+typedef HWND__* HWND;
+
+struct RECT {
+  int32_t left;
+  int32_t top;
+  int32_t right;
+  int32_t bottom;
+};
+
 constexpr HRESULT S_OK = 0;
 constexpr HRESULT E_NOTIMPL = static_cast<HRESULT>(0x80004001u);
 constexpr HRESULT E_NOINTERFACE = static_cast<HRESULT>(0x80004002u);

@@ -16,6 +16,7 @@
 #include "base/tn_log.h"
 #include "tnbase/files.h"
 #include "win/shell.h"
+#include "win/window.h"
 
 namespace tnwebui {
 
@@ -290,6 +291,16 @@ std::string BytesToHex(const void* data, std::size_t size) {
     out += pair;
   }
   return out;
+}
+
+int screenDpi() {
+  static const int dpi = win::GetDeviceCaps(win::LOGPIXELSX);
+  return dpi;
+}
+
+int scaleForDpi(int length) {
+  const int dpi = screenDpi();
+  return dpi == 96 ? length : win::MulDiv(length, dpi, 96);
 }
 
 std::u16string Utf8ToWide(const std::string& text) {

@@ -59,6 +59,11 @@ std::string UInt64ToString(uint64_t value);
 // Bytes as lower-case hexadecimal digits, two a byte.
 std::string BytesToHex(const void* data, std::size_t size);
 
+// The screen's logical pixels per inch, read once for the process (96 until read).
+int screenDpi();
+// A length in device-independent units scaled to the screen; unchanged at 96 dots per inch.
+int scaleForDpi(int length);
+
 // The one conversion between UTF-8 and the wide (UTF-16) texts of the engine and the host.
 std::u16string Utf8ToWide(const std::string& text);
 std::string WideToUtf8(const std::u16string& text);

@@ -82,11 +82,12 @@ class Engine::CoreImpl final : public Core {
   explicit CoreImpl(int processType) : processType_(processType) {}
   int GetProcessType() override { return processType_; }
   HandlerRegistry* GetHandlerRegistry() override { return &registry_; }
-  bool CreateBrowser(const char*, BrowserParam*, BrowserNotify*, Browser** out) override {
-    if (out) *out = nullptr;
-    return false;
+  bool CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* notify,
+                     Browser** out) override {
+    return engine_->CreateBrowser(url, param, notify, out);
   }
   RegistryImpl registry_;
+  Engine* engine_ = nullptr;
 
  private:
   const int processType_;
@@ -121,6 +122,248 @@ class Engine::RenderHostImpl final : public RenderHost {
   RenderNotify* notify_ = nullptr;
   std::vector<Extension> extensions_;
 };
+
+// ---------------------------------------------------------------------------------------------
+// Browser parameters and browsers
+
+namespace {
+
+std::string Utf8(TnString* s) { return s ? s->ToUTF8() : std::string(); }
+
+class BrowserParamImpl final : public BrowserParam {
+ public:
+  void Destroy() override { delete this; }
+  void SetPopupOption(int32_t v) override { Set("SetPopupOption", r_.popupOption, v); }
+  void SetWidth(int32_t v) override { Set("SetWidth", r_.width, v); }
+  void SetHeight(int32_t v) override { Set("SetHeight", r_.height, v); }
+  void SetScaledSize(int32_t w, int32_t h) override {
+    r_.calls.push_back("SetScaledSize");
+    r_.scaledWidth = w;
+    r_.scaledHeight = h;
+  }
+  void SetShowTitleBar(bool v) override { Set("SetShowTitleBar", r_.showTitleBar, v); }
+  void SetStartHidden(bool v) override { Set("SetStartHidden", r_.startHidden, v); }
+  void SetHavFlagA(bool v) override { Set("SetHavFlagA", r_.havFlagA, v); }
+  void SetHavFlagB(bool v) override { Set("SetHavFlagB", r_.havFlagB, v); }
+  void SetTopCenter(bool v) override { Set("SetTopCenter", r_.topCenter, v); }
+  void SetTitle(TnString* v) override { Set("SetTitle", r_.title, Utf8(v)); }
+  void SetResizable(bool v) override { Set("SetResizable", r_.resizable, v); }
+  void SetOpenMaximized(bool v) override { Set("SetOpenMaximized", r_.openMaximized, v); }
+  void SetLeft(int32_t v) override { Set("SetLeft", r_.left, v); }
+  void SetTop(int32_t v) override { Set("SetTop", r_.top, v); }
+  void SetViewType(int32_t v) override { Set("SetViewType", r_.viewType, v); }
+  void SetParentWindow(HWND v) override { Set("SetParentWindow", r_.parent, v); }
+  void SetCookieSpace(TnString* v) override { Set("SetCookieSpace", r_.cookieSpace, Utf8(v)); }
+  void SetHideOnClose(bool v) override { Set("SetHideOnClose", r_.hideOnClose, v); }
+  void SetName(TnString* v) override { Set("SetName", r_.name, Utf8(v)); }
+
+  const BrowserParamRecord& record() const { return r_; }
+
+ private:
+  ~BrowserParamImpl() override = default;
+  template <typename T>
+  void Set(const char* call, T& field, T value) {
+    r_.calls.push_back(call);
+    field = std::move(value);
+  }
+  BrowserParamRecord r_;
+};
+
+// The engine's browser object on the browser side: its messages go to the render process.
+class HostBrowser final : public CefBrowser {
+ public:
+  HostBrowser(Engine* engine, int id) : engine_(engine), id_(id) {}
+  int GetIdentifier() override { return id_; }
+  bool IsSame(CefRefPtr<CefBrowser> that) override { return that && that->GetIdentifier() == id_; }
+  void Reload() override {}
+  void GoBack() override {}
+  void GoForward() override {}
+  bool CanGoBack() override { return false; }
+  bool CanGoForward() override { return false; }
+  CefRefPtr<CefFrame> GetMainFrame() override { return nullptr; }
+  bool SendProcessMessage(CefProcessId target, CefRefPtr<CefProcessMessage> message) override {
+    return target == PID_RENDERER && engine_->SendToRenderer(id_, message);
+  }
+
+ private:
+  Engine* engine_;
+  const int id_;
+  IMPLEMENT_REFCOUNTING(HostBrowser);
+};
+
+}  // namespace
+
+BrowserImpl::BrowserImpl(Engine* engine, int id, std::string url, const BrowserParamRecord& param,
+                         BrowserNotify* notify)
+    : engine_(engine),
+      id_(id),
+      param_(param),
+      notify_(notify),
+      host_(new HostBrowser(engine, id)),
+      url_(std::move(url)) {
+  hwnd_ = win::CreateWindowModel(
+      "HavWindowClassName", param.parent, [this](HWND, const win::PostedMessage& m) {
+        // The user's or the host's close asks the view first.
+        if (m.message == win::WM_CLOSE && alive_ && !(notify_ && notify_->OnClosing())) {
+          FinishClose();
+        }
+      });
+  if (param.width > 0 && param.height > 0) {
+    win::SetWindowPos(hwnd_, nullptr, param.left, param.top, param.width, param.height,
+                      win::SWP_NOZORDER);
+  }
+  if (!param.startHidden) win::ShowWindow(hwnd_, win::SW_SHOWWINDOW);
+}
+
+BrowserImpl::~BrowserImpl() {
+  if (hwnd_) win::DestroyWindow(hwnd_);
+}
+
+void BrowserImpl::Record(std::string call) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  calls_.push_back(std::move(call));
+}
+
+bool BrowserImpl::GetProperty(int32_t id, void** out) {
+  if (!out) return false;
+  *out = nullptr;
+  if (id == 18 && alive_) {
+    *out = host_.get();
+    return true;
+  }
+  return false;
+}
+
+void BrowserImpl::Show(bool show) {
+  Record(show ? "Show(1)" : "Show(0)");
+  if (alive_) win::ShowWindow(hwnd_, show ? win::SW_SHOWWINDOW : win::SW_HIDE);
+}
+
+void BrowserImpl::Minimize() {
+  Record("Minimize");
+  if (alive_) win::ShowWindow(hwnd_, win::SW_MINIMIZE);
+}
+
+void BrowserImpl::Maximize() {
+  Record("Maximize");
+  if (alive_) win::ShowWindow(hwnd_, win::SW_MAXIMIZE);
+}
+
+void BrowserImpl::Restore() {
+  Record("Restore");
+  if (alive_) win::ShowWindow(hwnd_, win::SW_RESTORE);
+}
+
+void BrowserImpl::SetTopMost(bool topMost) { Record(topMost ? "SetTopMost(1)" : "SetTopMost(0)"); }
+
+void BrowserImpl::Close(int32_t force) {
+  Record("Close(" + std::to_string(force) + ")");
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (closing_ || !alive_) return;
+    closing_ = true;
+  }
+  // hav closes on its user-interface thread, after the caller has returned.
+  engine_->ui().PostTask([this] { FinishClose(); });
+}
+
+void BrowserImpl::FinishClose() {
+  if (!alive_.exchange(false)) return;
+  if (notify_) notify_->OnBeforeBrowserClose();
+  win::DestroyWindow(hwnd_);
+  hwnd_ = nullptr;
+  if (notify_) notify_->OnBrowserDestroyed();
+  page_.reset();
+}
+
+void BrowserImpl::MoveWindow(int32_t x, int32_t y, int32_t width, int32_t height) {
+  Record("MoveWindow");
+  if (alive_) win::SetWindowPos(hwnd_, nullptr, x, y, width, height, win::SWP_NOZORDER);
+}
+
+void BrowserImpl::Animate(int32_t a, int32_t b, int32_t c, int32_t d, int32_t e) {
+  Record("Animate(" + std::to_string(a) + "," + std::to_string(b) + "," + std::to_string(c) + "," +
+         std::to_string(d) + "," + std::to_string(e) + ")");
+}
+
+void BrowserImpl::AddHandler(const char* address, HandlerCreator* creator) {
+  Record(std::string("AddHandler(") + (address ? address : "") + ")");
+  std::lock_guard<std::mutex> lock(mutex_);
+  handlers_.emplace_back(address ? address : "", creator);
+}
+
+void BrowserImpl::RemoveHandler(const char* address) {
+  Record(std::string("RemoveHandler(") + (address ? address : "") + ")");
+  std::lock_guard<std::mutex> lock(mutex_);
+  const std::string a = address ? address : "";
+  handlers_.erase(std::remove_if(handlers_.begin(), handlers_.end(),
+                                 [&](const auto& h) { return h.first == a; }),
+                  handlers_.end());
+}
+
+TnString* BrowserImpl::GetUrl() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (url_.empty()) return nullptr;
+  return allocStringFromUTF8(url_.data(), static_cast<int32_t>(url_.size()));
+}
+
+void BrowserImpl::LoadUrl(const char* url) {
+  Record(std::string("LoadUrl(") + (url ? url : "") + ")");
+  std::lock_guard<std::mutex> lock(mutex_);
+  url_ = url ? url : "";
+}
+
+void BrowserImpl::SetTitle(const char16_t* title) {
+  tnbase::TnStringPtr t(allocStringFromWideChars(title));
+  Record("SetTitle(" + t->ToUTF8() + ")");
+  std::lock_guard<std::mutex> lock(mutex_);
+  title_ = t->ToUTF8();
+}
+
+void BrowserImpl::SetInitialData(const char* json) {
+  Record("SetInitialData");
+  std::lock_guard<std::mutex> lock(mutex_);
+  initialData_ = json ? json : "";
+}
+
+void BrowserImpl::Attach() { Record("Attach"); }
+
+void BrowserImpl::SetCookie(TnString* address, TnString* name, TnString* value, TnString* space) {
+  Record("SetCookie");
+  std::lock_guard<std::mutex> lock(mutex_);
+  cookies_[Utf8(space)][Utf8(address) + " " + Utf8(name)] = Utf8(value);
+}
+
+void BrowserImpl::DeleteCookie(TnString* address, TnString* name, TnString* space) {
+  Record("DeleteCookie");
+  std::lock_guard<std::mutex> lock(mutex_);
+  cookies_[Utf8(space)].erase(Utf8(address) + " " + Utf8(name));
+}
+
+std::vector<std::string> BrowserImpl::calls() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return calls_;
+}
+
+std::string BrowserImpl::url() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return url_;
+}
+
+std::string BrowserImpl::title() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return title_;
+}
+
+std::string BrowserImpl::initialData() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return initialData_;
+}
+
+std::map<std::string, std::map<std::string, std::string>> BrowserImpl::cookies() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return cookies_;
+}
 
 // ---------------------------------------------------------------------------------------------
 // Page
@@ -217,8 +460,10 @@ int Page::forwards() const { return browser_->forwards_; }
 Engine::Engine(int processType)
     : core_(std::make_unique<CoreImpl>(processType)),
       renderHost_(std::make_unique<RenderHostImpl>()) {
+  core_->engine_ = this;
   cef_inproc::SetTaskRunner(TID_UI, &ui_);
   cef_inproc::SetTaskRunner(TID_RENDERER, &renderer_);
+  win::SetMessagePoster([this](std::function<void()> task) { ui_.PostTask(std::move(task)); });
   SetTransport(CreateQueueTransport(&ui_, &renderer_));
 }
 
@@ -228,8 +473,78 @@ Engine::~Engine() {
   // Tasks still queued hold references into the pages' script objects; run them off here so
   // that nothing outlives the engine.
   RunUntilIdle();
+  win::SetMessagePoster(nullptr);
+  for (BrowserImpl* b : browsers_) delete b;
   cef_inproc::SetTaskRunner(TID_UI, nullptr);
   cef_inproc::SetTaskRunner(TID_RENDERER, nullptr);
+}
+
+bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* notify,
+                           Browser** out) {
+  if (out) *out = nullptr;
+  auto* record = dynamic_cast<BrowserParamImpl*>(param);
+  const BrowserParamRecord settings = record ? record->record() : BrowserParamRecord();
+  BrowserImpl* browser;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    browser = new BrowserImpl(this, nextId_++, url ? url : "", settings, notify);
+    browsers_.push_back(browser);
+    browser->page_.reset(new Page(this, browser->id_, true));
+    pages_.push_back(browser->page_);
+  }
+  browser->page_->NewContext();
+  ui_.PostTask([this, browser] {
+    if (browser->alive_ && browser->notify_) browser->notify_->OnBrowserCreated();
+  });
+  if (out) *out = browser;
+  return true;
+}
+
+std::vector<BrowserImpl*> Engine::browsers() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return browsers_;
+}
+
+BrowserImpl* Engine::FindBrowser(int id) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  for (BrowserImpl* b : browsers_) {
+    if (b->id_ == id) return b;
+  }
+  return nullptr;
+}
+
+void Engine::DeliverToBrowser(int browserId, CefRefPtr<CefProcessMessage> message) {
+  BrowserImpl* browser = FindBrowser(browserId);
+  Transport::Receiver receiver;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (!browser || !browser->alive_ || !browser->notify_) {
+      if (!browserReceiver_) {
+        browserMessages_.push_back({browserId, message});
+        return;
+      }
+      receiver = browserReceiver_;
+    }
+  }
+  if (receiver) {
+    receiver(browserId, message);
+    return;
+  }
+  // Messages without elements or with five strings are commands; the rest go as messages.
+  CefRefPtr<CefListValue> args = message->GetArgumentList();
+  bool command = args->GetSize() == 0 || args->GetSize() == 5;
+  for (size_t i = 0; command && i < args->GetSize(); ++i) {
+    command = args->GetType(i) == VTYPE_STRING;
+  }
+  tnbase::TnStringPtr name(allocStringFromWideChars(
+      message->GetName().c_str(), static_cast<int32_t>(message->GetName().length())));
+  if (command) {
+    ListArgs list(args);
+    bool result = false;
+    browser->notify_->OnRenderCommand(browser->host_, &result, name.get(), &list);
+  } else {
+    browser->notify_->OnProcessMessage(name.get(), message);
+  }
 }
 
 Core* Engine::core() { return core_.get(); }
@@ -247,16 +562,7 @@ void Engine::SetTransport(std::unique_ptr<Transport> transport) {
     DeliverToRenderer(id, message);
   });
   transport_->SetReceiver(PID_BROWSER, [this](int id, CefRefPtr<CefProcessMessage> message) {
-    Transport::Receiver receiver;
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      if (!browserReceiver_) {
-        browserMessages_.push_back({id, message});
-        return;
-      }
-      receiver = browserReceiver_;
-    }
-    receiver(id, message);
+    DeliverToBrowser(id, message);
   });
 }
 
@@ -331,3 +637,11 @@ std::vector<std::pair<std::string, HandlerCreator*>> Engine::registrations() con
 }
 
 }  // namespace xhav::inproc
+
+extern "C" bool CreateHavObject(int kind, void** out) {
+  if (!out) return false;
+  *out = nullptr;
+  if (kind != xhav::kHavObjectBrowserParam) return false;
+  *out = static_cast<xhav::BrowserParam*>(new xhav::inproc::BrowserParamImpl());
+  return true;
+}

@@ -6,10 +6,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "cef/cef_browser.h"
 #include "cef/cef_v8.h"
 #include "tnbase/tn_string.h"
+#include "win/window.h"
 
 #define HAV_API __attribute__((visibility("default")))
 
@@ -19,10 +22,104 @@ namespace xhav {
 constexpr int kProcessTypeBrowser = 1;
 constexpr int kProcessTypeRender = 2;
 
-class Browser;
-class BrowserParam;
-class BrowserNotify;
 class Request;
+class ArgList;
+class HandlerCreator;
+class tnEventDispatcher;
+
+using FileList = std::vector<std::u16string>;
+
+// The description of a browser window to be made. Setters stand in slot order.
+class HAV_API BrowserParam {
+ public:
+  virtual void Destroy() = 0;
+  virtual void SetPopupOption(int32_t option) = 0;
+  virtual void SetWidth(int32_t width) = 0;
+  virtual void SetHeight(int32_t height) = 0;
+  virtual void SetScaledSize(int32_t width, int32_t height) = 0;
+  virtual void SetShowTitleBar(bool show) = 0;
+  virtual void SetStartHidden(bool hidden) = 0;
+  virtual void SetHavFlagA(bool flag) = 0;
+  virtual void SetHavFlagB(bool flag) = 0;
+  virtual void SetTopCenter(bool flag) = 0;
+  virtual void SetTitle(TnString* title) = 0;
+  virtual void SetResizable(bool resizable) = 0;
+  virtual void SetOpenMaximized(bool maximized) = 0;
+  virtual void SetLeft(int32_t left) = 0;
+  virtual void SetTop(int32_t top) = 0;
+  virtual void SetViewType(int32_t type) = 0;
+  virtual void SetParentWindow(HWND parent) = 0;
+  virtual void SetCookieSpace(TnString* space) = 0;
+  virtual void SetHideOnClose(bool hide) = 0;
+  virtual void SetName(TnString* name) = 0;
+
+ protected:
+  virtual ~BrowserParam() = default;
+};
+
+// A browser window of hav. Not reference counted: hav owns it until its window is gone.
+class HAV_API Browser {
+ public:
+  // An object of the browser by number (18: the engine's browser; 19: the settings; 21: the
+  // host's business channel). False when there is none.
+  virtual bool GetProperty(int32_t id, void** out) = 0;
+  virtual void Show(bool show) = 0;
+  virtual void Minimize() = 0;
+  virtual void Maximize() = 0;
+  virtual void Restore() = 0;
+  virtual void SetTopMost(bool topMost) = 0;
+  virtual void Close(int32_t force) = 0;
+  virtual HWND GetWindowHandle() = 0;
+  virtual void MoveWindow(int32_t x, int32_t y, int32_t width, int32_t height) = 0;
+  virtual void Animate(int32_t a, int32_t b, int32_t c, int32_t d, int32_t e) = 0;
+  virtual void AddHandler(const char* address, HandlerCreator* creator) = 0;
+  virtual void RemoveHandler(const char* address) = 0;
+  virtual int32_t GetId() = 0;
+  // The current address, as a new text that the caller releases; null when there is none.
+  virtual TnString* GetUrl() = 0;
+  virtual void LoadUrl(const char* url) = 0;
+  virtual void SetTitle(const char16_t* title) = 0;
+  virtual void SetInitialData(const char* json) = 0;
+  virtual void Attach() = 0;
+  virtual void SetCookie(TnString* address, TnString* name, TnString* value, TnString* space) = 0;
+  virtual void DeleteCookie(TnString* address, TnString* name, TnString* space) = 0;
+
+ protected:
+  virtual ~Browser() = default;
+};
+
+// What hav tells the view of a browser. Called on the browser's user-interface thread.
+class HAV_API BrowserNotify {
+ public:
+  virtual void OnStateChanged(int32_t state) = 0;
+  virtual void OnPageLoaded(CefRefPtr<CefBrowser> browser, CefRefPtr<CefFrame> frame,
+                            TnString* url) = 0;
+  virtual void OnActiveChanged(bool active) = 0;
+  virtual bool OnClosing() = 0;
+  // A render message with no elements or five strings, given as its strings.
+  virtual void OnRenderCommand(CefRefPtr<CefBrowser> browser, bool* result, TnString* name,
+                               const ArgList* args) = 0;
+  // Every other render message.
+  virtual bool OnProcessMessage(TnString* name, CefRefPtr<CefProcessMessage> message) = 0;
+  virtual void OnFilesDragged(const FileList& files) = 0;
+  virtual void OnNavigationState(int32_t index, int32_t count) = 0;
+  virtual int32_t OnBeforeNavigate(TnString* url) = 0;
+  virtual void OnFilesDropped(const FileList& files) = 0;
+  virtual void OnBrowserDestroyed() = 0;
+  virtual void OnBrowserCreated() = 0;
+  virtual void OnBeforeBrowserClose() = 0;
+  virtual void OnRenderProcessTemerate(int32_t reserved, int32_t status) = 0;
+  virtual bool IsFilteredUrl(TnString* url) = 0;
+  virtual void OnRevealFile(TnString* url) = 0;
+  virtual void OnPopup() = 0;
+  virtual void OnWindowChange(int32_t state) = 0;
+  virtual bool OnInnerBusiness(const std::vector<std::u16string>& texts, void* callback) = 0;
+  virtual bool OnDragEnter() = 0;
+  virtual void GetEventDispatcher(std::shared_ptr<tnEventDispatcher>* out) = 0;
+
+ protected:
+  ~BrowserNotify() = default;
+};
 
 // A block of bytes handed out by an argument list; the receiver releases it.
 class HAV_API Binary {
@@ -106,6 +203,9 @@ class HAV_API RenderHost {
 };
 
 // The entry into hav.
+//
+// The library also exports "CreateHavObject" (see CreateHavObjectFn): kind 1 makes a
+// BrowserParam, which the caller hands to CreateBrowser and then destroys.
 class HAV_API Core {
  public:
   virtual int GetProcessType() = 0;
@@ -117,4 +217,11 @@ class HAV_API Core {
   virtual ~Core() = default;
 };
 
+constexpr int kHavObjectBrowserParam = 1;
+using CreateHavObjectFn = bool (*)(int kind, void** out);
+// The file name under which the process has hav loaded.
+constexpr char kHavLibraryName[] = "libtnhav.so";
+
 }  // namespace xhav
+
+extern "C" HAV_API bool CreateHavObject(int kind, void** out);

@@ -5,7 +5,9 @@
 // thread) that a test pumps by hand or backs with threads; process messages cross through a
 // swappable transport.
 
+#include <atomic>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -46,6 +48,83 @@ struct RecordedMessage {
 };
 
 class Engine;
+class Page;
+
+// What the factory set on a BrowserParam, in the order it was set.
+struct BrowserParamRecord {
+  std::vector<std::string> calls;  // setter names in order
+  int32_t popupOption = -1, width = 0, height = 0, scaledWidth = 0, scaledHeight = 0;
+  int32_t left = 0, top = 0, viewType = 0;
+  bool showTitleBar = false, startHidden = false, havFlagA = false, havFlagB = false;
+  bool topCenter = false, resizable = false, openMaximized = false, hideOnClose = false;
+  HWND parent = nullptr;
+  std::string title, cookieSpace, name;
+  bool destroyed = false;
+};
+
+// A browser window of the in-process engine. It records what is done to it; the test or the
+// demo raises its notifications.
+class HAV_API BrowserImpl final : public Browser {
+ public:
+  bool GetProperty(int32_t id, void** out) override;
+  void Show(bool show) override;
+  void Minimize() override;
+  void Maximize() override;
+  void Restore() override;
+  void SetTopMost(bool topMost) override;
+  void Close(int32_t force) override;
+  HWND GetWindowHandle() override { return hwnd_; }
+  void MoveWindow(int32_t x, int32_t y, int32_t width, int32_t height) override;
+  void Animate(int32_t a, int32_t b, int32_t c, int32_t d, int32_t e) override;
+  void AddHandler(const char* address, HandlerCreator* creator) override;
+  void RemoveHandler(const char* address) override;
+  int32_t GetId() override { return id_; }
+  TnString* GetUrl() override;
+  void LoadUrl(const char* url) override;
+  void SetTitle(const char16_t* title) override;
+  void SetInitialData(const char* json) override;
+  void Attach() override;
+  void SetCookie(TnString* address, TnString* name, TnString* value, TnString* space) override;
+  void DeleteCookie(TnString* address, TnString* name, TnString* space) override;
+
+  BrowserNotify* notify() const { return notify_; }
+  const BrowserParamRecord& param() const { return param_; }
+  std::shared_ptr<Page> page() const { return page_; }
+  bool alive() const { return alive_; }
+  // The operations done on this browser, in order ("Minimize", "Close(0)", "LoadUrl(u)").
+  std::vector<std::string> calls() const;
+  std::string url() const;
+  std::string title() const;
+  std::string initialData() const;
+  // Cookies by space, then "address name" to value.
+  std::map<std::string, std::map<std::string, std::string>> cookies() const;
+
+  // The window goes away now, as hav's close would make it: OnBeforeBrowserClose, the
+  // window destroyed, OnBrowserDestroyed.
+  void FinishClose();
+
+ private:
+  friend class Engine;
+  BrowserImpl(Engine* engine, int id, std::string url, const BrowserParamRecord& param,
+              BrowserNotify* notify);
+  ~BrowserImpl() override;
+  void Record(std::string call);
+
+  Engine* engine_;
+  const int id_;
+  BrowserParamRecord param_;
+  BrowserNotify* notify_;
+  HWND hwnd_ = nullptr;
+  std::shared_ptr<Page> page_;
+  CefRefPtr<CefBrowser> host_;  // the engine's browser object on this side
+  std::atomic<bool> alive_{true};
+  bool closing_ = false;
+  mutable std::mutex mutex_;
+  std::vector<std::string> calls_;
+  std::string url_, title_, initialData_;
+  std::map<std::string, std::map<std::string, std::string>> cookies_;
+  std::vector<std::pair<std::string, HandlerCreator*>> handlers_;
+};
 
 // One page of a render process: its browser, its frame and its current script context.
 class HAV_API Page {
@@ -102,6 +181,11 @@ class HAV_API Engine {
 
   // Opens a page in the render process; the context notification is queued on the renderer.
   std::shared_ptr<Page> OpenPage(bool enableBusiness = true);
+
+  // Browser side: the windows made through Core::CreateBrowser, in order of creation. They
+  // live as long as the engine.
+  std::vector<BrowserImpl*> browsers() const;
+  BrowserImpl* FindBrowser(int id) const;
   std::shared_ptr<Page> FindPage(int browserId) const;
 
   // Browser side: sends a message to the render process of `browserId`.
@@ -124,6 +208,9 @@ class HAV_API Engine {
   class RenderHostImpl;
   class RegistryImpl;
 
+  friend class BrowserImpl;
+  bool CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* notify, Browser** out);
+  void DeliverToBrowser(int browserId, CefRefPtr<CefProcessMessage> message);
   void DeliverToRenderer(int browserId, CefRefPtr<CefProcessMessage> message);
   bool SendFromPage(int browserId, CefRefPtr<CefProcessMessage> message);
 
@@ -136,6 +223,7 @@ class HAV_API Engine {
   mutable std::mutex mutex_;
   int nextId_ = 1;
   std::vector<std::weak_ptr<Page>> pages_;
+  std::vector<BrowserImpl*> browsers_;
   std::vector<int> gone_;
   Transport::Receiver browserReceiver_;
   std::vector<RecordedMessage> browserMessages_;

@@ -4,16 +4,42 @@
 
 #include <map>
 #include <mutex>
+#include <string>
 
 #include "hav/hav.h"
 #include "tnwebui/module.h"
+#include "tnwebui/services.h"
 
 namespace tnmainui {
 
+// The client's texts, from the table file of this library.
+class __attribute__((visibility("default"))) StringTable final : public StringTableService {
+ public:
+  bool LoadString(const char* key, char* buffer, uint32_t size) override;
+};
+
+class __attribute__((visibility("default"))) ClientInfo final : public ClientInfoService {
+ public:
+  const char* GetDeviceId() override { return deviceId.c_str(); }
+  const char* GetWebDomain() override { return webDomain.c_str(); }
+  std::string deviceId = "device-0001";
+  std::string webDomain = "intra.example.com";
+};
+
+class __attribute__((visibility("default"))) AccessOverride final : public AccessOverrideService {
+ public:
+  void Reserved1() override {}
+  void Reserved2() override {}
+  void Reserved3() override {}
+  void Reserved4() override {}
+  bool AllowAnyPage() override { return allowAnyPage; }
+  bool allowAnyPage = false;
+};
+
+// Answers the services table with the objects above; tests may replace or remove any.
 class __attribute__((visibility("default"))) InProcessHost final : public ModuleHost {
  public:
-  InProcessHost(xhav::Core* core, xhav::RenderHost* renderHost)
-      : core_(core), renderHost_(renderHost) {}
+  InProcessHost(xhav::Core* core, xhav::RenderHost* renderHost);
   virtual ~InProcessHost() = default;
 
   void* QueryService(const GUID& id) override;
@@ -28,6 +54,10 @@ class __attribute__((visibility("default"))) InProcessHost final : public Module
   }
   // Makes `service` the answer to `id` (null removes it).
   void SetService(const GUID& id, void* service);
+
+  StringTable strings;
+  ClientInfo clientInfo;
+  AccessOverride accessOverride;
 
  private:
   struct Less {

@@ -1,0 +1,98 @@
+#pragma once
+
+// A business core and a window shadow that tests and the demo script and inspect.
+
+#include <atomic>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "tnwebui/view.h"
+
+namespace tnmainui {
+
+#define TNMAINUI_API __attribute__((visibility("default")))
+
+// Records what the view does to the shadow of its window.
+class TNMAINUI_API RecordingShadow final : public WindowShadow {
+ public:
+  HRESULT QueryInterface(const GUID& iid, void** out) override;
+  uint32_t AddRef() override { return ++refs_; }
+  uint32_t Release() override;
+  void AttachWindow(HWND window) override;
+  void UpdateShadow() override { Record("UpdateShadow"); }
+  void ShowShadow(int32_t show) override { Record("ShowShadow(" + std::to_string(show) + ")"); }
+  void DetachWindow() override { Record("DetachWindow"); }
+  void SetShadowMode(int32_t mode) override {
+    Record("SetShadowMode(" + std::to_string(mode) + ")");
+  }
+
+  std::vector<std::string> calls() const;
+  HWND window() const { return window_; }
+  static int Live() { return live_.load(); }
+
+  RecordingShadow() { ++live_; }
+
+ private:
+  ~RecordingShadow() { --live_; }
+  void Record(std::string call);
+
+  std::atomic<uint32_t> refs_{0};
+  mutable std::mutex mutex_;
+  std::vector<std::string> calls_;
+  HWND window_ = nullptr;
+  static inline std::atomic<int> live_{0};
+};
+
+struct BusinessCall {
+  std::u16string business, action, param, json, callbackId;
+  IBrowserViewCallback* callback = nullptr;
+};
+
+// A business core whose answers a test or the demo scripts.
+class TNMAINUI_API ScriptedBusinessCore final : public BusinessCore {
+ public:
+  ScriptedBusinessCore(std::u16string orgKey, std::string accountKey);
+
+  HRESULT QueryInterface(const GUID& iid, void** out) override;
+  uint32_t AddRef() override { return ++refs_; }
+  uint32_t Release() override;
+  void NotifyCrash() override { ++crashes_; }
+  HRESULT ExecuteBusinessAction(const char16_t* business, const char16_t* action,
+                                const char16_t* param, const char16_t* json,
+                                const char16_t* callbackId,
+                                IBrowserViewCallback* callback) override;
+  void OnViewClosed(IBrowserView*) override {}
+  const char* GetAccountKey() override { return accountKey_.c_str(); }
+  const char16_t* GetOrgKey() override;
+  HRESULT QueryObject(const GUID& id, void** out) override;
+  int32_t GetBusinessVersion() override { return version_; }
+
+  // Answers each call; without it calls are only recorded and answered with 0.
+  void SetHandler(std::function<HRESULT(const BusinessCall&)> handler);
+  // Whether QueryObject hands out a shadow.
+  void SetGivesShadow(bool gives) { givesShadow_ = gives; }
+  void SetBusinessVersion(int32_t version) { version_ = version; }
+  // Runs inside each GetOrgKey, as a core that calls back into the module would.
+  void SetOrgKeyHook(std::function<void()> hook);
+  std::vector<BusinessCall> calls() const;
+  int crashes() const { return crashes_; }
+  uint32_t refs() const { return refs_; }
+
+ private:
+  ~ScriptedBusinessCore() = default;
+
+  std::atomic<uint32_t> refs_{1};  // the creator's reference
+  std::u16string orgKey_;
+  std::string accountKey_;
+  std::atomic<int> crashes_{0};
+  std::atomic<bool> givesShadow_{true};
+  int32_t version_ = 0;
+  mutable std::mutex mutex_;
+  std::function<HRESULT(const BusinessCall&)> handler_;
+  std::function<void()> orgKeyHook_;
+  std::vector<BusinessCall> calls_;
+};
+
+}  // namespace tnmainui

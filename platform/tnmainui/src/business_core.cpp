@@ -1,0 +1,105 @@
+#include "tnmainui/business_core.h"
+
+namespace tnmainui {
+
+HRESULT RecordingShadow::QueryInterface(const GUID& iid, void** out) {
+  if (!out) return E_INVALIDARG;
+  *out = nullptr;
+  if (iid != IID_IUnknown && iid != IID_WindowShadow) return E_NOINTERFACE;
+  *out = static_cast<WindowShadow*>(this);
+  AddRef();
+  return S_OK;
+}
+
+uint32_t RecordingShadow::Release() {
+  const uint32_t left = --refs_;
+  if (left == 0) delete this;
+  return left;
+}
+
+void RecordingShadow::AttachWindow(HWND window) {
+  Record("AttachWindow");
+  std::lock_guard<std::mutex> lock(mutex_);
+  window_ = window;
+}
+
+void RecordingShadow::Record(std::string call) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  calls_.push_back(std::move(call));
+}
+
+std::vector<std::string> RecordingShadow::calls() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return calls_;
+}
+
+ScriptedBusinessCore::ScriptedBusinessCore(std::u16string orgKey, std::string accountKey)
+    : orgKey_(std::move(orgKey)), accountKey_(std::move(accountKey)) {}
+
+HRESULT ScriptedBusinessCore::QueryInterface(const GUID& iid, void** out) {
+  if (!out) return E_INVALIDARG;
+  *out = nullptr;
+  if (iid != IID_IUnknown) return E_NOINTERFACE;
+  *out = static_cast<BusinessCore*>(this);
+  AddRef();
+  return S_OK;
+}
+
+uint32_t ScriptedBusinessCore::Release() {
+  const uint32_t left = --refs_;
+  if (left == 0) delete this;
+  return left;
+}
+
+HRESULT ScriptedBusinessCore::ExecuteBusinessAction(const char16_t* business,
+                                                    const char16_t* action, const char16_t* param,
+                                                    const char16_t* json,
+                                                    const char16_t* callbackId,
+                                                    IBrowserViewCallback* callback) {
+  BusinessCall call{business ? business : u"", action ? action : u"",         param ? param : u"",
+                    json ? json : u"",         callbackId ? callbackId : u"", callback};
+  std::function<HRESULT(const BusinessCall&)> handler;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    calls_.push_back(call);
+    handler = handler_;
+  }
+  return handler ? handler(call) : S_OK;
+}
+
+HRESULT ScriptedBusinessCore::QueryObject(const GUID& id, void** out) {
+  if (!out) return E_INVALIDARG;
+  *out = nullptr;
+  if (id != IID_WindowShadow || !givesShadow_) return E_NOINTERFACE;
+  auto* shadow = new RecordingShadow();
+  shadow->AddRef();
+  *out = static_cast<WindowShadow*>(shadow);
+  return S_OK;
+}
+
+const char16_t* ScriptedBusinessCore::GetOrgKey() {
+  std::function<void()> hook;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    hook = orgKeyHook_;
+  }
+  if (hook) hook();
+  return orgKey_.c_str();
+}
+
+void ScriptedBusinessCore::SetOrgKeyHook(std::function<void()> hook) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  orgKeyHook_ = std::move(hook);
+}
+
+void ScriptedBusinessCore::SetHandler(std::function<HRESULT(const BusinessCall&)> handler) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  handler_ = std::move(handler);
+}
+
+std::vector<BusinessCall> ScriptedBusinessCore::calls() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return calls_;
+}
+
+}  // namespace tnmainui

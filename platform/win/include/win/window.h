@@ -1,0 +1,82 @@
+#pragma once
+
+// Native windows, as a small model of the process's windows that tests can inspect: state,
+// position, z-order and the messages posted to them. Messages reach a window's procedure
+// through the poster that the engine installs (its user-interface thread).
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "win/file_version.h"
+
+struct HWND__;
+typedef HWND__* HWND;
+
+namespace win {
+
+constexpr int SW_HIDE = 0;
+constexpr int SW_MAXIMIZE = 3;
+constexpr int SW_SHOWWINDOW = 5;
+constexpr int SW_MINIMIZE = 6;
+constexpr int SW_RESTORE = 9;
+constexpr uint32_t SWP_NOSIZE = 0x1;
+constexpr uint32_t SWP_NOMOVE = 0x2;
+constexpr uint32_t SWP_NOZORDER = 0x4;
+constexpr uint32_t SWP_FRAMECHANGED = 0x20;
+constexpr uint32_t WM_CLOSE = 0x10;
+constexpr int LOGPIXELSX = 88;
+
+struct PostedMessage {
+  uint32_t message = 0;
+  uintptr_t wParam = 0;
+  intptr_t lParam = 0;
+};
+
+struct WindowState {
+  std::string className;
+  HWND parent = nullptr;
+  bool visible = false;
+  bool minimized = false;
+  bool maximized = false;
+  bool topmost = false;
+  int x = 0, y = 0, width = 0, height = 0;
+  int zOrder = 0;  // higher is nearer the front
+  std::vector<PostedMessage> posted;
+};
+
+using WindowProc = std::function<void(HWND, const PostedMessage&)>;
+
+TNWIN_API HWND CreateWindowModel(const std::string& className, HWND parent, WindowProc proc);
+TNWIN_API void DestroyWindow(HWND hwnd);
+TNWIN_API bool IsWindow(HWND hwnd);
+// A copy of the window's state; a default state for a window that doesn't exist.
+TNWIN_API WindowState GetWindowState(HWND hwnd);
+TNWIN_API HWND GetForegroundWindow();
+TNWIN_API HWND GetActiveWindow();
+
+TNWIN_API bool IsIconic(HWND hwnd);
+TNWIN_API bool ShowWindow(HWND hwnd, int command);
+TNWIN_API bool SetWindowPos(HWND hwnd, HWND insertAfter, int x, int y, int cx, int cy,
+                            uint32_t flags);
+TNWIN_API bool SetForegroundWindow(HWND hwnd);
+TNWIN_API HWND SetActiveWindow(HWND hwnd);
+TNWIN_API bool PostMessageW(HWND hwnd, uint32_t message, uintptr_t wParam, intptr_t lParam);
+
+// Where posted messages are delivered: the engine installs its user-interface thread. Without
+// a poster, messages are only recorded.
+using MessagePoster = std::function<void(std::function<void()>)>;
+TNWIN_API void SetMessagePoster(MessagePoster poster);
+
+// The screen's device capabilities. A test may set the pixels per inch before the first read.
+TNWIN_API int GetDeviceCaps(int index);
+TNWIN_API void SetScreenDpi(int dpi);
+// a * b / c, rounded half away from zero; -1 when c is 0.
+TNWIN_API int MulDiv(int a, int b, int c);
+
+// Loaded libraries: the handle of one already loaded (never loads it), and an export of it.
+TNWIN_API void* GetModuleHandleW(const char* fileName);
+TNWIN_API void* GetProcAddress(void* module, const char* name);
+
+}  // namespace win

@@ -1,0 +1,52 @@
+#pragma once
+
+// The view that the factory makes for a full page. It receives the page's render commands
+// and shows the window faces that the rest of the module walks.
+
+#include <string>
+
+#include "adapt/tn_browser_ui_adapt.h"
+#include "light/tavrin_browser.h"
+
+namespace tnwebui {
+
+class TnBrowserPbUI final : public TnBrowserAdaptUI, public FusionBrowser {
+ public:
+  explicit TnBrowserPbUI(xhav::Browser* browser) : TnBrowserAdaptUI(browser), face_(this) {}
+
+  // xhav::BrowserNotify
+  void OnRenderCommand(CefRefPtr<CefBrowser> browser, bool* result, TnString* name,
+                       const xhav::ArgList* args) override;
+
+  // Attaches a browser that exists already.
+  void SetBrowser(xhav::Browser* browser);
+
+  // The view as handlers see a window. (Its own GetName is IBrowserView's, so the window face
+  // is an object of its own.)
+  TavrinBrowser* tavrin_browser() { return &face_; }
+
+  // FusionBrowser
+  bool IsPbView() override { return true; }
+
+ private:
+  class Face final : public TavrinBrowser {
+   public:
+    explicit Face(TnBrowserPbUI* view) : view_(view) {}
+    int32_t GetId() override;
+    const std::string& GetName() override { return view_->name_; }
+    int32_t GetOid() override { return 0; }
+    xhav::Browser* GetHavBrowser() override { return view_->browser(); }
+    const std::string& GetOpenUrl() override { return view_->openUrl_; }
+    const ExtraParams& GetExtraParams() override { return view_->extraParams_; }
+
+   private:
+    TnBrowserPbUI* view_;
+  };
+
+  Face face_;
+  std::string name_;
+  std::string openUrl_;
+  ExtraParams extraParams_;
+};
+
+}  // namespace tnwebui

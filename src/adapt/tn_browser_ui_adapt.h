@@ -1,0 +1,77 @@
+#pragma once
+
+// The view as the client needs it: settings, business core, shadow, initial data and the
+// window commands that depend on them.
+
+#include <string>
+#include <vector>
+
+#include "adapt/tn_browser_ui.h"
+#include "adapt/tn_browser_ui_callback.h"
+#include "tnbase/tn_string.h"
+
+namespace tnwebui {
+
+class CWebTitleChildWindowWin;
+
+class TnBrowserAdaptUI : public TnBrowserUI {
+ public:
+  explicit TnBrowserAdaptUI(xhav::Browser* browser);
+  ~TnBrowserAdaptUI() override;
+
+  // IBrowserView
+  void SetPageHost(PageHost* host) override;
+  void SetBusinessCore(BusinessCore* core) override;
+  const char16_t* GetOrgKey() override;
+  int32_t IsRenderCrashed() override { return renderCrashed_ ? 1 : 0; }
+  IBrowserViewCallback* GetCallback() override { return callback_; }
+  const char16_t* GetName() override;
+  int32_t GetViewType() override;
+  void SetInitData(const char* json, int32_t apply) override;
+  const char* GetInitData() override { return initData_.c_str(); }
+  bool ProcessMessage(xhav::Browser* browser, int32_t source, TnString* name,
+                      const std::vector<std::u16string>& texts) override;
+  bool ProcessJsCommand(TnString* command) override;
+  int32_t GetBusinessVersion() override;
+
+  // Called once by the factory after the browser exists.
+  void Init(IBrowserViewSetting* settings);
+  // Starts the window's shadow on the user-interface thread, once.
+  void StartShadow();
+
+  // A business action from the page: business, action, param, json, callback id.
+  bool ExecuteFromRender(const std::vector<std::u16string>& texts);
+  void ExecuteBusinessAction(TnString* business, TnString* action,
+                             CefRefPtr<CefListValue> arguments);
+  void SendInitData(TnString* business, TnString* action, TnString* callbackId,
+                    const std::string& data);
+  // Puts the session's cookies from the initial data into the browser.
+  void SetInitialCookies();
+  // Whether new initial data with an address makes the view load it.
+  bool BeforeReload(const std::u16string& url);
+  void ApplyAlwaysOnTop();
+
+  // The cookie space of an account: the MD5 of the organisation key (as UTF-8) followed by
+  // the account key; empty without a core or with empty keys.
+  static std::string CookieSpaceOf(BusinessCore* core);
+
+  IBrowserViewSetting* settings() const { return settings_; }
+  BusinessCore* business_core() const { return businessCore_; }
+
+ protected:
+  std::string currentUrl_;
+  std::string initData_;
+  PageHost* pageHost_ = nullptr;
+  BusinessCore* businessCore_ = nullptr;
+  IBrowserViewSetting* settings_ = nullptr;
+  TnBrowserAdaptCallback* callback_ = nullptr;
+  WindowShadow* shadow_ = nullptr;
+  bool renderCrashed_ = false;
+  std::vector<std::u16string> dragFiles_;
+  tnbase::TnStringPtr initBusiness_;
+  tnbase::TnStringPtr initAction_;
+  tnbase::TnStringPtr initCallback_;
+  CWebTitleChildWindowWin* titleWindow_ = nullptr;
+};
+
+}  // namespace tnwebui

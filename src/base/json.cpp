@@ -1,0 +1,39 @@
+#include "base/json.h"
+
+// The reader and writer the client uses are the library's older classes.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+#include <json/reader.h>
+#include <json/writer.h>
+
+namespace tnwebui {
+
+bool ParseJson(const std::string& text, Json::Value& out) {
+  out = Json::Value();
+  Json::Reader reader;
+  if (reader.parse(text, out, true)) return true;
+  out = Json::Value();
+  return false;
+}
+
+std::string WriteJson(const Json::Value& value) {
+  Json::FastWriter writer;
+  return writer.write(value);
+}
+
+#pragma GCC diagnostic pop
+
+bool JsonToBool(const Json::Value& value) {
+  return value.isConvertibleTo(Json::booleanValue) && !value.isArray() && !value.isObject() &&
+         value.asBool();
+}
+
+bool HasJsonString(const Json::Value& object, const char* key) {
+  return object.isObject() && object.isMember(key) && object[key].isString();
+}
+
+std::string JsonString(const Json::Value& object, const char* key) {
+  return HasJsonString(object, key) ? object[key].asString() : std::string();
+}
+
+}  // namespace tnwebui

@@ -1,0 +1,42 @@
+#pragma once
+
+// A browser process with the module's factory, a scripted business core and, in the same
+// engine, the render side, so that pages can send their window commands to the views.
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "adapt/tn_browser_pb_ui.h"
+#include "hav/inproc_engine.h"
+#include "log_capture.h"
+#include "render/render_process.h"
+#include "tn_browser_factory.h"
+#include "tn_webui_module.h"
+#include "tnmainui/business_core.h"
+#include "tnmainui/inproc_host.h"
+
+class ViewFixture : public ::testing::Test {
+ protected:
+  ViewFixture();
+  ~ViewFixture() override;
+
+  // New settings with a name, a view type and initial data (and the fixture's core).
+  IBrowserViewSetting* Settings(const std::u16string& name, int type = 0,
+                                const std::string& initData = "", bool withCore = true);
+  // CreateBrowserView with `settings`, which it releases; fails the test on a bad status.
+  IBrowserView* Create(IBrowserViewSetting* settings, const std::string& url = "https://a.test/");
+  xhav::inproc::BrowserImpl* BrowserOf(IBrowserView* view);
+  static tnwebui::TnBrowserPbUI* Pb(IBrowserView* view);
+  static uint32_t RefCount(IUnknown* object);
+
+  LogCapture log;
+  xhav::inproc::Engine engine{xhav::kProcessTypeBrowser};
+  tnmainui::InProcessHost host{engine.core(), engine.render_host()};
+  std::unique_ptr<tnwebui::TnWebUIModule> module;
+  tnwebui::TnWebUIModule* previous = nullptr;
+  tnwebui::TnBrowserFactory* factory = nullptr;
+  std::unique_ptr<tnwebui::RenderProcess> render;
+  tnmainui::ScriptedBusinessCore* core = nullptr;
+};
