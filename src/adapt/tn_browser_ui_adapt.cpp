@@ -4,7 +4,9 @@
 #include "base/json.h"
 #include "base/tn_log.h"
 #include "cef/cef_task.h"
+#include "tn_webui_module.h"
 #include "tnbase/files.h"
+#include "tnwebui/services.h"
 
 namespace tnwebui {
 
@@ -179,11 +181,203 @@ bool TnBrowserAdaptUI::ExecuteFromRender(const std::vector<std::u16string>& text
   return true;
 }
 
-// Business actions, their answers, cookies and the page's always-on-top state are served by
-// the work that builds them; until then these do nothing.
-void TnBrowserAdaptUI::ExecuteBusinessAction(TnString*, TnString*, CefRefPtr<CefListValue>) {}
+bool TnBrowserAdaptUI::CheckAuth(TnString* business, TnString* action) {
+  if (currentUrl_.empty()) {
+    if (xhav::Browser* b = browser()) {
+      tnbase::TnStringPtr url(b->GetUrl());
+      if (url) currentUrl_ = url->ToUTF8();
+    }
+  }
+  for (const char* root : {"file://tavrin5main/", "file://tavrin5/", "file://tavrin4/"}) {
+    if (currentUrl_.rfind(root, 0) == 0) return true;
+  }
+  if (business->EqualsIgnoreCase("common")) return true;
+  if (business->EqualsIgnoreCase("openurl") &&
+      (action->GetLength() == 0 || action->Equals("OpenSaveAsWnd"))) {
+    return true;
+  }
+  if (business->EqualsIgnoreCase("ExtendApp")) return true;
+  if (business->Equals("MyFavorite")) return true;
+  // Never reached: every "common" passed above. It keeps its place in the order.
+  if (business->EqualsIgnoreCase("common") &&
+      (action->EqualsIgnoreCase("getvisitortoken") || action->EqualsIgnoreCase("initfinished") ||
+       action->EqualsIgnoreCase("config"))) {
+    return true;
+  }
+  ModuleHost* host = GetModuleHost();
+  auto* override =
+      host ? static_cast<AccessOverrideService*>(host->QueryService(SID_AccessOverrideService))
+           : nullptr;
+  return override && override->AllowAnyPage();
+}
 
-void TnBrowserAdaptUI::SendInitData(TnString*, TnString*, TnString*, const std::string&) {}
+void TnBrowserAdaptUI::ExecuteBusinessAction(TnString* business, TnString* action,
+                                             CefRefPtr<CefListValue> arguments) {
+  constexpr char kFn[] = "TnBrowserAdaptUI::ExecuteBusinessAction";
+  if (!business || !action) return;
+  if (!CheckAuth(business, action)) {
+    TN_LOG_TEXT(
+        4, kFn,
+        "check auth fail for action = " + business->ToUTF8() + ", action = " + action->ToUTF8());
+    return;
+  }
+  const std::size_t size = arguments ? arguments->GetSize() : 0;
+  bool strings = size == 3;
+  for (std::size_t i = 0; strings && i < 3; ++i) strings = arguments->GetType(i) == VTYPE_STRING;
+  if (!strings) {
+    TN_LOG_TEXT(1, kFn, "execute business action argument invalid size " + std::to_string(size));
+    return;
+  }
+  const std::string param = arguments->GetString(0).ToString();
+  const std::string json = arguments->GetString(1).ToString();
+  const CefString id = arguments->GetString(2);
+  const std::string callbackId = id.ToString();
+  tnbase::TnStringPtr callbackText(
+      allocStringFromWideChars(id.c_str(), static_cast<int32_t>(id.length())));
+
+  if (action->EqualsIgnoreCase("InitFinished")) {
+    if (initBusiness_->GetLength() == 0) {
+      initBusiness_ = tnbase::TnStringPtr(business->Clone());
+      initAction_ = tnbase::TnStringPtr(action->Clone());
+      initCallback_ = tnbase::TnStringPtr(callbackText->Clone());
+    }
+    SendInitData(business, action, callbackText.get(), initData_);
+  } else if (action->EqualsIgnoreCase("GetInitData")) {
+    SendInitData(business, action, callbackText.get(), initData_);
+  } else if (action->EqualsIgnoreCase("GetDragFileNames")) {
+    CefRefPtr<CefListValue> result = CefListValue::Create();
+    result->SetString(0, id);
+    result->SetInt(1, 0);
+    Json::Value files(Json::arrayValue);
+    for (const std::u16string& file : dragFiles_) {
+      Json::Value info;
+      getFileInfoJson(WideToUtf8(file), info);
+      files.append(info);
+    }
+    result->SetString(2, WriteJson(files));
+    ExeBusinessActionCallback(business, action, result);
+    Show(1);
+  } else if (action->EqualsIgnoreCase("ModifyWindowTitle")) {
+    Json::Value value;
+    const std::string title =
+        !json.empty() && ParseJson(json, value) ? JsonString(value, "title") : std::string();
+    if (!title.empty()) {
+      if (xhav::Browser* b = browser()) b->SetTitle(Utf8ToWide(title).c_str());
+    }
+  } else if (action->EqualsIgnoreCase("ShowWindow")) {
+    if (settings_ && settings_->GetDelayShow() != 0) {
+      settings_->SetDelayShow(0);  // the first show of such a window is swallowed
+    } else {
+      Show(1);
+    }
+  } else if (action->EqualsIgnoreCase("SetCookie")) {
+    SetCookies(json, CookieSpaceOf(businessCore_));
+  } else if (action->EqualsIgnoreCase("DeleteCookie")) {
+    DeleteCookies(business, action, callbackId, json, CookieSpaceOf(businessCore_));
+  } else if (action->EqualsIgnoreCase("SetAlwaysTop")) {
+    Json::Value value;
+    if (ParseJson(json, value) && value.isObject() && value.isMember("top") &&
+        value["top"].isBool()) {
+      SetAlwaysTop(value["top"].asBool() ? 1 : 0);
+    }
+  } else {
+    ExecuteOnCore(business, action, param, json, callbackId);
+  }
+}
+
+void TnBrowserAdaptUI::ExecuteOnCore(TnString* business, TnString* action, const std::string& param,
+                                     const std::string& json, const std::string& callbackId) {
+  const int32_t viewType = settings_ ? settings_->GetViewType() : 0;
+  const std::u16string wideBusiness(business->GetData(), business->GetLength());
+  const std::u16string wideAction(action->GetData(), action->GetLength());
+  const std::u16string wideJson = Utf8ToWide(json);
+  const std::u16string wideId = Utf8ToWide(callbackId);
+  if (businessCore_) {
+    const HRESULT status = businessCore_->ExecuteBusinessAction(
+        wideBusiness.c_str(), wideAction.c_str(), Utf8ToWide(param).c_str(), wideJson.c_str(),
+        wideId.c_str(), callback_);
+    if (status < 0) {
+      TN_LOG(1, "TnBrowserAdaptUI::ExecuteBusinessAction", "call tnbusiness return fail [0x%08X]\n",
+             static_cast<unsigned>(status));
+      AnswerFailure(business, action, callbackId, status);
+    }
+  } else if (viewType == 2 && pageHost_) {
+    const HRESULT status = pageHost_->ExecuteBusinessAction(
+        wideBusiness.c_str(), wideAction.c_str(), wideJson.c_str(), wideId.c_str(), callback_);
+    if (status < 0) AnswerFailure(business, action, callbackId, status);
+  }
+  // With neither, the action is dropped.
+}
+
+void TnBrowserAdaptUI::AnswerFailure(TnString* business, TnString* action,
+                                     const std::string& callbackId, HRESULT status) {
+  CefRefPtr<CefListValue> result = CefListValue::Create();
+  result->SetString(0, callbackId);
+  result->SetInt(1, status);
+  result->SetString(2, std::string());
+  ExeBusinessActionCallback(business, action, result);
+}
+
+void TnBrowserAdaptUI::ProcessInnerBusiness(const std::vector<std::u16string>& texts,
+                                            IBrowserViewCallback* callback) {
+  if (!businessCore_ || texts.size() != 5) return;
+  if (!callback) callback = callback_;
+  const HRESULT status =
+      businessCore_->ExecuteBusinessAction(texts[0].c_str(), texts[1].c_str(), texts[2].c_str(),
+                                           texts[3].c_str(), texts[4].c_str(), callback);
+  if (status >= 0) return;
+  TN_LOG(1, "TnBrowserAdaptUI::ProcessInnerBusiness", "call tnbusiness return fail [0x%08X]\n",
+         static_cast<unsigned>(status));
+  tnbase::TnStringPtr business(allocStringFromUTF8(WideToUtf8(texts[0]).c_str()));
+  tnbase::TnStringPtr action(allocStringFromUTF8(WideToUtf8(texts[1]).c_str()));
+  AnswerFailure(business.get(), action.get(), WideToUtf8(texts[4]), status);
+}
+
+void TnBrowserAdaptUI::SendInitData(TnString* business, TnString* action, TnString* callbackId,
+                                    const std::string& data) {
+  CefRefPtr<CefListValue> result = CefListValue::Create();
+  result->SetString(0, CefString(std::u16string(callbackId->GetData(), callbackId->GetLength())));
+  result->SetInt(1, 0);
+  result->SetString(2, data);
+  ExeBusinessActionCallback(business, action, result);
+}
+
+void TnBrowserAdaptUI::ExeBusinessActionCallback(TnString* business, TnString* action,
+                                                 CefRefPtr<CefListValue> result) {
+  AddRef();  // the view stays through the work, whichever thread this is
+  xhav::Browser* b = browser();
+  if (b && business && action) {
+    if (business->EqualsIgnoreCase("OpenUrl") && action->EqualsIgnoreCase("Download")) {
+      OpenSaveAsWnd(business, action, result);
+    } else if (business->EqualsIgnoreCase("MyFavorite") &&
+               action->EqualsIgnoreCase("CreateFavorite")) {
+      ShowFavoriteTip(result && result->GetInt(1) == 0);
+    } else {
+      void* engineBrowser = nullptr;
+      if (b->GetProperty(18, &engineBrowser) && engineBrowser) {
+        CefRefPtr<CefProcessMessage> message =
+            CefProcessMessage::Create("ExeBusinessActionCallback");
+        CefRefPtr<CefListValue> args = message->GetArgumentList();
+        args->SetString(0, CefString(std::u16string(business->GetData(), business->GetLength())));
+        args->SetString(1, CefString(std::u16string(action->GetData(), action->GetLength())));
+        args->SetList(2, result ? result : CefListValue::Create());
+        static_cast<CefBrowser*>(engineBrowser)->SendProcessMessage(PID_RENDERER, message);
+      }
+    }
+  }
+  Release();
+}
+
+// The cookie routes, the save dialog and the favourite's tool tip are served by the work that
+// builds them; until then these do nothing.
+void TnBrowserAdaptUI::SetCookies(const std::string&, const std::string&) {}
+
+void TnBrowserAdaptUI::DeleteCookies(TnString*, TnString*, const std::string&, const std::string&,
+                                     const std::string&) {}
+
+void TnBrowserAdaptUI::OpenSaveAsWnd(TnString*, TnString*, CefRefPtr<CefListValue>) {}
+
+void TnBrowserAdaptUI::ShowFavoriteTip(bool) {}
 
 void TnBrowserAdaptUI::SetInitialCookies() {}
 

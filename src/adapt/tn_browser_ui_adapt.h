@@ -41,10 +41,28 @@ class TnBrowserAdaptUI : public TnBrowserUI {
 
   // A business action from the page: business, action, param, json, callback id.
   bool ExecuteFromRender(const std::vector<std::u16string>& texts);
+  // The one door of business actions: the page's rights, the inner actions, then the core.
+  // `arguments` holds param, json and callback id.
   void ExecuteBusinessAction(TnString* business, TnString* action,
                              CefRefPtr<CefListValue> arguments);
+  // A call of the view's own native side: straight to the core, unchecked.
+  void ProcessInnerBusiness(const std::vector<std::u16string>& texts,
+                            IBrowserViewCallback* callback);
+  // Whether the page may run this action.
+  bool CheckAuth(TnString* business, TnString* action);
+  // Delivers a result (callback id, code, data) to the page. Callable from any thread.
+  void ExeBusinessActionCallback(TnString* business, TnString* action,
+                                 CefRefPtr<CefListValue> result);
   void SendInitData(TnString* business, TnString* action, TnString* callbackId,
                     const std::string& data);
+  // Cookies of the page's account.
+  void SetCookies(const std::string& json, const std::string& space);
+  void DeleteCookies(TnString* business, TnString* action, const std::string& callbackId,
+                     const std::string& json, const std::string& space);
+  // The save dialog for a download that the core asks for.
+  void OpenSaveAsWnd(TnString* business, TnString* action, CefRefPtr<CefListValue> result);
+  // Tells the user whether a favourite was made.
+  void ShowFavoriteTip(bool created);
   // Puts the session's cookies from the initial data into the browser.
   void SetInitialCookies();
   // Whether new initial data with an address makes the view load it.
@@ -68,6 +86,14 @@ class TnBrowserAdaptUI : public TnBrowserUI {
   WindowShadow* shadow_ = nullptr;
   bool renderCrashed_ = false;
   std::vector<std::u16string> dragFiles_;
+
+ private:
+  void ExecuteOnCore(TnString* business, TnString* action, const std::string& param,
+                     const std::string& json, const std::string& callbackId);
+  void AnswerFailure(TnString* business, TnString* action, const std::string& callbackId,
+                     HRESULT status);
+
+ protected:
   tnbase::TnStringPtr initBusiness_;
   tnbase::TnStringPtr initAction_;
   tnbase::TnStringPtr initCallback_;

@@ -1,7 +1,9 @@
 #include "adapt/tn_browser_ui_callback.h"
 
 #include "adapt/tn_browser_ui_adapt.h"
+#include "base/CommonFunc.h"
 #include "base/tn_log.h"
+#include "render/tavrin_js_handler.h"
 
 namespace tnwebui {
 
@@ -15,9 +17,29 @@ TnBrowserAdaptCallback::~TnBrowserAdaptCallback() {
   TN_LOG(2, "TnBrowserAdaptCallback::~TnBrowserAdaptCallback", "TnBrowserAdaptCallback deleted");
 }
 
-void TnBrowserAdaptCallback::OnBusinessResult(const char16_t*, const char16_t*, const char16_t*,
-                                              int32_t, const char16_t*) {
-  // Results of business actions are delivered from the business-action work.
+void TnBrowserAdaptCallback::OnBusinessResult(const char16_t* business, const char16_t* action,
+                                              const char16_t* callbackId, int32_t code,
+                                              const char16_t* data) {
+  // Names are lower-cased on their UTF-8 text, as pages send them.
+  tnbase::TnStringPtr lowBusiness(
+      allocStringFromUTF8(AsciiLower(WideToUtf8(business ? business : u"")).c_str()));
+  tnbase::TnStringPtr lowAction(
+      allocStringFromUTF8(AsciiLower(WideToUtf8(action ? action : u"")).c_str()));
+  CefRefPtr<CefListValue> result = CefListValue::Create();
+  result->SetString(0, CefString(callbackId ? callbackId : u""));
+  result->SetInt(1, code);
+  result->SetString(2, CefString(data ? data : u""));
+
+  // The core calls from its own threads: the view is taken only while it is alive and not
+  // detached, and its reference is held through the delivery.
+  TnBrowserAdaptUI* view = nullptr;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (view_ && view_->TryAddRef()) view = view_;
+  }
+  if (!view) return;
+  view->ExeBusinessActionCallback(lowBusiness.get(), lowAction.get(), result);
+  view->Release();
 }
 
 IBrowserView* TnBrowserAdaptCallback::GetView() {

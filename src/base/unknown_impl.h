@@ -23,17 +23,24 @@ HRESULT QueryInterfaceOf(Self* self, const GUID& own, const GUID& iid, void** ou
 
 }  // namespace tnwebui
 
-#define TN_IMPLEMENT_UNKNOWN(Interface, InterfaceId)                            \
- public:                                                                        \
-  HRESULT QueryInterface(const GUID& iid, void** out) override {                \
-    return ::tnwebui::QueryInterfaceOf<Interface>(this, InterfaceId, iid, out); \
-  }                                                                             \
-  uint32_t AddRef() override { return refCount_.fetch_add(1) + 1; }             \
-  uint32_t Release() override {                                                 \
-    const uint32_t left = refCount_.fetch_sub(1) - 1;                           \
-    if (left == 0) delete this;                                                 \
-    return left;                                                                \
-  }                                                                             \
-                                                                                \
- private:                                                                       \
+#define TN_IMPLEMENT_UNKNOWN(Interface, InterfaceId)                             \
+ public:                                                                         \
+  HRESULT QueryInterface(const GUID& iid, void** out) override {                 \
+    return ::tnwebui::QueryInterfaceOf<Interface>(this, InterfaceId, iid, out);  \
+  }                                                                              \
+  uint32_t AddRef() override { return refCount_.fetch_add(1) + 1; }              \
+  /* A reference only while the object lives: false once its count reached 0. */ \
+  bool TryAddRef() {                                                             \
+    uint32_t n = refCount_.load();                                               \
+    while (n != 0 && !refCount_.compare_exchange_weak(n, n + 1)) {               \
+    }                                                                            \
+    return n != 0;                                                               \
+  }                                                                              \
+  uint32_t Release() override {                                                  \
+    const uint32_t left = refCount_.fetch_sub(1) - 1;                            \
+    if (left == 0) delete this;                                                  \
+    return left;                                                                 \
+  }                                                                              \
+                                                                                 \
+ private:                                                                        \
   std::atomic<uint32_t> refCount_ { 0 }

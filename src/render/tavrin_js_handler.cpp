@@ -1,8 +1,10 @@
 #include "render/tavrin_js_handler.h"
 
+#include <QString>
 #include <cstdlib>
 #include <cstring>
 
+#include "base/json.h"
 #include "base/tn_log.h"
 #include "cef/cef_process_message.h"
 
@@ -171,9 +173,139 @@ bool CCefV8HandlerImpl::ExecuteBusinessAction(CefRefPtr<CefBrowser> browser,
   return true;
 }
 
-bool CCefV8HandlerImpl::ExecuteJsApiRequest(CefRefPtr<CefBrowser>, const CefV8ValueList&) {
-  // The SDK form (one JSON request and a callback) is not served yet.
-  return false;
+bool CCefV8HandlerImpl::ExecuteJsApiRequest(CefRefPtr<CefBrowser> browser,
+                                            const CefV8ValueList& arguments) {
+  if (arguments.size() != 2 || !arguments[0]->IsString() ||
+      !(arguments[1]->IsFunction() || arguments[1]->IsNull())) {
+    return false;
+  }
+  constexpr char kFn[] = "CCefV8HandlerImpl::ExecuteJsApiRequest";
+  std::string business, action, meta, request;
+  NewJsApiRequestAdapter(arguments[0]->GetStringValue().ToString(), business, action, meta,
+                         request);
+  action = AsciiLower(action);
+  business = AsciiLower(business);
+  if (business.empty() || action.empty()) {
+    ReturnJsApiErrorMessage(-2, "NOT_SUPPORTED", arguments[1]);
+    return true;
+  }
+  // Three actions work before the page has passed `config`.
+  const QString qaction = QString::fromStdString(action);
+  bool open = false;
+  for (const char* name : {"Config", "InitFinished", "GetVisitorToken"}) {
+    open = open || qaction.compare(QLatin1String(name), Qt::CaseInsensitive) == 0;
+  }
+  if (!open && !HasImplId()) {
+    ReturnJsApiErrorMessage(-4, "PERMISSION_DENIED", arguments[1]);
+    return true;
+  }
+  // The action is in lower case here, so this never matches and "closewindow" goes on as an
+  // ordinary action.
+  if (action == "CloseWindow" && browser) {
+    SendToBrowser(browser, CefProcessMessage::Create("closewnd"));
+  }
+
+  std::string callbackId;
+  if (!arguments[1]->IsNull()) {
+    CefRefPtr<CefV8Value> callback = arguments[1];
+    CefRefPtr<CefV8Context> context = CefV8Context::GetCurrentContext();
+    callbackId = callback->GetFunctionName().ToString();
+    if (callbackId.empty()) callbackId = "0";
+    AddJsFunCallback(browser, MakeCallbackKey(business, action, callbackId), callback, context,
+                     meta, 1);
+  }
+  if (action == "receive" || !browser) {
+    TN_LOG(1, kFn, "no need send to the browser [%s]---------------------", request.c_str());
+    return true;
+  }
+  TN_LOG(1, kFn, "send to the browser [%s]---------------------", request.c_str());
+  CefRefPtr<CefProcessMessage> message = CefProcessMessage::Create("exebusinessaction");
+  CefRefPtr<CefListValue> args = message->GetArgumentList();
+  args->SetString(0, business);
+  args->SetString(1, action);
+  args->SetString(2, std::string());
+  args->SetString(3, request);
+  args->SetString(4, callbackId);
+  SendToBrowser(browser, message);
+  return true;
+}
+
+void CCefV8HandlerImpl::MapJsApiName(const std::string& api, std::string& business,
+                                     std::string& action) {
+  struct Row {
+    const char* names[3];
+    const char* action;
+  };
+  static constexpr Row kTable[] = {
+      {{"biz.config", "com.config", "config"}, "Config"},
+      {{"biz.initfinished", "com.initfinished"}, "InitFinished"},
+      {{"biz.choosecontacts", "com.choosecontacts"}, "OnlySelectPeople"},
+      {{"biz.opencontactscard", "com.opencontactscard"}, "OpenContactsCard"},
+      {{"biz.chooseimage", "com.chooseimage"}, "OpenFileDialog"},
+      {{"biz.previewimage", "com.previewimage"}, "ViewSrcPicture"},
+      {{"biz.getvisitortoken", "com.getvisitortoken"}, "GetVisitorToken"},
+      {{"biz.convertimplidtoopenid", "com.convertimplidtoopenid"}, "ConvertImplIdToOpenId"},
+      {{"biz.opengroupchat", "com.opengroupchat"}, "OpenGroupChat"},
+      {{"ui.closewindow"}, "CloseWindow"},
+  };
+  business.clear();
+  action.clear();
+  const std::string name = AsciiLower(api);
+  for (const Row& row : kTable) {
+    for (const char* candidate : row.names) {
+      if (candidate && name == candidate) {
+        business = "Common";
+        action = row.action;
+        return;
+      }
+    }
+  }
+}
+
+void CCefV8HandlerImpl::NewJsApiRequestAdapter(const std::string& json, std::string& business,
+                                               std::string& action, std::string& meta,
+                                               std::string& request) {
+  business.clear();
+  action.clear();
+  meta.clear();
+  request.clear();
+  Json::Value root;
+  if (!ParseJson(json, root) || !root.isObject()) return;
+  if (HasJsonString(root, "api")) MapJsApiName(root["api"].asString(), business, action);
+  if (HasJsonString(root, "meta")) meta = root["meta"].asString();
+  Json::Value& payload = root["payload"];
+  if (!payload.isObject()) return;
+  const std::string implId = GetImplId();
+  if (payload["appIdImplId"].isNull()) {
+    TN_LOG(1, "CCefV8HandlerImpl::NewJsApiRequestAdapter",
+           "appIdImplId append ---------- implId [%s] \n", implId.c_str());
+    payload["appIdImplId"] = implId;
+  }
+  payload["isFromJsSDK"] = true;
+  request = WriteJson(payload);
+}
+
+void CCefV8HandlerImpl::ReturnJsApiErrorMessage(int code, const std::string& message,
+                                                CefRefPtr<CefV8Value> callback) {
+  constexpr char kFn[] = "CCefV8HandlerImpl::ReturnJsApiErrorMessage";
+  if (!callback || callback->IsNull()) {
+    TN_LOG(1, kFn, "return jsapi error message callback empty \n");
+    return;
+  }
+  CefRefPtr<CefV8Context> context = CefV8Context::GetCurrentContext();
+  if (context) context->Enter();
+  Json::Value response;
+  response["status"]["code"] = code;
+  response["status"]["message"] = message;
+  response["meta"] = Json::Value(Json::objectValue);
+  response["data"] = Json::Value(Json::objectValue);
+  CefV8ValueList args{CefV8Value::CreateString(WriteJson(response))};
+  if (context) context->Exit();
+  CefRefPtr<CefV8Value> result = callback->ExecuteFunctionWithContext(context, nullptr, args);
+  TN_LOG(1, kFn,
+         result ? "return error execute js callback success [%d][%s]\n"
+                : "return error execute js callback fail [%d][%s]\n",
+         code, message.c_str());
 }
 
 std::string CCefV8HandlerImpl::MakeCallbackKey(const std::string& business,
@@ -290,12 +422,18 @@ void CCefV8HandlerImpl::ExecuteBusinessActionCallback(CefRefPtr<CefBrowser> brow
   // Calls that gave no callback end here.
   CefRefPtr<CJsCallbackWrap> wrap = FindJsCallback(browser, MakeCallbackKey(business, action, id));
   if (!wrap) return;
-  // SDK answers are wrapped as responses; that form is not served yet.
-  if (wrap->isJsSdk != 0 || !wrap->context) return;
+  if (!wrap->context) return;
 
   wrap->context->Enter();
-  CefV8ValueList args{CefV8Value::CreateInt(list->GetInt(1)),
-                      CefV8Value::CreateString(list->GetString(2)), CefV8Value::CreateString(id)};
+  const int code = list->GetInt(1);
+  const std::string data = list->GetString(2).ToString();
+  CefV8ValueList args;
+  if (wrap->isJsSdk == 0) {
+    args = {CefV8Value::CreateInt(code), CefV8Value::CreateString(data),
+            CefV8Value::CreateString(id)};
+  } else {
+    args = {CefV8Value::CreateString(SdkResponse(business, action, code, data, wrap->meta))};
+  }
   wrap->context->Exit();
 
   CefRefPtr<CefV8Value> result =
@@ -304,6 +442,39 @@ void CCefV8HandlerImpl::ExecuteBusinessActionCallback(CefRefPtr<CefBrowser> brow
          result ? "execute js callback success [%d][%s][%s]\n"
                 : "execute js callback fail [%d][%s][%s]\n",
          browser->GetIdentifier(), business.c_str(), action.c_str());
+}
+
+std::string CCefV8HandlerImpl::SdkResponse(const std::string& business, const std::string& action,
+                                           int code, const std::string& data,
+                                           const std::string& meta) {
+  Json::Value response;
+  response["status"]["code"] = code;
+  response["status"]["message"] = "";
+  // Pages send lower case, so for their calls this never holds and the raw code stands.
+  if (business == "Common" && action == "Config" && code != 0) {
+    const int mapped = code == 3043 ? 1 : code == 3044 ? 2 : 3;
+    const char* text = code == 3043   ? "INVALID_URL_DOMAIN"
+                       : code == 3044 ? "INVALID_SIGNATURE"
+                                      : "UNKOWN_ERROR";
+    response["status"]["code"] = mapped;
+    response["status"]["message"] = text;
+  }
+  Json::Value parsedMeta;
+  response["meta"] = ParseJson(meta, parsedMeta) ? parsedMeta : Json::Value(Json::objectValue);
+  Json::Value parsedData;
+  if (!data.empty() && ParseJson(data, parsedData)) {
+    const bool config =
+        business == "common" &&
+        QString::fromStdString(action).compare(QLatin1String("Config"), Qt::CaseInsensitive) == 0;
+    if (config && HasJsonString(parsedData, "appIdImplId")) {
+      SetImplId(parsedData["appIdImplId"].asString());
+      parsedData.removeMember("appIdImplId");
+    }
+    response["data"] = parsedData;
+  } else {
+    response["data"] = Json::Value(Json::objectValue);
+  }
+  return WriteJson(response);
 }
 
 std::string CCefV8HandlerImpl::GetImplId() {

@@ -73,6 +73,14 @@ class CCefV8HandlerImpl : public CefV8Handler {
   void ExecuteBusinessActionCallback(CefRefPtr<CefBrowser> browser, const CefString& business,
                                      const CefString& action, CefRefPtr<CefListValue> list);
 
+  // The SDK form of exebusinessaction: one JSON request ("api", "meta", "payload").
+  static void MapJsApiName(const std::string& api, std::string& business, std::string& action);
+  void NewJsApiRequestAdapter(const std::string& json, std::string& business, std::string& action,
+                              std::string& meta, std::string& request);
+  // Answers the page's callback at once, inside its call, with an error envelope.
+  void ReturnJsApiErrorMessage(int code, const std::string& message,
+                               CefRefPtr<CefV8Value> callback);
+
   // The application identity of the process, set by a successful `config`.
   std::string GetImplId();
   void SetImplId(const std::string& implId);
@@ -88,6 +96,9 @@ class CCefV8HandlerImpl : public CefV8Handler {
  private:
   bool ExecuteBusinessAction(CefRefPtr<CefBrowser> browser, const CefV8ValueList& arguments);
   bool ExecuteJsApiRequest(CefRefPtr<CefBrowser> browser, const CefV8ValueList& arguments);
+  // The SDK envelope of an answer; a "config" answer's "appIdImplId" is kept, not shown.
+  std::string SdkResponse(const std::string& business, const std::string& action, int code,
+                          const std::string& data, const std::string& meta);
   void ExecuteBrowserCommand(CefRefPtr<CefBrowser> browser, const std::string& name,
                              CefRefPtr<CefV8Value>& retval);
 

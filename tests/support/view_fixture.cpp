@@ -1,7 +1,7 @@
 #include "view_fixture.h"
 
-ViewFixture::ViewFixture() {
-  engine.ui().BindCurrentThread();
+ViewFixture::ViewFixture(bool mainThreadIsUi) {
+  if (mainThreadIsUi) engine.ui().BindCurrentThread();
   module = std::make_unique<tnwebui::TnWebUIModule>(&host);
   previous = tnwebui::TnWebUIModule::Install(module.get());
   factory = module->GetOrCreateFactory();
@@ -13,6 +13,8 @@ ViewFixture::ViewFixture() {
 
 ViewFixture::~ViewFixture() {
   // Windows still open close now, so that their views go.
+  engine.ui().Stop();
+  engine.renderer().Stop();
   engine.RunUntilIdle();
   for (auto* browser : engine.browsers()) {
     if (browser->alive()) browser->FinishClose();
@@ -39,7 +41,7 @@ IBrowserView* ViewFixture::Create(IBrowserViewSetting* settings, const std::stri
   IBrowserView* view = nullptr;
   EXPECT_EQ(factory->CreateBrowserView(url.c_str(), settings, &view), S_OK);
   settings->Release();
-  engine.RunUntilIdle();
+  if (pump) engine.RunUntilIdle();
   return view;
 }
 

@@ -12,6 +12,7 @@
 #include "hav/inproc_engine.h"
 #include "log_capture.h"
 #include "render/render_process.h"
+#include "render_fixture.h"
 #include "tn_browser_factory.h"
 #include "tn_webui_module.h"
 #include "tnmainui/business_core.h"
@@ -19,7 +20,8 @@
 
 class ViewFixture : public ::testing::Test {
  protected:
-  ViewFixture();
+  // Unless told otherwise, the test's thread is the browser's user-interface thread.
+  explicit ViewFixture(bool mainThreadIsUi = true);
   ~ViewFixture() override;
 
   // New settings with a name, a view type and initial data (and the fixture's core).
@@ -31,6 +33,8 @@ class ViewFixture : public ::testing::Test {
   static tnwebui::TnBrowserPbUI* Pb(IBrowserView* view);
   static uint32_t RefCount(IUnknown* object);
 
+  // Whether helpers pump the engine's runners themselves (not when they run on threads).
+  bool pump = true;
   LogCapture log;
   xhav::inproc::Engine engine{xhav::kProcessTypeBrowser};
   tnmainui::InProcessHost host{engine.core(), engine.render_host()};

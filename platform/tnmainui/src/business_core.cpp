@@ -36,6 +36,24 @@ std::vector<std::string> RecordingShadow::calls() const {
 ScriptedBusinessCore::ScriptedBusinessCore(std::u16string orgKey, std::string accountKey)
     : orgKey_(std::move(orgKey)), accountKey_(std::move(accountKey)) {}
 
+ScriptedBusinessCore::~ScriptedBusinessCore() { worker_.Stop(); }
+
+void ScriptedBusinessCore::AnswerOnOwnThread(int32_t code, std::u16string data) {
+  worker_.StartThread();
+  SetHandler([this, code, data](const BusinessCall& call) {
+    if (!call.callback) return S_OK;
+    call.callback->AddRef();  // the queued answer holds the callback
+    worker_.PostTask([call, code, data] {
+      call.callback->OnBusinessResult(call.business.c_str(), call.action.c_str(),
+                                      call.callbackId.c_str(), code, data.c_str());
+      call.callback->Release();
+    });
+    return S_OK;
+  });
+}
+
+void ScriptedBusinessCore::FlushAnswers() { worker_.Flush(); }
+
 HRESULT ScriptedBusinessCore::QueryInterface(const GUID& iid, void** out) {
   if (!out) return E_INVALIDARG;
   *out = nullptr;

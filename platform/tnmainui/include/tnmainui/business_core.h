@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "tnbase/task_queue.h"
 #include "tnwebui/view.h"
 
 namespace tnmainui {
@@ -71,6 +72,10 @@ class TNMAINUI_API ScriptedBusinessCore final : public BusinessCore {
 
   // Answers each call; without it calls are only recorded and answered with 0.
   void SetHandler(std::function<HRESULT(const BusinessCall&)> handler);
+  // Takes every call and answers it later on the core's own thread, with `code` and `data`.
+  void AnswerOnOwnThread(int32_t code, std::u16string data);
+  // Waits until the core's thread has answered everything it took so far.
+  void FlushAnswers();
   // Whether QueryObject hands out a shadow.
   void SetGivesShadow(bool gives) { givesShadow_ = gives; }
   void SetBusinessVersion(int32_t version) { version_ = version; }
@@ -81,7 +86,7 @@ class TNMAINUI_API ScriptedBusinessCore final : public BusinessCore {
   uint32_t refs() const { return refs_; }
 
  private:
-  ~ScriptedBusinessCore() = default;
+  ~ScriptedBusinessCore();
 
   std::atomic<uint32_t> refs_{1};  // the creator's reference
   std::u16string orgKey_;
@@ -93,6 +98,7 @@ class TNMAINUI_API ScriptedBusinessCore final : public BusinessCore {
   std::function<HRESULT(const BusinessCall&)> handler_;
   std::function<void()> orgKeyHook_;
   std::vector<BusinessCall> calls_;
+  tnbase::TaskQueue worker_{"business core"};
 };
 
 }  // namespace tnmainui

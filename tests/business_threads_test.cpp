@@ -1,0 +1,92 @@
+// Business actions with real threads: the browser's UI thread, the render main thread and the
+// core's own thread, as in the running client.
+
+#include <atomic>
+
+#include "view_fixture.h"
+
+namespace {
+constexpr char kClientPage[] = "file://tavrin5main/index.html";
+}  // namespace
+
+class BusinessThreads : public ViewFixture {
+ protected:
+  BusinessThreads() : ViewFixture(/*mainThreadIsUi=*/false) {
+    pump = false;
+    engine.ui().StartThread();
+    engine.renderer().StartThread();
+  }
+  ~BusinessThreads() override {
+    core->FlushAnswers();
+    OnUi([] {});
+    engine.renderer().Flush();
+  }
+  void OnUi(std::function<void()> task) {
+    engine.ui().PostTask(std::move(task));
+    engine.ui().Flush();
+  }
+  void OnRenderer(std::function<void()> task) {
+    engine.renderer().PostTask(std::move(task));
+    engine.renderer().Flush();
+  }
+  // Lets every queued hop run: core answers, UI thread, render thread.
+  void Settle() {
+    for (int i = 0; i < 3; ++i) {
+      core->FlushAnswers();
+      engine.ui().Flush();
+      engine.renderer().Flush();
+    }
+  }
+};
+
+TEST_F(BusinessThreads, AnswersFromTheCoresThreadReachThePageOnce) {
+  core->AnswerOnOwnThread(0, u"{\"ok\":1}");
+  IBrowserView* view = nullptr;
+  OnUi([&] { view = Create(Settings(u"threads"), kClientPage); });
+  engine.renderer().Flush();
+  auto page = BrowserOf(view)->page();
+
+  std::atomic<int> onRenderThread{0};
+  PageFunction f;
+  *f.onCall = [&](const CefV8ValueList&) { onRenderThread += CefCurrentlyOn(TID_RENDERER); };
+  constexpr int kCalls = 40;
+  OnRenderer([&] {
+    for (int i = 0; i < kCalls; ++i) {
+      page->Call("tnpc.exebusinessaction",
+                 {Str("Contact"), Str("Get"), Str(""), Str("{}"), Int(i), f.value});
+    }
+  });
+  Settle();
+  EXPECT_EQ(core->calls().size(), static_cast<size_t>(kCalls));
+  ASSERT_EQ(f.calls->size(), static_cast<size_t>(kCalls));
+  std::vector<int> seen(kCalls, 0);
+  for (const auto& args : *f.calls) ++seen[std::stoi(args[2]->GetStringValue().ToString())];
+  EXPECT_EQ(seen, std::vector<int>(kCalls, 1));
+  EXPECT_EQ(onRenderThread.load(), kCalls);
+  OnUi([&] { view->Release(); });
+}
+
+TEST_F(BusinessThreads, AViewClosingWhileAnswersAreInFlightIsSafe) {
+  core->AnswerOnOwnThread(0, u"{}");
+  for (int round = 0; round < 20; ++round) {
+    IBrowserView* view = nullptr;
+    OnUi([&] { view = Create(Settings(u"closing"), kClientPage); });
+    engine.renderer().Flush();
+    auto page = BrowserOf(view)->page();
+    PageFunction f;
+    OnRenderer([&] {
+      for (int i = 0; i < 5; ++i) {
+        page->Call("tnpc.exebusinessaction",
+                   {Str("Contact"), Str("Get"), Str(""), Str("{}"), Int(i), f.value});
+      }
+    });
+    // The window goes while the core may still be answering.
+    OnUi([&] {
+      BrowserOf(view)->FinishClose();
+      view->Release();
+    });
+    page.reset();
+  }
+  Settle();
+  EXPECT_EQ(tnwebui::TnBrowserUI::Live(), 0);
+}
