@@ -1,11 +1,21 @@
-// The demo host: plays the client's start sequence against the in-process engine and prints a
-// readable trace of a page's first calls. It loads the module with dlopen and uses only its two
-// exports and the public headers.
+// The demo host: plays the client's processes against the in-process engine and prints a
+// readable trace. Each part runs in processes of its own, and every process loads the module
+// with dlopen and uses only its two exports and the public headers.
 
 #include <dlfcn.h>
+#include <stdarg.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <cstdio>
+#include <functional>
+#include <mutex>
 #include <string>
+#include <thread>
 
 #include "cef/inproc_v8.h"
 #include "hav/inproc_engine.h"
@@ -17,15 +27,54 @@
 
 namespace {
 
+const char* g_library = "./libTnWebUI.so";
+const char* g_who = "";  // the prefix of this process's lines
+
+void Say(const char* format, ...) __attribute__((format(printf, 1, 2)));
+void Say(const char* format, ...) {
+  char line[4096];
+  va_list args;
+  va_start(args, format);
+  std::vsnprintf(line, sizeof line, format, args);
+  va_end(args);
+  std::printf("%s%s\n", g_who, line);
+  std::fflush(stdout);
+}
+
+struct Module {
+  CreateTavrinModuleFn createModule = nullptr;
+  CreateInterfaceFn createInterface = nullptr;
+};
+
+Module Load() {
+  void* lib = dlopen(g_library, RTLD_NOW | RTLD_LOCAL);
+  if (!lib) {
+    std::fprintf(stderr, "dlopen failed: %s\n", dlerror());
+    std::_Exit(1);
+  }
+  Module m;
+  m.createModule = reinterpret_cast<CreateTavrinModuleFn>(dlsym(lib, "CreateTavrinModule"));
+  m.createInterface = reinterpret_cast<CreateInterfaceFn>(dlsym(lib, "CreateInterface"));
+  if (!m.createModule || !m.createInterface) {
+    std::fprintf(stderr, "the module lacks its exports\n");
+    std::_Exit(1);
+  }
+  return m;
+}
+
+// Shows the module's log lines as they are written, from `level` up.
+void ShowLog(int level) {
+  tnbase::SetLogSink([level](const tnbase::LogRecord& r) {
+    if (r.level >= level) Say("  [log %d] %s: %s", r.level, r.function.c_str(), r.message.c_str());
+  });
+}
+
 std::string Describe(const CefRefPtr<CefV8Value>& v) {
   if (!v) return "(nothing)";
   if (v->IsBool()) return v->GetBoolValue() ? "true" : "false";
   if (v->IsInt()) return std::to_string(v->GetIntValue());
-  if (v->IsString()) return "\"" + v->GetStringValue().ToString() + "\"";
-  if (v->IsArrayBuffer())
-    return "ArrayBuffer(" + std::to_string(v->GetArrayBufferByteLength()) + ")";
+  if (v->IsString()) return "'" + v->GetStringValue().ToString() + "'";
   if (v->IsUndefined()) return "undefined";
-  if (v->IsNull()) return "null";
   return "[object]";
 }
 
@@ -66,152 +115,89 @@ std::string Window(HWND hwnd) {
   return text;
 }
 
-// The host opens windows through the factory, finds one again by name and closes an
-// organisation's windows.
-void HostOpensWindows(xhav::inproc::Engine& engine, CreateInterfaceFn createInterface) {
-  std::printf("== the host opens windows through ITnWebUI\n");
-  ITnWebUI* factory = nullptr;
-  HRESULT hr = createInterface(&IID_ITnWebUI, reinterpret_cast<void**>(&factory));
-  std::printf("CreateInterface(ITnWebUI) -> %s\n", Status(hr).c_str());
-  auto* core = new tnmainui::ScriptedBusinessCore(u"org-7", "account-42");
-
-  auto open = [&](const char16_t* name, int type, const char* initData) {
-    IBrowserViewSetting* settings = nullptr;
-    HRESULT hr = factory->CreateBrowserViewSetting(&settings);
-    std::printf("ITnWebUI::CreateBrowserViewSetting -> %s\n", Status(hr).c_str());
-    settings->SetName(name);
-    settings->SetViewType(type);
-    settings->SetBusinessCore(core);
-    settings->SetStartHidden(0);
-    settings->SetInitData(initData);
-    settings->SetRect({100, 100, 900, 700});
-    IBrowserView* view = nullptr;
-    hr = factory->CreateBrowserView("https://intra.example.com/main", settings, &view);
-    settings->Release();
-    engine.RunUntilIdle();
-    std::printf(
-        "ITnWebUI::CreateBrowserView(name=\"%s\", type %d, initData %s) -> %s, view %p, "
-        "window: %s\n",
-        tnbase::TnStringPtr(allocStringFromWideChars(name))->ToUTF8().c_str(), type, initData,
-        Status(hr).c_str(), static_cast<void*>(view),
-        Window(view ? view->GetHwnd() : nullptr).c_str());
-    return view;
-  };
-
-  IBrowserView* main = open(u"TnMain", 0, "{\"step\":1}");
-  IBrowserView* resident = open(u"TnResident", 1, "{}");
-  win::ShowWindow(main->GetHwnd(), win::SW_MINIMIZE);
-  std::printf("  the user minimises TnMain: %s\n", Window(main->GetHwnd()).c_str());
-  IBrowserView* again = open(u"TnMain", 0, "{\"step\":2}");
-  std::printf("  the same view again: %s; its initial data now %s", again == main ? "yes" : "no",
-              again->GetInitData());
-  again->Release();
-
-  IBrowserView* found = nullptr;
-  hr = factory->FindBrowserView(u"tnmain", &found);
-  std::printf("ITnWebUI::FindBrowserView(\"tnmain\") -> %s, view %p\n", Status(hr).c_str(),
-              static_cast<void*>(found));
-  if (found) found->Release();
-
-  HWND mainWindow = main->GetHwnd();
-  hr = factory->CloseBrowsersOfName(u"org-7");
-  engine.RunUntilIdle();
-  std::printf(
-      "ITnWebUI::CloseBrowsersOfName(\"org-7\") -> %s; TnMain: %s; TnResident (resident): "
-      "%s\n",
-      Status(hr).c_str(), Window(mainWindow).c_str(), Window(resident->GetHwnd()).c_str());
-  found = nullptr;
-  hr = factory->FindBrowserView(u"TnMain", &found);
-  std::printf("ITnWebUI::FindBrowserView(\"TnMain\") -> %s\n", Status(hr).c_str());
-
-  main->Release();
-  resident->Release();
-  factory->Release();
-  core->Release();
+CefRefPtr<CefV8Value> ScriptFunction(const char* name,
+                                     std::function<void(const CefV8ValueList&)> body) {
+  return cef_inproc::CreateScriptFunction(name, std::move(body));
 }
 
-void PrintBrowserMessages(xhav::inproc::Engine& engine) {
-  engine.RunUntilIdle();
-  for (const auto& m : engine.TakeBrowserMessages()) {
-    std::printf("  -> browser process receives \"%s\" %s from browser %d\n",
-                m.message->GetName().ToString().c_str(),
-                DescribeList(m.message->GetArgumentList()).c_str(), m.browserId);
+// Runs `part` in a process of its own and waits for it.
+void InChild(const std::function<void()>& part) {
+  std::fflush(stdout);
+  const pid_t pid = fork();
+  if (pid == 0) {
+    part();
+    std::fflush(stdout);
+    std::_Exit(0);
   }
+  int status = 0;
+  waitpid(pid, &status, 0);
 }
 
-}  // namespace
+// Waits up to ten seconds for `done`.
+bool WaitFor(const std::function<bool()>& done) {
+  for (int i = 0; i < 10000 && !done(); ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  return done();
+}
 
-int main(int argc, char** argv) {
-  const char* path = argc > 1 ? argv[1] : "./libTnWebUI.so";
-  tnbase::SetLogSink([](const tnbase::LogRecord& r) {
-    if (r.level >= 2)
-      std::printf("  [log %d] %s: %s\n", r.level, r.function.c_str(), r.message.c_str());
-  });
+// ---------------------------------------------------------------------------------------------
+// Part 1: a render process starts and a page makes its first calls.
 
-  std::printf("== load %s\n", path);
-  void* lib = dlopen(path, RTLD_NOW | RTLD_LOCAL);
-  if (!lib) {
-    std::fprintf(stderr, "dlopen failed: %s\n", dlerror());
-    return 1;
-  }
-  auto createModule = reinterpret_cast<CreateTavrinModuleFn>(dlsym(lib, "CreateTavrinModule"));
-  auto createInterface = reinterpret_cast<CreateInterfaceFn>(dlsym(lib, "CreateInterface"));
-  if (!createModule || !createInterface) {
-    std::fprintf(stderr, "the module lacks its exports\n");
-    return 1;
-  }
-
-  // A render process of the browser engine, as hav reports it.
+void PageFirstCalls() {
+  ShowLog(2);
+  Module m = Load();
   xhav::inproc::Engine engine(xhav::kProcessTypeRender);
   tnmainui::InProcessHost host(engine.core(), engine.render_host());
+  engine.SetTracer(
+      [](const char* hop, CefProcessId target, int id, CefRefPtr<CefProcessMessage> message) {
+        if (std::string(hop) == "deliver" && target == PID_BROWSER) {
+          Say("  -> the browser process receives \"%s\" %s from browser %d",
+              message->GetName().ToString().c_str(),
+              DescribeList(message->GetArgumentList()).c_str(), id);
+        }
+      });
 
-  std::printf("== start sequence\n");
-  TavrinModule* module = createModule(&host);
-  std::printf("CreateTavrinModule -> module %s\n", module ? "made" : "missing");
+  Say("== a render process starts");
+  TavrinModule* module = m.createModule(&host);
+  Say("CreateTavrinModule -> module %s", module ? "made" : "missing");
   module->OnModuleLoaded(0);
   for (const auto& [address, creator] : engine.registrations()) {
-    std::printf("  desktop command registered: %s\n", address.c_str());
+    Say("  desktop command registered: %s", address.c_str());
   }
   module->OnProcessInited(0);
   for (const auto& ext : engine.extensions()) {
-    std::printf("  extension \"%s\": %s\n", ext.name.c_str(), ext.script.c_str());
+    Say("  extension \"%s\": %s", ext.name.c_str(), ext.script.c_str());
   }
-  void* factory = nullptr;
-  const HRESULT hr = createInterface(&IID_ITnWebUI, &factory);
-  std::printf("CreateInterface(ITnWebUI) -> 0x%08x\n", static_cast<unsigned>(hr));
-  if (factory) static_cast<ITnWebUI*>(factory)->Release();
 
-  std::printf("== a page opens\n");
+  Say("== a page opens");
   auto page = engine.OpenPage(/*enableBusiness=*/true);
   engine.RunUntilIdle();
   page->SetHistory(/*canGoBack=*/true, /*canGoForward=*/false);
-  std::printf("window.tnpc === window.Tavrin: %s\n",
-              page->Get("tnpc")->IsSame(page->Get("Tavrin")) ? "true" : "false");
+  Say("window.tnpc === window.Tavrin: %s",
+      page->Get("tnpc")->IsSame(page->Get("Tavrin")) ? "true" : "false");
 
-  std::printf("== tnpc.cangoback()\n");
+  Say("== tnpc.cangoback()");
   auto r = page->Call("tnpc.cangoback");
-  std::printf("  returns %s, answered in the render process\n", Describe(r.value).c_str());
-  PrintBrowserMessages(engine);
+  Say("  returns %s, answered in the render process", Describe(r.value).c_str());
+  engine.RunUntilIdle();
 
-  std::printf("== tnpc.minwnd()\n");
+  Say("== tnpc.minwnd()");
   page->Call("tnpc.minwnd");
-  PrintBrowserMessages(engine);
+  engine.RunUntilIdle();
 
-  std::printf(
-      "== tnpc.exebusinessaction('Common', 'GetUserInfo', '', '{\"uid\":7}', 'me', onUser)\n");
-  auto onUser = cef_inproc::CreateScriptFunction(
-      "onUser", std::function<void(const CefV8ValueList&)>([](const CefV8ValueList& args) {
-        std::printf("  page function onUser(code=%s, data=%s, id=%s)\n", Describe(args[0]).c_str(),
-                    Describe(args[1]).c_str(), Describe(args[2]).c_str());
-      }));
+  Say("== tnpc.exebusinessaction('Common', 'GetUserInfo', '', '{\"uid\":7}', 'me', onUser)");
+  auto onUser = ScriptFunction("onUser", [](const CefV8ValueList& args) {
+    Say("  page function onUser(code=%s, data=%s, id=%s)", Describe(args[0]).c_str(),
+        Describe(args[1]).c_str(), Describe(args[2]).c_str());
+  });
   r = page->Call("tnpc.exebusinessaction",
                  {CefV8Value::CreateString("Common"), CefV8Value::CreateString("GetUserInfo"),
                   CefV8Value::CreateString(""), CefV8Value::CreateString("{\"uid\":7}"),
                   CefV8Value::CreateString("me"), onUser});
-  std::printf("  handled: %s\n", r.handled ? "true" : "false");
-  PrintBrowserMessages(engine);
+  Say("  handled: %s", r.handled ? "true" : "false");
+  engine.RunUntilIdle();
 
-  std::printf("== the browser process answers with \"ExeBusinessActionCallback\"\n");
+  Say("== the browser process answers with \"ExeBusinessActionCallback\"");
   auto answer = CefProcessMessage::Create("ExeBusinessActionCallback");
   auto result = CefListValue::Create();
   result->SetString(0, "me");
@@ -222,8 +208,222 @@ int main(int argc, char** argv) {
   answer->GetArgumentList()->SetList(2, result);
   engine.SendToRenderer(page->id(), answer);
   engine.RunUntilIdle();
-
-  HostOpensWindows(engine, createInterface);
   page.reset();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Part 2: the host opens windows through the factory, finds one again by name and closes an
+// organisation's windows.
+
+void HostOpensWindows() {
+  Module m = Load();
+  xhav::inproc::Engine engine(xhav::kProcessTypeBrowser);
+  engine.ui().BindCurrentThread();
+  tnmainui::InProcessHost host(engine.core(), engine.render_host());
+  m.createModule(&host)->OnModuleLoaded(0);
+
+  Say("== the host opens windows through ITnWebUI");
+  ITnWebUI* factory = nullptr;
+  HRESULT hr = m.createInterface(&IID_ITnWebUI, reinterpret_cast<void**>(&factory));
+  Say("CreateInterface(ITnWebUI) -> %s", Status(hr).c_str());
+  auto* core = new tnmainui::ScriptedBusinessCore(u"org-7", "account-42");
+
+  auto open = [&](const char16_t* name, int type, const char* initData) {
+    IBrowserViewSetting* settings = nullptr;
+    HRESULT hr = factory->CreateBrowserViewSetting(&settings);
+    Say("ITnWebUI::CreateBrowserViewSetting -> %s", Status(hr).c_str());
+    settings->SetName(name);
+    settings->SetViewType(type);
+    settings->SetBusinessCore(core);
+    settings->SetStartHidden(0);
+    settings->SetInitData(initData);
+    settings->SetRect({100, 100, 900, 700});
+    IBrowserView* view = nullptr;
+    hr = factory->CreateBrowserView("https://intra.example.com/main", settings, &view);
+    settings->Release();
+    engine.RunUntilIdle();
+    Say("ITnWebUI::CreateBrowserView(name=\"%s\", type %d, initData %s) -> %s, window: %s",
+        tnbase::TnStringPtr(allocStringFromWideChars(name))->ToUTF8().c_str(), type, initData,
+        Status(hr).c_str(), Window(view ? view->GetHwnd() : nullptr).c_str());
+    return view;
+  };
+
+  IBrowserView* main = open(u"TnMain", 0, "{\"step\":1}");
+  IBrowserView* resident = open(u"TnResident", 1, "{}");
+  win::ShowWindow(main->GetHwnd(), win::SW_MINIMIZE);
+  Say("  the user minimises TnMain: %s", Window(main->GetHwnd()).c_str());
+  IBrowserView* again = open(u"TnMain", 0, "{\"step\":2}");
+  Say("  the same view again: %s; its initial data now %s", again == main ? "yes" : "no",
+      again->GetInitData());
+  again->Release();
+
+  IBrowserView* found = nullptr;
+  hr = factory->FindBrowserView(u"tnmain", &found);
+  Say("ITnWebUI::FindBrowserView(\"tnmain\") -> %s, %s", Status(hr).c_str(),
+      found == main ? "the TnMain view" : "another view");
+  if (found) found->Release();
+
+  HWND mainWindow = main->GetHwnd();
+  hr = factory->CloseBrowsersOfName(u"org-7");
+  engine.RunUntilIdle();
+  Say("ITnWebUI::CloseBrowsersOfName(\"org-7\") -> %s; TnMain: %s; TnResident (resident): %s",
+      Status(hr).c_str(), Window(mainWindow).c_str(), Window(resident->GetHwnd()).c_str());
+  found = nullptr;
+  hr = factory->FindBrowserView(u"TnMain", &found);
+  Say("ITnWebUI::FindBrowserView(\"TnMain\") -> %s", Status(hr).c_str());
+  main->Release();
+  resident->Release();
+  factory->Release();
+  core->Release();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Part 3: one typical request, from a page in a render process through the view in the host
+// process to the business core and back; the two processes talk over a socket.
+
+void TraceMessages(xhav::inproc::Engine& engine) {
+  engine.SetTracer([](const char* hop, CefProcessId target, int id,
+                      CefRefPtr<CefProcessMessage> message) {
+    const bool sending = std::string(hop) == "send";
+    Say("  %s \"%s\" %s %s browser %d", sending ? "sends" : "receives",
+        message->GetName().ToString().c_str(), DescribeList(message->GetArgumentList()).c_str(),
+        sending ? (target == PID_BROWSER ? "to the host process for" : "to the render process for")
+                : "for",
+        id);
+  });
+}
+
+void HostProcess(int fd) {
+  g_who = "[host]   ";
+  ShowLog(1);
+  Module m = Load();
+  xhav::inproc::Engine engine(xhav::kProcessTypeBrowser, xhav::inproc::Engine::Sides::kBrowserOnly);
+  engine.ui().StartThread();
+  engine.SetTransport(xhav::inproc::CreateSocketTransport(fd, PID_BROWSER, &engine.ui(), nullptr));
+  TraceMessages(engine);
+  tnmainui::InProcessHost host(engine.core(), engine.render_host());
+  auto* core = new tnmainui::ScriptedBusinessCore(u"org-7", "account-42");
+  core->AnswerOnOwnThread(
+      0, u"{\"name\":\"Ann\",\"uid\":7}", [](const tnmainui::BusinessCall& call) {
+        Say("  the business core answers %s/%s for callback %s on a thread of its own",
+            tnbase::TnStringPtr(allocStringFromWideChars(call.business.c_str()))->ToUTF8().c_str(),
+            tnbase::TnStringPtr(allocStringFromWideChars(call.action.c_str()))->ToUTF8().c_str(),
+            tnbase::TnStringPtr(allocStringFromWideChars(call.callbackId.c_str()))
+                ->ToUTF8()
+                .c_str());
+      });
+
+  TavrinModule* module = m.createModule(&host);
+  module->OnModuleLoaded(0);
+  module->OnProcessInited(0);  // the host process: nothing to start
+  ITnWebUI* factory = nullptr;
+  m.createInterface(&IID_ITnWebUI, reinterpret_cast<void**>(&factory));
+
+  auto openAndWait = [&](const char16_t* name, const char* url) {
+    Say("== the host opens %s", url);
+    IBrowserView* view = nullptr;
+    int id = 0;
+    auto onUi = [&](std::function<void()> task) {
+      engine.ui().PostTask(std::move(task));
+      engine.ui().Flush();
+    };
+    onUi([&] {
+      IBrowserViewSetting* settings = nullptr;
+      factory->CreateBrowserViewSetting(&settings);
+      settings->SetName(name);
+      settings->SetBusinessCore(core);
+      factory->CreateBrowserView(url, settings, &view);
+      settings->Release();
+      id = engine.browsers().back()->GetId();
+    });
+    // The page closes its window when it is done.
+    WaitFor([&] { return !engine.FindBrowser(id)->alive(); });
+    onUi([&] { view->Release(); });
+  };
+  openAndWait(u"TnMain", "file://tavrin5main/index.html");
+  openAndWait(u"Foreign", "https://foreign.example.org/app");
+
+  engine.ui().PostTask([&] { factory->Release(); });
+  engine.ui().Flush();
+  core->FlushAnswers();
+  core->Release();
+}
+
+void RenderProcess(int fd) {
+  g_who = "[render] ";
+  ShowLog(1);
+  Module m = Load();
+  xhav::inproc::Engine engine(xhav::kProcessTypeRender, xhav::inproc::Engine::Sides::kRenderOnly);
+  std::mutex mutex;
+  std::condition_variable cv;
+  bool hostGone = false;
+  engine.renderer().StartThread();
+  engine.SetTransport(
+      xhav::inproc::CreateSocketTransport(fd, PID_RENDERER, &engine.renderer(), [&] {
+        std::lock_guard<std::mutex> lock(mutex);
+        hostGone = true;
+        cv.notify_all();
+      }));
+  TraceMessages(engine);
+  tnmainui::InProcessHost host(engine.core(), engine.render_host());
+  TavrinModule* module = m.createModule(&host);
+  module->OnModuleLoaded(0);
+  module->OnProcessInited(0);
+
+  // The pages' own script.
+  engine.SetPageObserver([](std::shared_ptr<xhav::inproc::Page> page) {
+    const bool client = page->url().rfind("file://tavrin5main/", 0) == 0;
+    std::weak_ptr<xhav::inproc::Page> weak = page;
+    auto onUser = ScriptFunction("onUser", [weak](const CefV8ValueList& args) {
+      Say("  page function onUser(code=%s, data=%s, id=%s) runs; the page closes its window",
+          Describe(args[0]).c_str(), Describe(args[1]).c_str(), Describe(args[2]).c_str());
+      if (auto p = weak.lock()) p->Call("tnpc.closewnd");
+    });
+    Say("== the page %s calls tnpc.exebusinessaction('Contact', 'GetUserInfo', '', "
+        "'{\"uid\":7}', 1, onUser)",
+        page->url().c_str());
+    page->Call("tnpc.exebusinessaction",
+               {CefV8Value::CreateString("Contact"), CefV8Value::CreateString("GetUserInfo"),
+                CefV8Value::CreateString(""), CefV8Value::CreateString("{\"uid\":7}"),
+                CefV8Value::CreateInt(1), onUser});
+    if (!client) {
+      Say("  no answer is coming for a foreign page; it closes its window");
+      page->Call("tnpc.closewnd");
+    }
+  });
+
+  std::unique_lock<std::mutex> lock(mutex);
+  cv.wait_for(lock, std::chrono::seconds(30), [&] { return hostGone; });
+}
+
+void TypicalRequest() {
+  int fds[2];
+  if (socketpair(AF_UNIX, SOCK_STREAM, 0, fds) != 0) return;
+  std::fflush(stdout);
+  const pid_t render = fork();
+  if (render == 0) {
+    close(fds[0]);
+    RenderProcess(fds[1]);
+    std::fflush(stdout);
+    std::_Exit(0);
+  }
+  close(fds[1]);
+  InChild([&] { HostProcess(fds[0]); });
+  close(fds[0]);
+  int status = 0;
+  waitpid(render, &status, 0);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc > 1) g_library = argv[1];
+  setvbuf(stdout, nullptr, _IOLBF, 0);
+  std::printf("== TnWebUI demo, module %s\n\n", g_library);
+  InChild(PageFirstCalls);
+  std::printf("\n");
+  InChild(HostOpensWindows);
+  std::printf("\n== one typical request, over two processes\n");
+  TypicalRequest();
   return 0;
 }

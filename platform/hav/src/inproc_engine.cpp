@@ -273,7 +273,11 @@ void BrowserImpl::FinishClose() {
   win::DestroyWindow(hwnd_);
   hwnd_ = nullptr;
   if (notify_) notify_->OnBrowserDestroyed();
-  page_.reset();
+  if (page_) {
+    page_.reset();
+  } else {
+    engine_->transport_->SendControl({Control::kClosePage, id_, std::string()});
+  }
 }
 
 void BrowserImpl::MoveWindow(int32_t x, int32_t y, int32_t width, int32_t height) {
@@ -395,10 +399,11 @@ class Page::Browser final : public CefBrowser {
   IMPLEMENT_REFCOUNTING(Browser);
 };
 
-Page::Page(Engine* engine, int id, bool enableBusiness)
+Page::Page(Engine* engine, int id, bool enableBusiness, std::string url)
     : engine_(engine),
       id_(id),
       enableBusiness_(enableBusiness),
+      url_(std::move(url)),
       browser_(new Browser(engine, id)) {}
 
 Page::~Page() {
@@ -457,9 +462,10 @@ int Page::forwards() const { return browser_->forwards_; }
 // ---------------------------------------------------------------------------------------------
 // Engine
 
-Engine::Engine(int processType)
+Engine::Engine(int processType, Sides sides)
     : core_(std::make_unique<CoreImpl>(processType)),
-      renderHost_(std::make_unique<RenderHostImpl>()) {
+      renderHost_(std::make_unique<RenderHostImpl>()),
+      sides_(sides) {
   core_->engine_ = this;
   cef_inproc::SetTaskRunner(TID_UI, &ui_);
   cef_inproc::SetTaskRunner(TID_RENDERER, &renderer_);
@@ -489,10 +495,17 @@ bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* 
     std::lock_guard<std::mutex> lock(mutex_);
     browser = new BrowserImpl(this, nextId_++, url ? url : "", settings, notify);
     browsers_.push_back(browser);
-    browser->page_.reset(new Page(this, browser->id_, true));
-    pages_.push_back(browser->page_);
+    if (sides_ == Sides::kBoth) {
+      browser->page_.reset(new Page(this, browser->id_, true, browser->url_));
+      pages_.push_back(browser->page_);
+    }
   }
-  browser->page_->NewContext();
+  if (browser->page_) {
+    browser->page_->NewContext();
+  } else {
+    // The render process lives apart: it opens the page itself.
+    transport_->SendControl({Control::kOpenPage, browser->id_, browser->url_});
+  }
   ui_.PostTask([this, browser] {
     if (browser->alive_ && browser->notify_) browser->notify_->OnBrowserCreated();
   });
@@ -514,6 +527,7 @@ BrowserImpl* Engine::FindBrowser(int id) const {
 }
 
 void Engine::DeliverToBrowser(int browserId, CefRefPtr<CefProcessMessage> message) {
+  Trace("deliver", PID_BROWSER, browserId, message);
   BrowserImpl* browser = FindBrowser(browserId);
   Transport::Receiver receiver;
   {
@@ -564,6 +578,56 @@ void Engine::SetTransport(std::unique_ptr<Transport> transport) {
   transport_->SetReceiver(PID_BROWSER, [this](int id, CefRefPtr<CefProcessMessage> message) {
     DeliverToBrowser(id, message);
   });
+  transport_->SetControlReceiver([this](const Control& control) { OnControl(control); });
+}
+
+void Engine::SetTracer(Tracer tracer) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  tracer_ = std::move(tracer);
+}
+
+void Engine::Trace(const char* hop, CefProcessId target, int browserId,
+                   const CefRefPtr<CefProcessMessage>& message) {
+  Tracer tracer;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    tracer = tracer_;
+  }
+  if (tracer) tracer(hop, target, browserId, message);
+}
+
+void Engine::SetPageObserver(std::function<void(std::shared_ptr<Page>)> observer) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  pageObserver_ = std::move(observer);
+}
+
+void Engine::OnControl(const Control& control) {
+  if (control.kind == Control::kClosePage) {
+    std::shared_ptr<Page> closing;
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto it = remotePages_.find(control.browserId);
+    if (it == remotePages_.end()) return;
+    closing = std::move(it->second);
+    remotePages_.erase(it);
+    return;
+  }
+  std::shared_ptr<Page> page;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    page.reset(new Page(this, control.browserId, true, control.url));
+    pages_.push_back(page);
+    remotePages_[control.browserId] = page;
+  }
+  page->NewContext();
+  // Behind the context's creation on the same runner: the page's script may run.
+  renderer_.PostTask([this, page] {
+    std::function<void(std::shared_ptr<Page>)> observer;
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      observer = pageObserver_;
+    }
+    if (observer) observer(page);
+  });
 }
 
 std::shared_ptr<Page> Engine::OpenPage(bool enableBusiness) {
@@ -590,6 +654,7 @@ bool Engine::SendToRenderer(int browserId, CefRefPtr<CefProcessMessage> message)
     std::lock_guard<std::mutex> lock(mutex_);
     if (std::count(gone_.begin(), gone_.end(), browserId)) return false;
   }
+  Trace("send", PID_RENDERER, browserId, message);
   return transport_->Send(PID_RENDERER, browserId, message);
 }
 
@@ -598,10 +663,12 @@ bool Engine::SendFromPage(int browserId, CefRefPtr<CefProcessMessage> message) {
     std::lock_guard<std::mutex> lock(mutex_);
     if (std::count(gone_.begin(), gone_.end(), browserId)) return false;
   }
+  Trace("send", PID_BROWSER, browserId, message);
   return transport_->Send(PID_BROWSER, browserId, message);
 }
 
 void Engine::DeliverToRenderer(int browserId, CefRefPtr<CefProcessMessage> message) {
+  Trace("deliver", PID_RENDERER, browserId, message);
   std::shared_ptr<Page> page = FindPage(browserId);
   RenderNotify* notify = render_notify();
   if (!page || !notify) return;

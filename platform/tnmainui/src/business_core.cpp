@@ -38,12 +38,14 @@ ScriptedBusinessCore::ScriptedBusinessCore(std::u16string orgKey, std::string ac
 
 ScriptedBusinessCore::~ScriptedBusinessCore() { worker_.Stop(); }
 
-void ScriptedBusinessCore::AnswerOnOwnThread(int32_t code, std::u16string data) {
+void ScriptedBusinessCore::AnswerOnOwnThread(int32_t code, std::u16string data,
+                                             std::function<void(const BusinessCall&)> observer) {
   worker_.StartThread();
-  SetHandler([this, code, data](const BusinessCall& call) {
+  SetHandler([this, code, data, observer](const BusinessCall& call) {
     if (!call.callback) return S_OK;
     call.callback->AddRef();  // the queued answer holds the callback
-    worker_.PostTask([call, code, data] {
+    worker_.PostTask([call, code, data, observer] {
+      if (observer) observer(call);
       call.callback->OnBusinessResult(call.business.c_str(), call.action.c_str(),
                                       call.callbackId.c_str(), code, data.c_str());
       call.callback->Release();

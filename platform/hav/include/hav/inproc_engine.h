@@ -21,20 +21,46 @@
 
 namespace xhav::inproc {
 
+// What the browser side tells a render process that lives apart from it.
+struct Control {
+  enum Kind : uint8_t { kOpenPage = 1, kClosePage = 2 };
+  Kind kind = kOpenPage;
+  int browserId = 0;
+  std::string url;
+};
+
 // Carries process messages between the two sides. The receiver of a side runs on that side's
 // task runner.
 class HAV_API Transport {
  public:
   using Receiver = std::function<void(int browserId, CefRefPtr<CefProcessMessage> message)>;
+  using ControlReceiver = std::function<void(const Control& control)>;
   virtual ~Transport() = default;
   virtual void SetReceiver(CefProcessId side, Receiver receiver) = 0;
   // False if the other side can no longer be reached.
   virtual bool Send(CefProcessId target, int browserId, CefRefPtr<CefProcessMessage> message) = 0;
+  // Pages of a render process in another process: the browser side opens and closes them.
+  virtual void SendControl(const Control&) {}
+  virtual void SetControlReceiver(ControlReceiver) {}
 };
 
 // The default transport: a copy of the message is queued on the target side's runner.
 HAV_API std::unique_ptr<Transport> CreateQueueTransport(cef_inproc::TaskRunner* browserSide,
                                                         cef_inproc::TaskRunner* renderSide);
+
+// A transport between two processes over a connected stream socket, which it takes and closes
+// at its end: this process is the `local` side, whose receiver runs on `runner`. Every element type
+// of a message list crosses exactly. `onClosed` runs (on the reader's thread) when the other
+// process goes away.
+HAV_API std::unique_ptr<Transport> CreateSocketTransport(int fd, CefProcessId local,
+                                                         cef_inproc::TaskRunner* runner,
+                                                         std::function<void()> onClosed);
+
+// The wire form of a message, and back; false for bytes that aren't one.
+HAV_API std::string EncodeProcessMessage(CefProcessId target, int browserId,
+                                         CefRefPtr<CefProcessMessage> message);
+HAV_API bool DecodeProcessMessage(const std::string& bytes, CefProcessId* target, int* browserId,
+                                  CefRefPtr<CefProcessMessage>* message);
 
 struct Extension {
   std::string name;
@@ -131,6 +157,7 @@ class HAV_API Page {
  public:
   ~Page();
   int id() const { return id_; }
+  const std::string& url() const { return url_; }
   CefRefPtr<CefBrowser> browser() const;
   CefRefPtr<CefV8Context> context() const { return context_; }
   CefRefPtr<CefV8Value> global() const { return context_ ? context_->GetGlobal() : nullptr; }
@@ -153,19 +180,23 @@ class HAV_API Page {
  private:
   friend class Engine;
   class Browser;
-  Page(Engine* engine, int id, bool enableBusiness);
+  Page(Engine* engine, int id, bool enableBusiness, std::string url = "");
   void NewContext();
 
   Engine* engine_;
   const int id_;
   const bool enableBusiness_;
+  const std::string url_;
   CefRefPtr<Browser> browser_;
   CefRefPtr<CefV8Context> context_;
 };
 
 class HAV_API Engine {
  public:
-  explicit Engine(int processType = kProcessTypeRender);
+  // Which sides of the process border live in this process.
+  enum class Sides { kBoth, kBrowserOnly, kRenderOnly };
+
+  explicit Engine(int processType = kProcessTypeRender, Sides sides = Sides::kBoth);
   ~Engine();
   Engine(const Engine&) = delete;
   Engine& operator=(const Engine&) = delete;
@@ -178,6 +209,13 @@ class HAV_API Engine {
   void RunUntilIdle();
 
   void SetTransport(std::unique_ptr<Transport> transport);
+  // Render side: runs after a page that the browser side opened has its context.
+  void SetPageObserver(std::function<void(std::shared_ptr<Page>)> observer);
+  // Sees every process message as it leaves one side ("send") and reaches the other
+  // ("deliver"); for a demo's trace.
+  using Tracer = std::function<void(const char* hop, CefProcessId target, int browserId,
+                                    CefRefPtr<CefProcessMessage> message)>;
+  void SetTracer(Tracer tracer);
 
   // Opens a page in the render process; the context notification is queued on the renderer.
   std::shared_ptr<Page> OpenPage(bool enableBusiness = true);
@@ -212,6 +250,7 @@ class HAV_API Engine {
   bool CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* notify, Browser** out);
   void DeliverToBrowser(int browserId, CefRefPtr<CefProcessMessage> message);
   void DeliverToRenderer(int browserId, CefRefPtr<CefProcessMessage> message);
+  void OnControl(const Control& control);
   bool SendFromPage(int browserId, CefRefPtr<CefProcessMessage> message);
 
   cef_inproc::TaskRunner ui_{"TID_UI"};
@@ -219,11 +258,17 @@ class HAV_API Engine {
   std::unique_ptr<CoreImpl> core_;
   std::unique_ptr<RenderHostImpl> renderHost_;
   std::unique_ptr<Transport> transport_;
+  const Sides sides_;
+  std::function<void(std::shared_ptr<Page>)> pageObserver_;
+  Tracer tracer_;
+  void Trace(const char* hop, CefProcessId target, int browserId,
+             const CefRefPtr<CefProcessMessage>& message);
 
   mutable std::mutex mutex_;
   int nextId_ = 1;
   std::vector<std::weak_ptr<Page>> pages_;
   std::vector<BrowserImpl*> browsers_;
+  std::map<int, std::shared_ptr<Page>> remotePages_;  // pages the browser side opened
   std::vector<int> gone_;
   Transport::Receiver browserReceiver_;
   std::vector<RecordedMessage> browserMessages_;

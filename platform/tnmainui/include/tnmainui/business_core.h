@@ -73,7 +73,9 @@ class TNMAINUI_API ScriptedBusinessCore final : public BusinessCore {
   // Answers each call; without it calls are only recorded and answered with 0.
   void SetHandler(std::function<HRESULT(const BusinessCall&)> handler);
   // Takes every call and answers it later on the core's own thread, with `code` and `data`.
-  void AnswerOnOwnThread(int32_t code, std::u16string data);
+  // `observer`, if given, runs on the core's thread just before each answer.
+  void AnswerOnOwnThread(int32_t code, std::u16string data,
+                         std::function<void(const BusinessCall&)> observer = nullptr);
   // Waits until the core's thread has answered everything it took so far.
   void FlushAnswers();
   // Whether QueryObject hands out a shadow.

@@ -1,0 +1,146 @@
+// Process messages between two processes: the wire form keeps every element exactly, and the
+// socket transport delivers both ways on each side's runner.
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <atomic>
+#include <thread>
+
+#include "hav/inproc_engine.h"
+
+using namespace xhav::inproc;
+
+namespace {
+
+CefRefPtr<CefProcessMessage> Sample() {
+  auto m =
+      CefProcessMessage::Create(CefString(std::u16string(u"push_notify\xD800")));  // lone surrogate
+  auto args = m->GetArgumentList();
+  args->SetString(0, CefString(std::u16string(u"Grüße \U0001F600")));
+  args->SetInt(1, -2147483647 - 1);
+  args->SetDouble(2, 0.1);
+  args->SetBool(3, true);
+  args->SetNull(4);
+  const std::string bytes("a\0b\xff", 4);
+  args->SetBinary(5, CefBinaryValue::Create(bytes.data(), bytes.size()));
+  auto nested = CefListValue::Create();
+  nested->SetString(0, std::string("id"));
+  nested->SetList(1, CefListValue::Create());
+  args->SetList(6, nested);
+  args->SetString(7, std::string());
+  return m;
+}
+
+void ExpectSame(const CefListValue& a, const CefListValue& b) {
+  ASSERT_EQ(a.GetSize(), b.GetSize());
+  for (size_t i = 0; i < a.GetSize(); ++i) {
+    ASSERT_EQ(a.GetType(i), b.GetType(i)) << i;
+    switch (a.GetType(i)) {
+      case VTYPE_STRING:
+        EXPECT_EQ(a.GetString(i), b.GetString(i));
+        break;
+      case VTYPE_INT:
+        EXPECT_EQ(a.GetInt(i), b.GetInt(i));
+        break;
+      case VTYPE_DOUBLE:
+        EXPECT_EQ(a.GetDouble(i), b.GetDouble(i));
+        break;
+      case VTYPE_BOOL:
+        EXPECT_EQ(a.GetBool(i), b.GetBool(i));
+        break;
+      case VTYPE_BINARY:
+        EXPECT_EQ(std::string(static_cast<const char*>(a.GetBinary(i)->GetRawData()),
+                              a.GetBinary(i)->GetSize()),
+                  std::string(static_cast<const char*>(b.GetBinary(i)->GetRawData()),
+                              b.GetBinary(i)->GetSize()));
+        break;
+      case VTYPE_LIST:
+        ExpectSame(*a.GetList(i), *b.GetList(i));
+        break;
+      default:
+        break;
+    }
+  }
+}
+
+}  // namespace
+
+TEST(WireForm, EveryElementTypeRoundTrips) {
+  auto m = Sample();
+  const std::string bytes = EncodeProcessMessage(PID_RENDERER, 42, m);
+  CefProcessId target;
+  int id = 0;
+  CefRefPtr<CefProcessMessage> back;
+  ASSERT_TRUE(DecodeProcessMessage(bytes, &target, &id, &back));
+  EXPECT_EQ(target, PID_RENDERER);
+  EXPECT_EQ(id, 42);
+  EXPECT_EQ(back->GetName(), m->GetName());
+  ExpectSame(*m->GetArgumentList(), *back->GetArgumentList());
+}
+
+TEST(WireForm, TruncatedOrGarbledBytesAreRefused) {
+  const std::string bytes = EncodeProcessMessage(PID_BROWSER, 1, Sample());
+  CefProcessId target;
+  int id = 0;
+  CefRefPtr<CefProcessMessage> back;
+  for (size_t cut = 0; cut < bytes.size(); cut += 7) {
+    EXPECT_FALSE(DecodeProcessMessage(bytes.substr(0, cut), &target, &id, &back)) << cut;
+  }
+  EXPECT_FALSE(DecodeProcessMessage(bytes + "x", &target, &id, &back));
+  std::string huge = bytes.substr(0, 10) + std::string("\xff\xff\xff\x7f", 4);
+  EXPECT_FALSE(DecodeProcessMessage(huge, &target, &id, &back));
+}
+
+TEST(SocketTransport, CarriesMessagesAndControlBothWays) {
+  int fds[2];
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
+  cef_inproc::TaskRunner browserRunner("browser"), renderRunner("render");
+  browserRunner.StartThread();
+  renderRunner.StartThread();
+  std::atomic<int> closed{0};
+  auto browserSide = CreateSocketTransport(fds[0], PID_BROWSER, &browserRunner, [&] { ++closed; });
+  auto renderSide = CreateSocketTransport(fds[1], PID_RENDERER, &renderRunner, [&] { ++closed; });
+
+  std::vector<CefRefPtr<CefProcessMessage>> atRender, atBrowser;
+  std::vector<Control> controls;
+  renderSide->SetReceiver(PID_RENDERER, [&](int id, CefRefPtr<CefProcessMessage> m) {
+    EXPECT_TRUE(renderRunner.RunsTasksOnCurrentThread());
+    EXPECT_EQ(id, 5);
+    atRender.push_back(m);
+  });
+  renderSide->SetControlReceiver([&](const Control& c) { controls.push_back(c); });
+  browserSide->SetReceiver(PID_BROWSER,
+                           [&](int, CefRefPtr<CefProcessMessage> m) { atBrowser.push_back(m); });
+
+  browserSide->SendControl({Control::kOpenPage, 5, "file://tavrin5main/index.html"});
+  for (int i = 0; i < 50; ++i) ASSERT_TRUE(browserSide->Send(PID_RENDERER, 5, Sample()));
+  EXPECT_FALSE(browserSide->Send(PID_BROWSER, 5, Sample()));  // not to its own side
+  std::thread sender([&] {
+    for (int i = 0; i < 50; ++i)
+      renderSide->Send(PID_BROWSER, 5, CefProcessMessage::Create("minwnd"));
+  });
+  sender.join();
+  // Wait until both sides have everything.
+  for (int spin = 0; spin < 2000 && (atRender.size() < 50 || atBrowser.size() < 50); ++spin) {
+    browserRunner.Flush();
+    renderRunner.Flush();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  browserRunner.Flush();
+  renderRunner.Flush();
+  ASSERT_EQ(controls.size(), 1u);
+  EXPECT_EQ(controls[0].url, "file://tavrin5main/index.html");
+  ASSERT_EQ(atRender.size(), 50u);
+  ExpectSame(*Sample()->GetArgumentList(), *atRender[49]->GetArgumentList());
+  EXPECT_EQ(atBrowser.size(), 50u);
+
+  browserSide.reset();  // the other process sees the end of the stream
+  for (int spin = 0; spin < 2000 && closed < 2; ++spin) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  EXPECT_EQ(closed.load(), 2);
+  renderSide.reset();
+  browserRunner.Stop();
+  renderRunner.Stop();
+}
