@@ -103,11 +103,13 @@ TEST(SocketTransport, CarriesMessagesAndControlBothWays) {
   auto renderSide = CreateSocketTransport(fds[1], PID_RENDERER, &renderRunner, [&] { ++closed; });
 
   std::vector<CefRefPtr<CefProcessMessage>> atRender, atBrowser;
+  std::atomic<int> arrived{0};
   std::vector<Control> controls;
   renderSide->SetReceiver(PID_RENDERER, [&](int id, CefRefPtr<CefProcessMessage> m) {
     EXPECT_TRUE(renderRunner.RunsTasksOnCurrentThread());
     EXPECT_EQ(id, 5);
     atRender.push_back(m);
+    ++arrived;
   });
   renderSide->SetControlReceiver([&](const Control& c) { controls.push_back(c); });
   browserSide->SetReceiver(PID_BROWSER,
@@ -122,9 +124,7 @@ TEST(SocketTransport, CarriesMessagesAndControlBothWays) {
   });
   sender.join();
   // Wait until both sides have everything.
-  for (int spin = 0; spin < 2000 && (atRender.size() < 50 || atBrowser.size() < 50); ++spin) {
-    browserRunner.Flush();
-    renderRunner.Flush();
+  for (int spin = 0; spin < 2000 && arrived < 100; ++spin) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   browserRunner.Flush();
