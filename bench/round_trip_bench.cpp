@@ -32,6 +32,7 @@ class RoundTrip {
     previous = tnwebui::TnWebUIModule::Install(&module);
     render.RegisterNativeExtension();
     engine.render_host()->SetRenderNotify(&render);
+    core->SetRecordCalls(false);
     const std::u16string data = tnwebui::Utf8ToWide(answer);
     core->SetHandler([data](const tnmainui::BusinessCall& call) {
       call.callback->OnBusinessResult(call.business.c_str(), call.action.c_str(),

@@ -228,12 +228,14 @@ void TnBrowserAdaptUI::ExecuteBusinessAction(TnString* business, TnString* actio
     TN_LOG_TEXT(1, kFn, "execute business action argument invalid size " + std::to_string(size));
     return;
   }
-  const std::string param = arguments->GetString(0).ToString();
-  const std::string json = arguments->GetString(1).ToString();
+  // The texts stay UTF-16 on their way to the core; inner actions read the JSON as UTF-8.
+  const CefString param = arguments->GetString(0);
+  const CefString jsonText = arguments->GetString(1);
   const CefString id = arguments->GetString(2);
   const std::string callbackId = id.ToString();
   tnbase::TnStringPtr callbackText(
       allocStringFromWideChars(id.c_str(), static_cast<int32_t>(id.length())));
+  auto json = [&jsonText] { return jsonText.ToString(); };
 
   if (action->EqualsIgnoreCase("InitFinished")) {
     if (initBusiness_->GetLength() == 0) {
@@ -260,7 +262,7 @@ void TnBrowserAdaptUI::ExecuteBusinessAction(TnString* business, TnString* actio
   } else if (action->EqualsIgnoreCase("ModifyWindowTitle")) {
     Json::Value value;
     const std::string title =
-        !json.empty() && ParseJson(json, value) ? JsonString(value, "title") : std::string();
+        !jsonText.empty() && ParseJson(json(), value) ? JsonString(value, "title") : std::string();
     if (!title.empty()) {
       if (xhav::Browser* b = browser()) b->SetTitle(Utf8ToWide(title).c_str());
     }
@@ -271,40 +273,35 @@ void TnBrowserAdaptUI::ExecuteBusinessAction(TnString* business, TnString* actio
       Show(1);
     }
   } else if (action->EqualsIgnoreCase("SetCookie")) {
-    SetCookies(json, CookieSpaceOf(businessCore_));
+    SetCookies(json(), CookieSpaceOf(businessCore_));
   } else if (action->EqualsIgnoreCase("DeleteCookie")) {
-    DeleteCookies(business, action, callbackId, json, CookieSpaceOf(businessCore_));
+    DeleteCookies(business, action, callbackId, json(), CookieSpaceOf(businessCore_));
   } else if (action->EqualsIgnoreCase("SetAlwaysTop")) {
     Json::Value value;
-    if (ParseJson(json, value) && value.isObject() && value.isMember("top") &&
+    if (ParseJson(json(), value) && value.isObject() && value.isMember("top") &&
         value["top"].isBool()) {
       SetAlwaysTop(value["top"].asBool() ? 1 : 0);
     }
   } else {
-    ExecuteOnCore(business, action, param, json, callbackId);
+    ExecuteOnCore(business, action, param, jsonText, id);
   }
 }
 
-void TnBrowserAdaptUI::ExecuteOnCore(TnString* business, TnString* action, const std::string& param,
-                                     const std::string& json, const std::string& callbackId) {
+void TnBrowserAdaptUI::ExecuteOnCore(TnString* business, TnString* action, const CefString& param,
+                                     const CefString& json, const CefString& id) {
   const int32_t viewType = settings_ ? settings_->GetViewType() : 0;
-  const std::u16string wideBusiness(business->GetData(), business->GetLength());
-  const std::u16string wideAction(action->GetData(), action->GetLength());
-  const std::u16string wideJson = Utf8ToWide(json);
-  const std::u16string wideId = Utf8ToWide(callbackId);
   if (businessCore_) {
     const HRESULT status = businessCore_->ExecuteBusinessAction(
-        wideBusiness.c_str(), wideAction.c_str(), Utf8ToWide(param).c_str(), wideJson.c_str(),
-        wideId.c_str(), callback_);
+        business->GetData(), action->GetData(), param.c_str(), json.c_str(), id.c_str(), callback_);
     if (status < 0) {
       TN_LOG(1, "TnBrowserAdaptUI::ExecuteBusinessAction", "call tnbusiness return fail [0x%08X]\n",
              static_cast<unsigned>(status));
-      AnswerFailure(business, action, callbackId, status);
+      AnswerFailure(business, action, id.ToString(), status);
     }
   } else if (viewType == 2 && pageHost_) {
-    const HRESULT status = pageHost_->ExecuteBusinessAction(
-        wideBusiness.c_str(), wideAction.c_str(), wideJson.c_str(), wideId.c_str(), callback_);
-    if (status < 0) AnswerFailure(business, action, callbackId, status);
+    const HRESULT status = pageHost_->ExecuteBusinessAction(business->GetData(), action->GetData(),
+                                                            json.c_str(), id.c_str(), callback_);
+    if (status < 0) AnswerFailure(business, action, id.ToString(), status);
   }
   // With neither, the action is dropped.
 }

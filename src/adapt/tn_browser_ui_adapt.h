@@ -88,8 +88,8 @@ class TnBrowserAdaptUI : public TnBrowserUI {
   std::vector<std::u16string> dragFiles_;
 
  private:
-  void ExecuteOnCore(TnString* business, TnString* action, const std::string& param,
-                     const std::string& json, const std::string& callbackId);
+  void ExecuteOnCore(TnString* business, TnString* action, const CefString& param,
+                     const CefString& json, const CefString& id);
   void AnswerFailure(TnString* business, TnString* action, const std::string& callbackId,
                      HRESULT status);
 

@@ -30,6 +30,13 @@ std::string ArgString(const xhav::ArgList* args, std::size_t index) {
   return s ? s->ToUTF8() : std::string();
 }
 
+// The element as the engine's UTF-16 text, with no conversion on the way.
+CefString ArgText(const xhav::ArgList* args, std::size_t index) {
+  tnbase::TnStringPtr s(args->GetString(index));
+  return s ? CefString(std::u16string(s->GetData(), static_cast<std::size_t>(s->GetLength())))
+           : CefString();
+}
+
 }  // namespace
 
 std::string getFileVersion(const char* path) {
@@ -120,12 +127,12 @@ bool RenderProcess::OnHavMessage(CefRefPtr<CefBrowser> browser, int /*source*/, 
     if (count != 3) return false;
     const std::string business = ArgString(args, 0);
     const std::string action = ArgString(args, 1);
-    std::string id, data;
+    CefString id, data;
     int code = 0;
     if (const xhav::ArgList* result = args->GetList(2)) {
-      id = ArgString(result, 0);
+      id = ArgText(result, 0);
       code = result->GetInt(1);
-      data = ArgString(result, 2);
+      data = ArgText(result, 2);
     }
     TN_LOG(2, kFn, "OnHavMessage:exebusinessactioncallback->business[%s] action[%s]",
            business.c_str(), action.c_str());

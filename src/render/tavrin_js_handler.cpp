@@ -426,13 +426,13 @@ void CCefV8HandlerImpl::ExecuteBusinessActionCallback(CefRefPtr<CefBrowser> brow
 
   wrap->context->Enter();
   const int code = list->GetInt(1);
-  const std::string data = list->GetString(2).ToString();
   CefV8ValueList args;
   if (wrap->isJsSdk == 0) {
-    args = {CefV8Value::CreateInt(code), CefV8Value::CreateString(data),
+    args = {CefV8Value::CreateInt(code), CefV8Value::CreateString(list->GetString(2)),
             CefV8Value::CreateString(id)};
   } else {
-    args = {CefV8Value::CreateString(SdkResponse(business, action, code, data, wrap->meta))};
+    args = {CefV8Value::CreateString(
+        SdkResponse(business, action, code, list->GetString(2).ToString(), wrap->meta))};
   }
   wrap->context->Exit();
 

@@ -81,7 +81,7 @@ HRESULT ScriptedBusinessCore::ExecuteBusinessAction(const char16_t* business,
   std::function<HRESULT(const BusinessCall&)> handler;
   {
     std::lock_guard<std::mutex> lock(mutex_);
-    calls_.push_back(call);
+    if (record_) calls_.push_back(call);
     handler = handler_;
   }
   return handler ? handler(call) : S_OK;

@@ -84,6 +84,8 @@ class TNMAINUI_API ScriptedBusinessCore final : public BusinessCore {
   // Runs inside each GetOrgKey, as a core that calls back into the module would.
   void SetOrgKeyHook(std::function<void()> hook);
   std::vector<BusinessCall> calls() const;
+  // Whether calls are kept for calls(); on by default.
+  void SetRecordCalls(bool record) { record_ = record; }
   int crashes() const { return crashes_; }
   uint32_t refs() const { return refs_; }
 
@@ -95,6 +97,7 @@ class TNMAINUI_API ScriptedBusinessCore final : public BusinessCore {
   std::string accountKey_;
   std::atomic<int> crashes_{0};
   std::atomic<bool> givesShadow_{true};
+  std::atomic<bool> record_{true};
   int32_t version_ = 0;
   mutable std::mutex mutex_;
   std::function<HRESULT(const BusinessCall&)> handler_;
