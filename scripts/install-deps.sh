@@ -8,6 +8,7 @@ packages=(
   protobuf-compiler libprotobuf-dev
   libjsoncpp-dev libboost-dev qtbase5-dev
   libgtest-dev libgmock-dev libbenchmark-dev
+  chromium fonts-dejavu-core
 )
 
 missing=()

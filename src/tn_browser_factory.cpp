@@ -32,16 +32,6 @@ xhav::Core* HavCore() {
   return host ? host->GetHavCore() : nullptr;
 }
 
-// A new parameter object from hav, which the process has loaded.
-xhav::BrowserParam* NewBrowserParam() {
-  void* hav = win::GetModuleHandleW(xhav::kHavLibraryName);
-  auto create =
-      reinterpret_cast<xhav::CreateHavObjectFn>(win::GetProcAddress(hav, "CreateHavObject"));
-  void* param = nullptr;
-  if (!create || !create(xhav::kHavObjectBrowserParam, &param)) return nullptr;
-  return static_cast<xhav::BrowserParam*>(param);
-}
-
 std::string LocalisedText(const char* key) {
   ModuleHost* host = GetModuleHost();
   auto* strings =
@@ -83,6 +73,15 @@ bool TnBrowserFactory::Erase(FusionBrowser* element) {
 std::size_t TnBrowserFactory::size() {
   std::lock_guard<std::mutex> lock(lock_);
   return browsers_.size();
+}
+
+xhav::BrowserParam* NewBrowserParam() {
+  void* hav = win::GetModuleHandleW(xhav::kHavLibraryName);
+  auto create =
+      reinterpret_cast<xhav::CreateHavObjectFn>(win::GetProcAddress(hav, "CreateHavObject"));
+  void* param = nullptr;
+  if (!create || !create(xhav::kHavObjectBrowserParam, &param)) return nullptr;
+  return static_cast<xhav::BrowserParam*>(param);
 }
 
 HRESULT TnBrowserFactory::CreateBrowserViewSetting(IBrowserViewSetting** out) {

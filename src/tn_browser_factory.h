@@ -65,4 +65,7 @@ class TnBrowserFactory final : public ITnWebUI {
   TN_IMPLEMENT_UNKNOWN(ITnWebUI, IID_ITnWebUI);
 };
 
+// A new parameter object from hav, which the process has loaded; null without hav.
+xhav::BrowserParam* NewBrowserParam();
+
 }  // namespace tnwebui

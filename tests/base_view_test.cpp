@@ -106,6 +106,7 @@ TEST_F(BaseView, TheShadowStartsOnceFromTheCoreOrThePageHost) {
   Host pageHost;
   view->SetPageHost(&pageHost);  // the core's shadow is there already
   EXPECT_EQ(pageHost.shadows, 0);
+  BrowserOf(view)->FinishClose();  // the window goes while its page host is there
   view->Release();
 
   core->SetGivesShadow(false);
@@ -114,6 +115,7 @@ TEST_F(BaseView, TheShadowStartsOnceFromTheCoreOrThePageHost) {
   EXPECT_EQ(pageHost.shadows, 1);
   view->SetPageHost(&pageHost);
   EXPECT_EQ(pageHost.shadows, 1);
+  BrowserOf(view)->FinishClose();
   view->Release();
 }
 

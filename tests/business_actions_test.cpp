@@ -148,6 +148,8 @@ TEST_F(BusinessActions, WithoutCoreOnlyAnEmbeddedPageReachesItsHost) {
   ASSERT_EQ(Answers().size(), 1u);
   EXPECT_EQ(Answers()[0].code, -2);
   EXPECT_EQ(log.CountPrefix("call tnbusiness return fail"), 0);
+  BrowserOf(plain)->FinishClose();  // the windows go while their page host is there
+  BrowserOf(embedded)->FinishClose();
   plain->Release();
   embedded->Release();
 }

@@ -22,6 +22,37 @@ constexpr GUID SID_AccessOverrideService = {
 constexpr GUID SID_EventBus = {
     0xDE7C5350, 0xC416, 0x11E9, {0x81, 0x13, 0x00, 0x16, 0x3E, 0x0C, 0xBA, 0x50}};
 
+namespace interdata {
+class CoreMediaInfoList;
+}
+
+// What receives the client's events: `name` and `format` NUL-terminated, `data` of `size` bytes.
+class TavrinEventReceiver {
+ public:
+  virtual void OnEvent(int32_t type, const char* name, const char* format, const char* data,
+                       uint32_t size) = 0;
+
+ protected:
+  ~TavrinEventReceiver() = default;
+};
+
+// The client's carrier of events.
+class EventBus {
+ public:
+  // The files that were dropped on view `viewId`, as event `name`.
+  virtual void PostFileListEvent(int32_t viewId, const char* name,
+                                 const interdata::CoreMediaInfoList& files) = 0;
+  virtual void PostPbTextEvent(int32_t type, const char* name, const char* data, uint32_t size) = 0;
+  virtual void PostJsonEvent(int32_t type, const char* name, const char* data) = 0;
+  virtual void Reserved1() = 0;
+  virtual void Reserved2() = 0;
+  virtual void AddEventReceiver(TavrinEventReceiver* receiver) = 0;
+  virtual void RemoveEventReceiver(TavrinEventReceiver* receiver) = 0;
+
+ protected:
+  ~EventBus() = default;
+};
+
 // Localised texts by resource key ("IDS_STR_APP_NAME").
 class StringTableService {
  public:

@@ -57,6 +57,9 @@ class BusinessCore : public IUnknown {
   virtual const char16_t* GetOrgKey() = 0;  // wide
   virtual HRESULT QueryObject(const GUID& id, void** out) = 0;
   virtual int32_t GetBusinessVersion() = 0;
+  // The chat `chatId` (UTF-8) as JSON ("chatName", "avatarId", ...), a text the caller
+  // releases; null when the core doesn't know it.
+  virtual TnString* GetChatInfo(const char* chatId) = 0;
 
  protected:
   ~BusinessCore() = default;

@@ -365,21 +365,21 @@ void TnBrowserAdaptUI::ExeBusinessActionCallback(TnString* business, TnString* a
   Release();
 }
 
-// The cookie routes, the save dialog and the favourite's tool tip are served by the work that
-// builds them; until then these do nothing.
-void TnBrowserAdaptUI::SetCookies(const std::string&, const std::string&) {}
+void TnBrowserAdaptUI::ExecuteOwnAction(const char* business, const char* action,
+                                        const std::string& param, const std::string& json,
+                                        const std::string& callbackId) {
+  CefRefPtr<CefListValue> list = CefListValue::Create();
+  list->SetString(0, param);
+  list->SetString(1, json);
+  list->SetString(2, callbackId);
+  ExecuteBusinessAction(tnbase::TnStringPtr::FromUTF8(business).get(),
+                        tnbase::TnStringPtr::FromUTF8(action).get(), list);
+}
 
-void TnBrowserAdaptUI::DeleteCookies(TnString*, TnString*, const std::string&, const std::string&,
-                                     const std::string&) {}
+bool TnBrowserAdaptUI::IsMainView() { return std::u16string(GetName()) == u"TnMain"; }
 
-void TnBrowserAdaptUI::OpenSaveAsWnd(TnString*, TnString*, CefRefPtr<CefListValue>) {}
-
+// The favourite's tool tip is the native dialogs' work; until it exists the outcome is only
+// in the result.
 void TnBrowserAdaptUI::ShowFavoriteTip(bool) {}
-
-void TnBrowserAdaptUI::SetInitialCookies() {}
-
-bool TnBrowserAdaptUI::BeforeReload(const std::u16string&) { return false; }
-
-void TnBrowserAdaptUI::ApplyAlwaysOnTop() {}
 
 }  // namespace tnwebui

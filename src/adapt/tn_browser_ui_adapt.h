@@ -12,12 +12,42 @@
 
 namespace tnwebui {
 
-class CWebTitleChildWindowWin;
-
 class TnBrowserAdaptUI : public TnBrowserUI {
  public:
   explicit TnBrowserAdaptUI(xhav::Browser* browser);
   ~TnBrowserAdaptUI() override;
+
+  // xhav::BrowserNotify: the page's life cycle.
+  void OnStateChanged(int32_t state) override;
+  void OnPageLoaded(CefRefPtr<CefBrowser> browser, CefRefPtr<CefFrame> frame,
+                    TnString* url) override;
+  void OnActiveChanged(bool active) override;
+  bool OnClosing() override;
+  void OnFilesDragged(const xhav::FileList& files) override;
+  void OnNavigationState(int32_t index, int32_t count) override;
+  int32_t OnBeforeNavigate(TnString* url) override;
+  void OnFilesDropped(const xhav::FileList& files) override;
+  void OnBrowserDestroyed() override;
+  void OnBrowserCreated() override;
+  void OnRenderProcessTemerate(int32_t reserved, int32_t status) override;
+  bool IsFilteredUrl(TnString* url) override;
+  void OnRevealFile(TnString* url) override;
+  void OnPopup() override;
+  bool OnInnerBusiness(const std::vector<std::u16string>& texts, void* callback) override;
+
+  // The title bar of a framed window (type 4), made once.
+  void CreateTitleWindow(int32_t height, int32_t width);
+  // Chooses the title bar's share and link buttons from the settings' initial data.
+  void ConfigureTitleButtons();
+  // The title bar's favourite and share buttons, acting on the message the page was opened for.
+  void CreateFavorite();
+  void ShareMessage();
+
+  // Scheme and host of an address; false when it has no "scheme://host".
+  static bool SplitUrl(const std::string& url, std::string* scheme, std::string* host);
+  // Sets the cookies of "Set-Cookie" header values (a JSON array of objects) for `url`.
+  void ApplySetCookieHeaders(const std::string& url, const std::string& text,
+                             const std::string& space);
 
   // IBrowserView
   void SetPageHost(PageHost* host) override;
@@ -74,6 +104,7 @@ class TnBrowserAdaptUI : public TnBrowserUI {
   static std::string CookieSpaceOf(BusinessCore* core);
 
   IBrowserViewSetting* settings() const { return settings_; }
+  xhav::BrowserTitleWindow* title_window() const { return titleWindow_; }
   BusinessCore* business_core() const { return businessCore_; }
 
  protected:
@@ -92,12 +123,17 @@ class TnBrowserAdaptUI : public TnBrowserUI {
                      const CefString& json, const CefString& id);
   void AnswerFailure(TnString* business, TnString* action, const std::string& callbackId,
                      HRESULT status);
+  // Runs a business action of the view's own making: three texts param, json, callback id.
+  void ExecuteOwnAction(const char* business, const char* action, const std::string& param,
+                        const std::string& json, const std::string& callbackId);
+  // "TnMain", the client's main view, by its exact name.
+  bool IsMainView();
 
  protected:
   tnbase::TnStringPtr initBusiness_;
   tnbase::TnStringPtr initAction_;
   tnbase::TnStringPtr initCallback_;
-  CWebTitleChildWindowWin* titleWindow_ = nullptr;
+  xhav::BrowserTitleWindow* titleWindow_ = nullptr;
 };
 
 }  // namespace tnwebui

@@ -28,6 +28,11 @@ bool JsonToBool(const Json::Value& value) {
          value.asBool();
 }
 
+std::string JsonToString(const Json::Value& value) {
+  if (value.isArray() || value.isObject()) return std::string();
+  return value.asString();
+}
+
 bool HasJsonString(const Json::Value& object, const char* key) {
   return object.isObject() && object.isMember(key) && object[key].isString();
 }

@@ -18,6 +18,9 @@ std::string WriteJson(const Json::Value& value);
 // `value` by the library's conversion rules to a flag; false for values that have none
 // (texts, arrays, objects).
 bool JsonToBool(const Json::Value& value);
+// `value` as text by the library's rules (numbers and flags written out, null empty); empty for
+// arrays and objects, whose conversion throws.
+std::string JsonToString(const Json::Value& value);
 // The string under `key` of an object, or empty when there is none or it is no string.
 std::string JsonString(const Json::Value& object, const char* key);
 // True when `object` is an object whose `key` holds a string.

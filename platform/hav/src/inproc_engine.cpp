@@ -169,10 +169,22 @@ class BrowserParamImpl final : public BrowserParam {
   BrowserParamRecord r_;
 };
 
+class Host final : public CefBrowserHost {
+ public:
+  explicit Host(HWND hwnd) : hwnd_(hwnd) {}
+  HWND__* GetWindowHandle() override { return hwnd_; }
+
+ private:
+  HWND hwnd_;
+  IMPLEMENT_REFCOUNTING(Host);
+};
+
 // The engine's browser object on the browser side: its messages go to the render process.
 class HostBrowser final : public CefBrowser {
  public:
   HostBrowser(Engine* engine, int id) : engine_(engine), id_(id) {}
+  void SetHostWindow(HWND hwnd) { host_ = new Host(hwnd); }
+  CefRefPtr<CefBrowserHost> GetHost() override { return host_; }
   int GetIdentifier() override { return id_; }
   bool IsSame(CefRefPtr<CefBrowser> that) override { return that && that->GetIdentifier() == id_; }
   void Reload() override {}
@@ -188,6 +200,7 @@ class HostBrowser final : public CefBrowser {
  private:
   Engine* engine_;
   const int id_;
+  CefRefPtr<CefBrowserHost> host_;
   IMPLEMENT_REFCOUNTING(HostBrowser);
 };
 
@@ -212,6 +225,8 @@ BrowserImpl::BrowserImpl(Engine* engine, int id, std::string url, const BrowserP
     win::SetWindowPos(hwnd_, nullptr, param.left, param.top, param.width, param.height,
                       win::SWP_NOZORDER);
   }
+  hostWindow_ = win::CreateWindowModel("HavBrowserHost", hwnd_, nullptr);
+  static_cast<HostBrowser*>(host_.get())->SetHostWindow(hostWindow_);
   if (!param.startHidden) win::ShowWindow(hwnd_, win::SW_SHOWWINDOW);
 }
 
@@ -313,8 +328,46 @@ TnString* BrowserImpl::GetUrl() {
 
 void BrowserImpl::LoadUrl(const char* url) {
   Record(std::string("LoadUrl(") + (url ? url : "") + ")");
+  Load(url ? url : "");
+}
+
+void BrowserImpl::Navigate(const std::string& url) {
+  engine_->ui().PostTask([this, url] {
+    if (!alive_ || !notify_) return;
+    tnbase::TnStringPtr text = tnbase::TnStringPtr::FromUTF8(url);
+    if (notify_->OnBeforeNavigate(text.get()) == 0) Load(url);
+  });
+}
+
+void BrowserImpl::Load(const std::string& url) {
+  engine_->ui().PostTask([this, url] {
+    if (!alive_) return;
+    int32_t index, count;
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      url_ = url;
+      history_.push_back(url);
+      count = static_cast<int32_t>(history_.size());
+      index = count - 1;
+    }
+    if (!notify_) return;
+    tnbase::TnStringPtr text = tnbase::TnStringPtr::FromUTF8(url);
+    notify_->OnPageLoaded(host_, nullptr, text.get());
+    if (alive_) notify_->OnNavigationState(index, count);
+  });
+}
+
+void BrowserImpl::ExecuteJavaScript(CefRefPtr<CefBrowser>, CefRefPtr<CefFrame>,
+                                    const char16_t* script) {
+  tnbase::TnStringPtr text(allocStringFromWideChars(script));
+  Record("ExecuteJavaScript");
   std::lock_guard<std::mutex> lock(mutex_);
-  url_ = url ? url : "";
+  scripts_.push_back(text->ToUTF8());
+}
+
+std::vector<std::string> BrowserImpl::scripts() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return scripts_;
 }
 
 void BrowserImpl::SetTitle(const char16_t* title) {
@@ -509,6 +562,7 @@ bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* 
   ui_.PostTask([this, browser] {
     if (browser->alive_ && browser->notify_) browser->notify_->OnBrowserCreated();
   });
+  if (!browser->url_.empty()) browser->Load(browser->url_);
   if (out) *out = browser;
   return true;
 }

@@ -81,6 +81,11 @@ int32_t TnString::Find(const TnString* what, int32_t from) const {
   return pos == std::u16string::npos ? -1 : static_cast<int32_t>(pos);
 }
 
+void TnString::TrimLineEnd() {
+  if (!text_.empty() && text_.back() == u'\n') text_.pop_back();
+  if (!text_.empty() && text_.back() == u'\r') text_.pop_back();
+}
+
 bool TnString::Equals(const char* utf8) const { return text_ == FromUTF8(utf8, -1); }
 
 bool TnString::EqualsIgnoreCase(const char* utf8) const {

@@ -54,6 +54,18 @@ void ScriptedBusinessCore::AnswerOnOwnThread(int32_t code, std::u16string data,
   });
 }
 
+TnString* ScriptedBusinessCore::GetChatInfo(const char* chatId) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto it = chats_.find(chatId ? chatId : "");
+  if (it == chats_.end()) return nullptr;
+  return allocStringFromUTF8(it->second.data(), static_cast<int32_t>(it->second.size()));
+}
+
+void ScriptedBusinessCore::SetChatInfo(const std::string& chatId, const std::string& json) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  chats_[chatId] = json;
+}
+
 void ScriptedBusinessCore::FlushAnswers() { worker_.Flush(); }
 
 HRESULT ScriptedBusinessCore::QueryInterface(const GUID& iid, void** out) {

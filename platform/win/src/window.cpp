@@ -52,10 +52,45 @@ HWND CreateWindowModel(const std::string& className, HWND parent, WindowProc pro
 }
 
 void DestroyWindow(HWND hwnd) {
+  std::vector<std::pair<HWND, WindowProc>> destroyed;
+  {
+    std::lock_guard<std::mutex> lock(M().mutex);
+    std::vector<HWND> pending{hwnd};
+    while (!pending.empty()) {
+      HWND h = pending.back();
+      pending.pop_back();
+      auto w = Find(h);
+      if (!w) continue;
+      for (const auto& [child, state] : M().windows) {
+        if (state->state.parent == h) pending.push_back(child);
+      }
+      destroyed.emplace_back(h, w->proc);
+      M().windows.erase(h);
+      if (M().foreground == h) M().foreground = nullptr;
+      if (M().active == h) M().active = nullptr;
+    }
+  }
+  for (auto& [h, proc] : destroyed) {
+    if (proc) proc(h, PostedMessage{WM_DESTROY, 0, 0});
+  }
+}
+
+bool GetClientRect(HWND hwnd, int* width, int* height) {
   std::lock_guard<std::mutex> lock(M().mutex);
-  M().windows.erase(hwnd);
-  if (M().foreground == hwnd) M().foreground = nullptr;
-  if (M().active == hwnd) M().active = nullptr;
+  auto w = Find(hwnd);
+  if (!w) return false;
+  if (width) *width = w->state.width;
+  if (height) *height = w->state.height;
+  return true;
+}
+
+std::vector<HWND> GetChildren(HWND hwnd) {
+  std::lock_guard<std::mutex> lock(M().mutex);
+  std::vector<HWND> children;
+  for (const auto& [h, w] : M().windows) {
+    if (w->state.parent == hwnd) children.push_back(h);
+  }
+  return children;
 }
 
 bool IsWindow(HWND hwnd) {
@@ -128,7 +163,10 @@ bool SetWindowPos(HWND hwnd, HWND insertAfter, int x, int y, int cx, int cy, uin
     w->state.width = cx;
     w->state.height = cy;
   }
-  if (!(flags & SWP_NOZORDER) && insertAfter == nullptr) w->state.zOrder = M().nextZ++;
+  if (!(flags & SWP_NOZORDER)) {
+    if (insertAfter == reinterpret_cast<HWND>(HWND_TOPMOST_VALUE)) w->state.topmost = true;
+    if (insertAfter == nullptr || w->state.topmost) w->state.zOrder = M().nextZ++;
+  }
   return true;
 }
 

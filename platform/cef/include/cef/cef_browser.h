@@ -14,7 +14,15 @@ class CEF_API CefFrame : public virtual CefBaseRefCounted {
   virtual CefString GetURL() = 0;
 };
 
-// A browser, as the render side sees it. Implemented by the engine.
+struct HWND__;
+
+// The browser's host on the browser side: its native window.
+class CEF_API CefBrowserHost : public virtual CefBaseRefCounted {
+ public:
+  virtual HWND__* GetWindowHandle() = 0;
+};
+
+// A browser. Implemented by the engine, on each side of the process border.
 class CEF_API CefBrowser : public virtual CefBaseRefCounted {
  public:
   virtual int GetIdentifier() = 0;
@@ -25,6 +33,8 @@ class CEF_API CefBrowser : public virtual CefBaseRefCounted {
   virtual bool CanGoBack() = 0;
   virtual bool CanGoForward() = 0;
   virtual CefRefPtr<CefFrame> GetMainFrame() = 0;
+  // The browser side's host; null on the render side.
+  virtual CefRefPtr<CefBrowserHost> GetHost() { return nullptr; }
   // Sends `message` to the other side of the process border. Callable from any thread.
   virtual bool SendProcessMessage(CefProcessId target, CefRefPtr<CefProcessMessage> message) = 0;
 };

@@ -83,9 +83,27 @@ class HAV_API Browser {
   virtual void Attach() = 0;
   virtual void SetCookie(TnString* address, TnString* name, TnString* value, TnString* space) = 0;
   virtual void DeleteCookie(TnString* address, TnString* name, TnString* space) = 0;
+  // Runs `script` in the page (its main frame when `frame` is empty).
+  virtual void ExecuteJavaScript(CefRefPtr<CefBrowser> browser, CefRefPtr<CefFrame> frame,
+                                 const char16_t* script) = 0;
 
  protected:
   virtual ~Browser() = default;
+};
+
+// The web title bar of a window, as a view drives it.
+class HAV_API BrowserTitleWindow {
+ public:
+  // Makes the bar's native window as a child of `parent`.
+  virtual bool Create(HWND parent, int32_t width, int32_t height, int32_t flags) = 0;
+  virtual HWND GetWindowHandle() = 0;
+  virtual void SetHideShareButtons(bool hide) = 0;
+  virtual void SetShowLinkButtons(bool show) = 0;
+  virtual void SetBackEnabled(bool enabled) = 0;
+  virtual void AttachBrowser(void* view, Browser* browser) = 0;
+
+ protected:
+  virtual ~BrowserTitleWindow() = default;
 };
 
 // What hav tells the view of a browser. Called on the browser's user-interface thread.

@@ -112,8 +112,17 @@ class HAV_API BrowserImpl final : public Browser {
   void Attach() override;
   void SetCookie(TnString* address, TnString* name, TnString* value, TnString* space) override;
   void DeleteCookie(TnString* address, TnString* name, TnString* space) override;
+  void ExecuteJavaScript(CefRefPtr<CefBrowser> browser, CefRefPtr<CefFrame> frame,
+                         const char16_t* script) override;
+
+  // A navigation of the page itself: hav asks the view first, then loads.
+  void Navigate(const std::string& url);
 
   BrowserNotify* notify() const { return notify_; }
+  // The scripts run in the page, in order (UTF-8).
+  std::vector<std::string> scripts() const;
+  // The native window of the engine's browser inside the window.
+  HWND host_window() const { return hostWindow_; }
   const BrowserParamRecord& param() const { return param_; }
   std::shared_ptr<Page> page() const { return page_; }
   bool alive() const { return alive_; }
@@ -135,12 +144,17 @@ class HAV_API BrowserImpl final : public Browser {
               BrowserNotify* notify);
   ~BrowserImpl() override;
   void Record(std::string call);
+  // Loads `url` on the UI thread: the page-loaded and navigation-state notifications follow.
+  void Load(const std::string& url);
 
   Engine* engine_;
   const int id_;
   BrowserParamRecord param_;
   BrowserNotify* notify_;
   HWND hwnd_ = nullptr;
+  HWND hostWindow_ = nullptr;
+  std::vector<std::string> history_;
+  std::vector<std::string> scripts_;
   std::shared_ptr<Page> page_;
   CefRefPtr<CefBrowser> host_;  // the engine's browser object on this side
   std::atomic<bool> alive_{true};

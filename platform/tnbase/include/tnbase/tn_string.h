@@ -32,6 +32,9 @@ class TNBASE_API TnString {
   // Position of the first occurrence of `what` at or after `from`, or -1.
   int32_t Find(const TnString* what, int32_t from) const;
 
+  // Removes the line end ("\n" or "\r\n") at the end of the text, if there is one.
+  void TrimLineEnd();
+
   // Convenience for callers holding plain UTF-8 text: whole-text comparisons.
   bool Equals(const char* utf8) const;
   bool EqualsIgnoreCase(const char* utf8) const;

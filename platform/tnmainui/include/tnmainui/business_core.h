@@ -4,11 +4,13 @@
 
 #include <atomic>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <string>
 #include <vector>
 
 #include "tnbase/task_queue.h"
+#include "tnbase/tn_string.h"
 #include "tnwebui/view.h"
 
 namespace tnmainui {
@@ -69,6 +71,9 @@ class TNMAINUI_API ScriptedBusinessCore final : public BusinessCore {
   const char16_t* GetOrgKey() override;
   HRESULT QueryObject(const GUID& id, void** out) override;
   int32_t GetBusinessVersion() override { return version_; }
+  TnString* GetChatInfo(const char* chatId) override;
+  // The JSON that GetChatInfo gives for `chatId`.
+  void SetChatInfo(const std::string& chatId, const std::string& json);
 
   // Answers each call; without it calls are only recorded and answered with 0.
   void SetHandler(std::function<HRESULT(const BusinessCall&)> handler);
@@ -103,6 +108,7 @@ class TNMAINUI_API ScriptedBusinessCore final : public BusinessCore {
   std::function<HRESULT(const BusinessCall&)> handler_;
   std::function<void()> orgKeyHook_;
   std::vector<BusinessCall> calls_;
+  std::map<std::string, std::string> chats_;
   tnbase::TaskQueue worker_{"business core"};
 };
 

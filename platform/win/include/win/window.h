@@ -25,7 +25,9 @@ constexpr uint32_t SWP_NOSIZE = 0x1;
 constexpr uint32_t SWP_NOMOVE = 0x2;
 constexpr uint32_t SWP_NOZORDER = 0x4;
 constexpr uint32_t SWP_FRAMECHANGED = 0x20;
+constexpr uint32_t WM_DESTROY = 0x2;
 constexpr uint32_t WM_CLOSE = 0x10;
+constexpr intptr_t HWND_TOPMOST_VALUE = -1;
 constexpr int LOGPIXELSX = 88;
 
 struct PostedMessage {
@@ -49,7 +51,11 @@ struct WindowState {
 using WindowProc = std::function<void(HWND, const PostedMessage&)>;
 
 TNWIN_API HWND CreateWindowModel(const std::string& className, HWND parent, WindowProc proc);
+// Destroys the window and its children; each one's procedure hears WM_DESTROY at once.
 TNWIN_API void DestroyWindow(HWND hwnd);
+// The client area: 0, 0, width, height.
+TNWIN_API bool GetClientRect(HWND hwnd, int* width, int* height);
+TNWIN_API std::vector<HWND> GetChildren(HWND hwnd);
 TNWIN_API bool IsWindow(HWND hwnd);
 // A copy of the window's state; a default state for a window that doesn't exist.
 TNWIN_API WindowState GetWindowState(HWND hwnd);

@@ -1,0 +1,61 @@
+#include "tnmainui/event_bus.h"
+
+#include <algorithm>
+
+#include "coretnmedia.pb.h"
+
+namespace tnmainui {
+
+void InProcessEventBus::PostFileListEvent(int32_t viewId, const char* name,
+                                          const interdata::CoreMediaInfoList& files) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  posted_.push_back({"files", viewId, name ? name : "", files.SerializeAsString()});
+}
+
+void InProcessEventBus::PostPbTextEvent(int32_t type, const char* name, const char* data,
+                                        uint32_t size) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  posted_.push_back({"pbtext", type, name ? name : "", data ? std::string(data, size) : ""});
+}
+
+void InProcessEventBus::PostJsonEvent(int32_t type, const char* name, const char* data) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  posted_.push_back({"json", type, name ? name : "", data ? data : ""});
+}
+
+void InProcessEventBus::AddEventReceiver(TavrinEventReceiver* receiver) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (receiver) receivers_.push_back(receiver);
+}
+
+void InProcessEventBus::RemoveEventReceiver(TavrinEventReceiver* receiver) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  receivers_.erase(std::remove(receivers_.begin(), receivers_.end(), receiver), receivers_.end());
+}
+
+void InProcessEventBus::Raise(int32_t type, const std::string& name, const std::string& format,
+                              const std::string& bytes) {
+  post_([this, type, name, format, bytes] {
+    std::vector<TavrinEventReceiver*> receivers;
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      receivers = receivers_;
+    }
+    for (TavrinEventReceiver* r : receivers) {
+      r->OnEvent(type, name.c_str(), format.c_str(), bytes.data(),
+                 static_cast<uint32_t>(bytes.size()));
+    }
+  });
+}
+
+std::vector<PostedEvent> InProcessEventBus::posted() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return posted_;
+}
+
+std::size_t InProcessEventBus::receivers() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return receivers_.size();
+}
+
+}  // namespace tnmainui
