@@ -278,7 +278,57 @@ void HostOpensWindows() {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Part 3: one typical request, from a page in a render process through the view in the host
+// Part 3: a view's page from the loading page to its real address, with the session's cookies
+// and the watermark.
+
+void ViewLifeCycle() {
+  Module m = Load();
+  xhav::inproc::Engine engine(xhav::kProcessTypeBrowser);
+  engine.ui().BindCurrentThread();
+  tnmainui::InProcessHost host(engine.core(), engine.render_host());
+  m.createModule(&host)->OnModuleLoaded(0);
+  ITnWebUI* factory = nullptr;
+  m.createInterface(&IID_ITnWebUI, reinterpret_cast<void**>(&factory));
+  auto* core = new tnmainui::ScriptedBusinessCore(u"org-7", "account-42");
+
+  const char* initData =
+      R"({"url":"https://intra.example.com/news","cookie":"[{\"Set-Cookie\":\"sid=s-991; Path=/; HttpOnly\"},{\"Set-Cookie\":\"lang=en\"}]",)"
+      R"("showWatermark":1,"name":"Ann Lee","mobile":"13800001234","watermark_modes":["1"]})";
+  Say("== a view opens \"file://tavrin4/loading.html\" with initial data %s", initData);
+  IBrowserViewSetting* settings = nullptr;
+  factory->CreateBrowserViewSetting(&settings);
+  settings->SetName(u"TnNews");
+  settings->SetBusinessCore(core);
+  settings->SetInitData(initData);
+  IBrowserView* view = nullptr;
+  HRESULT hr = factory->CreateBrowserView("file://tavrin4/loading.html", settings, &view);
+  settings->Release();
+  engine.RunUntilIdle();
+  Say("ITnWebUI::CreateBrowserView -> %s", Status(hr).c_str());
+  xhav::inproc::BrowserImpl* browser = engine.browsers().back();
+  for (const std::string& call : browser->calls()) {
+    if (call.rfind("LoadUrl", 0) == 0) Say("  the view moves on: %s", call.c_str());
+  }
+  Say("  the page shows %s", browser->url().c_str());
+  for (const auto& [space, jar] : browser->cookies()) {
+    Say("  cookie space %s (MD5 of organisation and account keys):", space.c_str());
+    for (const auto& [key, value] : jar) Say("    %s = %s", key.c_str(), value.c_str());
+  }
+  for (const std::string& script : browser->scripts()) {
+    if (script.size() > 160) {
+      Say("  runs in the page: the watermark script (%zu bytes)", script.size());
+    } else {
+      Say("  runs in the page: %s", script.c_str());
+    }
+  }
+  browser->FinishClose();
+  view->Release();
+  factory->Release();
+  core->Release();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Part 4: one typical request, from a page in a render process through the view in the host
 // process to the business core and back; the two processes talk over a socket.
 
 void TraceMessages(xhav::inproc::Engine& engine) {
@@ -423,6 +473,8 @@ int main(int argc, char** argv) {
   InChild(PageFirstCalls);
   std::printf("\n");
   InChild(HostOpensWindows);
+  std::printf("\n");
+  InChild(ViewLifeCycle);
   std::printf("\n== one typical request, over two processes\n");
   TypicalRequest();
   return 0;

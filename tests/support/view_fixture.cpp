@@ -2,6 +2,7 @@
 
 ViewFixture::ViewFixture(bool mainThreadIsUi) {
   if (mainThreadIsUi) engine.ui().BindCurrentThread();
+  host.SetService(SID_EventBus, static_cast<EventBus*>(&eventBus));
   module = std::make_unique<tnwebui::TnWebUIModule>(&host);
   previous = tnwebui::TnWebUIModule::Install(module.get());
   factory = module->GetOrCreateFactory();

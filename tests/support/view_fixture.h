@@ -16,6 +16,7 @@
 #include "tn_browser_factory.h"
 #include "tn_webui_module.h"
 #include "tnmainui/business_core.h"
+#include "tnmainui/event_bus.h"
 #include "tnmainui/inproc_host.h"
 
 class ViewFixture : public ::testing::Test {
@@ -38,6 +39,8 @@ class ViewFixture : public ::testing::Test {
   LogCapture log;
   xhav::inproc::Engine engine{xhav::kProcessTypeBrowser};
   tnmainui::InProcessHost host{engine.core(), engine.render_host()};
+  tnmainui::InProcessEventBus eventBus{
+      [this](std::function<void()> task) { engine.ui().PostTask(std::move(task)); }};
   std::unique_ptr<tnwebui::TnWebUIModule> module;
   tnwebui::TnWebUIModule* previous = nullptr;
   tnwebui::TnBrowserFactory* factory = nullptr;
