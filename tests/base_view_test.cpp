@@ -15,23 +15,6 @@ namespace {
 
 tnbase::TnStringPtr Text(const char* s) { return tnbase::TnStringPtr::FromUTF8(s); }
 
-class Host final : public PageHost {
- public:
-  HRESULT ExecuteBusinessAction(const char16_t*, const char16_t*, const char16_t*, const char16_t*,
-                                IBrowserViewCallback*) override {
-    return S_OK;
-  }
-  void OnClosed() override {}
-  HRESULT CreateShadow(WindowShadow** out) override {
-    ++shadows;
-    auto* shadow = new tnmainui::RecordingShadow();
-    shadow->AddRef();
-    *out = shadow;
-    return S_OK;
-  }
-  int shadows = 0;
-};
-
 }  // namespace
 
 TEST_F(BaseView, APagesWindowCommandsReachItsWindow) {
@@ -103,7 +86,8 @@ TEST_F(BaseView, InitialDataGetsTheOsTypeOnlyWhenItIsAnObject) {
 
 TEST_F(BaseView, TheShadowStartsOnceFromTheCoreOrThePageHost) {
   IBrowserView* view = Create(Settings(u"s"));
-  Host pageHost;
+  RecordingPageHost pageHost;
+  pageHost.givesShadow = true;
   view->SetPageHost(&pageHost);  // the core's shadow is there already
   EXPECT_EQ(pageHost.shadows, 0);
   BrowserOf(view)->FinishClose();  // the window goes while its page host is there

@@ -123,16 +123,8 @@ TEST_F(BusinessActions, ARefusedCoreCallIsAnsweredWithTheSignedStatus) {
 }
 
 TEST_F(BusinessActions, WithoutCoreOnlyAnEmbeddedPageReachesItsHost) {
-  struct Host : PageHost {
-    HRESULT ExecuteBusinessAction(const char16_t*, const char16_t*, const char16_t*,
-                                  const char16_t*, IBrowserViewCallback*) override {
-      ++calls;
-      return -2;
-    }
-    void OnClosed() override {}
-    HRESULT CreateShadow(WindowShadow**) override { return E_NOTIMPL; }
-    int calls = 0;
-  } pageHost;
+  RecordingPageHost pageHost;
+  pageHost.status = -2;
   IBrowserView* plain = Create(Settings(u"plain", 0, "", false), kClientPage);
   plain->SetPageHost(&pageHost);
   page = BrowserOf(plain)->page();

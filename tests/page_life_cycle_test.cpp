@@ -246,15 +246,7 @@ TEST_F(PageLifeCycle, PopupsAndRevealedFilesGoThroughThePlatform) {
 }
 
 TEST_F(PageLifeCycle, TheEndOfTheBrowserTellsTheCoreAndThePageHost) {
-  struct Host : PageHost {
-    HRESULT ExecuteBusinessAction(const char16_t*, const char16_t*, const char16_t*,
-                                  const char16_t*, IBrowserViewCallback*) override {
-      return S_OK;
-    }
-    void OnClosed() override { ++closed; }
-    HRESULT CreateShadow(WindowShadow**) override { return E_NOTIMPL; }
-    int closed = 0;
-  } pageHost;
+  RecordingPageHost pageHost;
   IBrowserView* view = Create(Settings(u"v"));
   view->SetPageHost(&pageHost);
   const int shadows = tnmainui::RecordingShadow::Live();

@@ -19,6 +19,27 @@
 #include "tnmainui/event_bus.h"
 #include "tnmainui/inproc_host.h"
 
+// A page host that answers with `status` and counts what views ask of it.
+struct RecordingPageHost final : PageHost {
+  HRESULT ExecuteBusinessAction(const char16_t*, const char16_t*, const char16_t*, const char16_t*,
+                                IBrowserViewCallback*) override {
+    ++calls;
+    return status;
+  }
+  void OnClosed() override { ++closed; }
+  HRESULT CreateShadow(WindowShadow** out) override {
+    if (!givesShadow) return E_NOTIMPL;
+    ++shadows;
+    auto* shadow = new tnmainui::RecordingShadow();
+    shadow->AddRef();
+    *out = shadow;
+    return S_OK;
+  }
+  HRESULT status = S_OK;
+  bool givesShadow = false;
+  int calls = 0, closed = 0, shadows = 0;
+};
+
 class ViewFixture : public ::testing::Test {
  protected:
   // Unless told otherwise, the test's thread is the browser's user-interface thread.
