@@ -144,3 +144,23 @@ TEST_F(NativeFunctions, WithoutABrowserNothingIsSentAndNothingBreaks) {
   EXPECT_TRUE(Sent().empty());
   cef_inproc::InvalidateContext(context);
 }
+
+TEST_F(NativeFunctions, RegisterEventSendsTheNamesWithOneFreshKey) {
+  PageFunction f;
+  CefRefPtr<CefV8Value> names = CefV8Value::CreateArray(2);
+  names->SetValue(0, Int(1));  // not a name: its index stays unset
+  names->SetValue(1, Str("tn.b"));
+  EXPECT_TRUE(Call(*page, "registerEvent", {names, f.value, Str("tag")}).handled);
+  EXPECT_TRUE(Call(*page, "registerEvent", {Str("tn.b"), f.value}).handled);  // no array
+  EXPECT_TRUE(Call(*page, "registerEvent", {names, Str("no function")}).handled);
+  const auto sent = Sent();
+  ASSERT_EQ(sent.size(), 1u);
+  auto args = sent[0].message->GetArgumentList();
+  EXPECT_EQ(sent[0].message->GetName().ToString(), "registerEvent");
+  EXPECT_EQ(args->GetList(0)->GetType(0), VTYPE_NULL);
+  EXPECT_EQ(args->GetList(0)->GetString(1).ToString(), "tn.b");
+  const std::string key = args->GetString(1).ToString();
+  EXPECT_EQ(key.size(), 36u);
+  EXPECT_TRUE(Registered(key));
+  EXPECT_EQ(args->GetString(2).ToString(), "tag");
+}

@@ -17,7 +17,29 @@ void TnBrowserPbUI::OnRenderCommand(CefRefPtr<CefBrowser>, bool* result, TnStrin
   if (result) *result = handled;
 }
 
-void TnBrowserPbUI::SetBrowser(xhav::Browser* browser) { SetBrowserOnly(browser); }
+bool TnBrowserPbUI::OnProcessMessage(TnString* name, CefRefPtr<CefProcessMessage> message) {
+  tnbase::TnStringPtr empty;
+  if (!name) {
+    empty = tnbase::TnStringPtr(allocString());
+    name = empty.get();
+  }
+  return eventApi_.OnBrowserCall(name, message);
+}
+
+void TnBrowserPbUI::OnBrowserCreated() {
+  TnBrowserAdaptUI::OnBrowserCreated();
+  eventApi_.Init(browser());  // after SetBrowser this changes nothing
+}
+
+void TnBrowserPbUI::OnBeforeBrowserClose() {
+  // From here on the view gets no events.
+  eventApi_.Detach();
+}
+
+void TnBrowserPbUI::SetBrowser(xhav::Browser* browser) {
+  SetBrowserOnly(browser);
+  eventApi_.Init(browser);
+}
 
 int32_t TnBrowserPbUI::Face::GetId() {
   xhav::Browser* b = view_->browser();

@@ -7,6 +7,7 @@
 
 #include "adapt/tn_browser_ui_adapt.h"
 #include "light/tavrin_browser.h"
+#include "light/tavrin_browser_event/browser_event_api.h"
 
 namespace tnwebui {
 
@@ -17,6 +18,13 @@ class TnBrowserPbUI final : public TnBrowserAdaptUI, public FusionBrowser {
   // xhav::BrowserNotify
   void OnRenderCommand(CefRefPtr<CefBrowser> browser, bool* result, TnString* name,
                        const xhav::ArgList* args) override;
+  // Page events first, then (with the JS SDK) the bridge's messages.
+  bool OnProcessMessage(TnString* name, CefRefPtr<CefProcessMessage> message) override;
+  void OnBrowserCreated() override;
+  void OnBeforeBrowserClose() override;
+  void OnWindowChange(int32_t) override {}
+
+  BrowserEventApi* event_api() { return &eventApi_; }
 
   // Attaches a browser that exists already.
   void SetBrowser(xhav::Browser* browser);
@@ -44,6 +52,7 @@ class TnBrowserPbUI final : public TnBrowserAdaptUI, public FusionBrowser {
   };
 
   Face face_;
+  BrowserEventApi eventApi_;
   std::string name_;
   std::string openUrl_;
   ExtraParams extraParams_;

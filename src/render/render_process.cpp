@@ -118,7 +118,7 @@ bool RenderProcess::OnHavMessage(CefRefPtr<CefBrowser> browser, int /*source*/, 
       handler_->ExecuteCallbackWithBinary(browser, key, code, eventName, format, bytes);
       if (bytes) bytes->Release();
     } else {
-      handler_->ExecuteCallback(browser, key, code, eventName, format, ArgString(args, 4));
+      handler_->ExecuteCallback(browser, key, code, eventName, format, ArgText(args, 4));
     }
     return true;
   }

@@ -1,6 +1,9 @@
 #include "render/tavrin_js_handler.h"
 
 #include <QString>
+#include <boost/random/mersenne_twister.hpp>
+#include <boost/uuid/random_generator.hpp>
+#include <boost/uuid/uuid_io.hpp>
 #include <cstdlib>
 #include <cstring>
 
@@ -363,7 +366,7 @@ CefRefPtr<CJsCallbackWrap> CCefV8HandlerImpl::FindJsCallback(CefRefPtr<CefBrowse
 
 void CCefV8HandlerImpl::ExecuteCallback(CefRefPtr<CefBrowser> browser, const std::string& key,
                                         int code, const std::string& text,
-                                        const std::string& format, const std::string& payload) {
+                                        const std::string& format, const CefString& payload) {
   CefRefPtr<CJsCallbackWrap> wrap =
       EnterCallback(this, "CCefV8HandlerImpl::ExecuteCallback", browser, key);
   if (!wrap) return;
@@ -492,15 +495,74 @@ bool CCefV8HandlerImpl::HasImplId() {
   return !implId_.empty();
 }
 
-// Page events: subscriptions are not served yet; the calls are routed here by argument count.
-void CCefV8HandlerImpl::RegisterEvent(CefRefPtr<CefV8Value>, CefRefPtr<CefV8Value>,
-                                      const std::string&) {}
+namespace {
 
-void CCefV8HandlerImpl::UnregisterEvent(CefRefPtr<CefV8Value>, CefRefPtr<CefV8Value>) {}
+// The elements of a page's array of names; a non-string element leaves its index unset.
+CefRefPtr<CefListValue> NameList(const CefRefPtr<CefV8Value>& names) {
+  CefRefPtr<CefListValue> list = CefListValue::Create();
+  for (int i = 0; i < names->GetArrayLength(); ++i) {
+    CefRefPtr<CefV8Value> element = names->GetValue(i);
+    if (element && element->IsString()) list->SetString(i, element->GetStringValue());
+  }
+  return list;
+}
 
-bool CCefV8HandlerImpl::SendEvent(CefRefPtr<CefV8Value>, CefRefPtr<CefV8Value>,
-                                  CefRefPtr<CefV8Value>, CefRefPtr<CefV8Value>) {
-  return false;
+CefRefPtr<CefBrowser> CurrentBrowser() {
+  CefRefPtr<CefV8Context> context = CefV8Context::GetCurrentContext();
+  return context ? context->GetBrowser() : nullptr;
+}
+
+// A fresh subscription key: a random UUID from a Mersenne twister.
+std::string NewSubscriptionKey() {
+  thread_local boost::uuids::basic_random_generator<boost::mt19937> generator;
+  return boost::uuids::to_string(generator());
+}
+
+}  // namespace
+
+void CCefV8HandlerImpl::RegisterEvent(CefRefPtr<CefV8Value> names, CefRefPtr<CefV8Value> callback,
+                                      const std::string& tag) {
+  if (!names || !names->IsArray() || !callback || !callback->IsFunction()) return;
+  CefRefPtr<CefListValue> list = NameList(names);
+  CefRefPtr<CefV8Context> context = CefV8Context::GetCurrentContext();
+  CefRefPtr<CefBrowser> browser = context ? context->GetBrowser() : nullptr;
+  // One key for all the names of this call; the page never sees it.
+  const std::string key = NewSubscriptionKey();
+  AddJsFunCallback(browser, key, callback, context, "", 1);
+  if (!browser) return;
+  CefRefPtr<CefProcessMessage> message = CefProcessMessage::Create("registerEvent");
+  message->GetArgumentList()->SetList(0, list);
+  message->GetArgumentList()->SetString(1, key);
+  message->GetArgumentList()->SetString(2, tag);
+  SendToBrowser(browser, message);
+}
+
+void CCefV8HandlerImpl::UnregisterEvent(CefRefPtr<CefV8Value> names, CefRefPtr<CefV8Value> tag) {
+  if (!tag || !tag->IsString() || !names || !names->IsArray()) return;
+  CefRefPtr<CefBrowser> browser = CurrentBrowser();
+  if (!browser) return;
+  CefRefPtr<CefProcessMessage> message = CefProcessMessage::Create("unregisterEvent");
+  message->GetArgumentList()->SetList(0, NameList(names));
+  message->GetArgumentList()->SetString(1, tag->GetStringValue());
+  SendToBrowser(browser, message);
+}
+
+bool CCefV8HandlerImpl::SendEvent(CefRefPtr<CefV8Value> type, CefRefPtr<CefV8Value> name,
+                                  CefRefPtr<CefV8Value> format, CefRefPtr<CefV8Value> payload) {
+  CefRefPtr<CefProcessMessage> message = CefProcessMessage::Create("send_event");
+  CefRefPtr<CefListValue> args = message->GetArgumentList();
+  args->SetInt(0, type ? type->GetIntValue() : 0);
+  args->SetString(1, name ? name->GetStringValue() : CefString());
+  if (format && payload) {
+    const CefString kind = format->GetStringValue();
+    args->SetString(2, kind);
+    // Only "json" and "text" carry their payload; "pb" and every other format carry none.
+    if (kind == CefString("json") || kind == CefString("text")) {
+      args->SetString(3, payload->GetStringValue());
+    }
+  }
+  CefRefPtr<CefBrowser> browser = CurrentBrowser();
+  return browser && browser->SendProcessMessage(PID_BROWSER, message);
 }
 
 }  // namespace tnwebui

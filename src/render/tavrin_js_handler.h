@@ -59,9 +59,10 @@ class CCefV8HandlerImpl : public CefV8Handler {
                         const CefRefPtr<CefV8Context>& context, const std::string& meta,
                         int isJsSdk);
   CefRefPtr<CJsCallbackWrap> FindJsCallback(CefRefPtr<CefBrowser> browser, const std::string& key);
+  // `payload` stays in the engine's UTF-16 from the message to the page.
   void ExecuteCallback(CefRefPtr<CefBrowser> browser, const std::string& key, int code,
                        const std::string& text, const std::string& format,
-                       const std::string& payload);
+                       const CefString& payload);
   void ExecuteCallbackWithBinary(CefRefPtr<CefBrowser> browser, const std::string& key, int code,
                                  const std::string& text, const std::string& format,
                                  const xhav::Binary* binary);

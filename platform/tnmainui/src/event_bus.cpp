@@ -36,16 +36,23 @@ void InProcessEventBus::RemoveEventReceiver(TavrinEventReceiver* receiver) {
 void InProcessEventBus::Raise(int32_t type, const std::string& name, const std::string& format,
                               const std::string& bytes) {
   post_([this, type, name, format, bytes] {
-    std::vector<TavrinEventReceiver*> receivers;
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      receivers = receivers_;
-    }
-    for (TavrinEventReceiver* r : receivers) {
-      r->OnEvent(type, name.c_str(), format.c_str(), bytes.data(),
-                 static_cast<uint32_t>(bytes.size()));
-    }
+    Deliver(type, name.c_str(), format.c_str(), bytes.data(), static_cast<uint32_t>(bytes.size()));
   });
+}
+
+void InProcessEventBus::RaiseWithoutData(int32_t type, const std::string& name,
+                                         const std::string& format) {
+  post_([this, type, name, format] { Deliver(type, name.c_str(), format.c_str(), nullptr, 0); });
+}
+
+void InProcessEventBus::Deliver(int32_t type, const char* name, const char* format,
+                                const char* data, uint32_t size) {
+  std::vector<TavrinEventReceiver*> receivers;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    receivers = receivers_;
+  }
+  for (TavrinEventReceiver* r : receivers) r->OnEvent(type, name, format, data, size);
 }
 
 std::vector<PostedEvent> InProcessEventBus::posted() const {

@@ -37,6 +37,10 @@ class __attribute__((visibility("default"))) InProcessEventBus final : public Ev
   // Raises an event to every receiver, on the thread of process messages.
   void Raise(int32_t type, const std::string& name, const std::string& format,
              const std::string& bytes);
+  // The same with no data at all (a null pointer).
+  void RaiseWithoutData(int32_t type, const std::string& name, const std::string& format);
+  // Hands the event to the receivers at once, on the calling thread.
+  void Deliver(int32_t type, const char* name, const char* format, const char* data, uint32_t size);
   std::vector<PostedEvent> posted() const;
   std::size_t receivers() const;
 

@@ -1,0 +1,114 @@
+// One event raised on the client's bus, fanned out to 1, 10 and 100 subscriptions of a page,
+// through the view's pool, the render process and the page's functions, in each format and
+// with a 64-byte and a 64 KiB payload. The floor beside it, in the same run, is copying the
+// payload once per subscription.
+
+#include <benchmark/benchmark.h>
+
+#include "cef/inproc_v8.h"
+#include "hav/inproc_engine.h"
+#include "render/render_process.h"
+#include "tn_browser_factory.h"
+#include "tn_webui_module.h"
+#include "tnbase/logger.h"
+#include "tnmainui/business_core.h"
+#include "tnmainui/event_bus.h"
+#include "tnmainui/inproc_host.h"
+
+namespace {
+
+const char* const kFormats[] = {"json", "pbtext", "binary", "pb", "base64"};
+
+class FanOut {
+ public:
+  explicit FanOut(int subscriptions) {
+    tnbase::SetLogSink([](const tnbase::LogRecord&) {});
+    engine.ui().BindCurrentThread();
+    host.SetService(SID_EventBus, static_cast<EventBus*>(&bus));
+    previous = tnwebui::TnWebUIModule::Install(&module);
+    render.RegisterNativeExtension();
+    engine.render_host()->SetRenderNotify(&render);
+    tnwebui::TnBrowserFactory* factory = module.GetOrCreateFactory();
+    IBrowserViewSetting* settings = nullptr;
+    factory->CreateBrowserViewSetting(&settings);
+    settings->SetName(u"bench");
+    factory->CreateBrowserView("https://events.test/", settings, &view);
+    settings->Release();
+    engine.RunUntilIdle();
+    page = engine.browsers().back()->page();
+    auto f = cef_inproc::CreateScriptFunction(
+        "onEvent", std::function<void(const CefV8ValueList&)>([this](const CefV8ValueList& args) {
+          ++received;
+          benchmark::DoNotOptimize(args.data());
+        }));
+    CefRefPtr<CefV8Value> names = CefV8Value::CreateArray(1);
+    names->SetValue(0, CefV8Value::CreateString("tn.bench"));
+    for (int i = 0; i < subscriptions; ++i) page->Call("tnpc.registerEvent", {names, f});
+    engine.RunUntilIdle();
+  }
+  ~FanOut() {
+    engine.browsers().back()->FinishClose();
+    engine.RunUntilIdle();
+    view->Release();
+    page.reset();
+    engine.render_host()->SetRenderNotify(nullptr);
+    tnwebui::TnWebUIModule::Install(previous);
+  }
+
+  xhav::inproc::Engine engine{xhav::kProcessTypeBrowser};
+  tnmainui::InProcessHost host{engine.core(), engine.render_host()};
+  tnmainui::InProcessEventBus bus{[this](std::function<void()> t) { engine.ui().PostTask(t); }};
+  tnwebui::TnWebUIModule module{&host};
+  tnwebui::TnWebUIModule* previous = nullptr;
+  tnwebui::RenderProcess render{&module};
+  IBrowserView* view = nullptr;
+  std::shared_ptr<xhav::inproc::Page> page;
+  long received = 0;
+};
+
+void BM_FanOut(benchmark::State& state) {
+  const int subscriptions = static_cast<int>(state.range(0));
+  const std::string payload(state.range(1), 'x');  // NUL-terminated, as "json" needs
+  const char* format = kFormats[state.range(2)];
+  FanOut fan(subscriptions);
+  for (auto _ : state) {
+    fan.bus.Deliver(3, "tn.bench", format, payload.data(), static_cast<uint32_t>(payload.size()));
+    fan.engine.RunUntilIdle();
+  }
+  if (fan.received != state.iterations() * subscriptions) state.SkipWithError("lost events");
+  state.SetLabel(format);
+  state.SetBytesProcessed(state.iterations() * subscriptions * payload.size());
+}
+
+void BM_FanOut_Floor(benchmark::State& state) {
+  const int subscriptions = static_cast<int>(state.range(0));
+  const std::string payload(state.range(1), 'x');
+  for (auto _ : state) {
+    for (int i = 0; i < subscriptions; ++i) {
+      std::string copy(payload.data(), payload.size());
+      benchmark::DoNotOptimize(copy.data());
+    }
+  }
+  state.SetBytesProcessed(state.iterations() * subscriptions * payload.size());
+}
+
+void Arguments(benchmark::internal::Benchmark* b) {
+  for (int subscriptions : {1, 10, 100}) {
+    for (int size : {64, 64 << 10}) {
+      for (int format = 0; format < 5; ++format) b->Args({subscriptions, size, format});
+    }
+  }
+}
+
+void FloorArguments(benchmark::internal::Benchmark* b) {
+  for (int subscriptions : {1, 10, 100}) {
+    for (int size : {64, 64 << 10}) b->Args({subscriptions, size});
+  }
+}
+
+BENCHMARK(BM_FanOut)->Apply(Arguments);
+BENCHMARK(BM_FanOut_Floor)->Apply(FloorArguments);
+
+}  // namespace
+
+BENCHMARK_MAIN();
