@@ -6,14 +6,8 @@
 #include <benchmark/benchmark.h>
 
 #include "cef/inproc_v8.h"
-#include "hav/inproc_engine.h"
-#include "render/render_process.h"
-#include "tn_browser_factory.h"
-#include "tn_webui_module.h"
-#include "tnbase/logger.h"
-#include "tnmainui/business_core.h"
 #include "tnmainui/event_bus.h"
-#include "tnmainui/inproc_host.h"
+#include "view_harness.h"
 
 namespace {
 
@@ -22,20 +16,6 @@ const char* const kFormats[] = {"json", "pbtext", "binary", "pb", "base64"};
 class FanOut {
  public:
   explicit FanOut(int subscriptions) {
-    tnbase::SetLogSink([](const tnbase::LogRecord&) {});
-    engine.ui().BindCurrentThread();
-    host.SetService(SID_EventBus, static_cast<EventBus*>(&bus));
-    previous = tnwebui::TnWebUIModule::Install(&module);
-    render.RegisterNativeExtension();
-    engine.render_host()->SetRenderNotify(&render);
-    tnwebui::TnBrowserFactory* factory = module.GetOrCreateFactory();
-    IBrowserViewSetting* settings = nullptr;
-    factory->CreateBrowserViewSetting(&settings);
-    settings->SetName(u"bench");
-    factory->CreateBrowserView("https://events.test/", settings, &view);
-    settings->Release();
-    engine.RunUntilIdle();
-    page = engine.browsers().back()->page();
     auto f = cef_inproc::CreateScriptFunction(
         "onEvent", std::function<void(const CefV8ValueList&)>([this](const CefV8ValueList& args) {
           ++received;
@@ -43,26 +23,13 @@ class FanOut {
         }));
     CefRefPtr<CefV8Value> names = CefV8Value::CreateArray(1);
     names->SetValue(0, CefV8Value::CreateString("tn.bench"));
-    for (int i = 0; i < subscriptions; ++i) page->Call("tnpc.registerEvent", {names, f});
+    for (int i = 0; i < subscriptions; ++i) harness.page->Call("tnpc.registerEvent", {names, f});
     engine.RunUntilIdle();
-  }
-  ~FanOut() {
-    engine.browsers().back()->FinishClose();
-    engine.RunUntilIdle();
-    view->Release();
-    page.reset();
-    engine.render_host()->SetRenderNotify(nullptr);
-    tnwebui::TnWebUIModule::Install(previous);
   }
 
-  xhav::inproc::Engine engine{xhav::kProcessTypeBrowser};
-  tnmainui::InProcessHost host{engine.core(), engine.render_host()};
   tnmainui::InProcessEventBus bus{[this](std::function<void()> t) { engine.ui().PostTask(t); }};
-  tnwebui::TnWebUIModule module{&host};
-  tnwebui::TnWebUIModule* previous = nullptr;
-  tnwebui::RenderProcess render{&module};
-  IBrowserView* view = nullptr;
-  std::shared_ptr<xhav::inproc::Page> page;
+  ViewHarness harness{"https://events.test/", nullptr, &bus};
+  xhav::inproc::Engine& engine = harness.engine;
   long received = 0;
 };
 

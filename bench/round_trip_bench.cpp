@@ -9,13 +9,8 @@
 #include "base/CommonFunc.h"
 #include "base/json.h"
 #include "cef/inproc_v8.h"
-#include "hav/inproc_engine.h"
-#include "render/render_process.h"
-#include "tn_browser_factory.h"
-#include "tn_webui_module.h"
-#include "tnbase/logger.h"
 #include "tnmainui/business_core.h"
-#include "tnmainui/inproc_host.h"
+#include "view_harness.h"
 
 namespace {
 
@@ -24,14 +19,22 @@ std::string Json(std::size_t size) {
   return "{\"k\":\"" + std::string(size > 10 ? size - 10 : 1, 'x') + "\"}";
 }
 
+// The view's business core answers every call at once with `answer`.
 class RoundTrip {
  public:
-  explicit RoundTrip(const std::string& answer) {
-    tnbase::SetLogSink([](const tnbase::LogRecord&) {});
-    engine.ui().BindCurrentThread();
-    previous = tnwebui::TnWebUIModule::Install(&module);
-    render.RegisterNativeExtension();
-    engine.render_host()->SetRenderNotify(&render);
+  explicit RoundTrip(const std::string& answer) : core(MakeCore(answer)), harness(kPage, core) {
+    page = harness.page;
+    callback = cef_inproc::CreateScriptFunction(
+        "done", std::function<void(const CefV8ValueList&)>([this](const CefV8ValueList& args) {
+          ++answers;
+          benchmark::DoNotOptimize(args.data());
+        }));
+  }
+  ~RoundTrip() { core->Release(); }
+
+  static constexpr char kPage[] = "file://tavrin5main/bench.html";
+  static tnmainui::ScriptedBusinessCore* MakeCore(const std::string& answer) {
+    auto* core = new tnmainui::ScriptedBusinessCore(u"org", "acc");
     core->SetRecordCalls(false);
     const std::u16string data = tnwebui::Utf8ToWide(answer);
     core->SetHandler([data](const tnmainui::BusinessCall& call) {
@@ -39,38 +42,12 @@ class RoundTrip {
                                       call.callbackId.c_str(), 0, data.c_str());
       return S_OK;
     });
-    tnwebui::TnBrowserFactory* factory = module.GetOrCreateFactory();
-    IBrowserViewSetting* settings = nullptr;
-    factory->CreateBrowserViewSetting(&settings);
-    settings->SetName(u"bench");
-    settings->SetBusinessCore(core);
-    factory->CreateBrowserView("file://tavrin5main/bench.html", settings, &view);
-    settings->Release();
-    engine.RunUntilIdle();
-    page = engine.browsers().back()->page();
-    callback = cef_inproc::CreateScriptFunction(
-        "done", std::function<void(const CefV8ValueList&)>([this](const CefV8ValueList& args) {
-          ++answers;
-          benchmark::DoNotOptimize(args.data());
-        }));
-  }
-  ~RoundTrip() {
-    engine.browsers().back()->FinishClose();
-    engine.RunUntilIdle();
-    view->Release();
-    page.reset();
-    engine.render_host()->SetRenderNotify(nullptr);
-    tnwebui::TnWebUIModule::Install(previous);
-    core->Release();
+    return core;
   }
 
-  xhav::inproc::Engine engine{xhav::kProcessTypeBrowser};
-  tnmainui::InProcessHost host{engine.core(), engine.render_host()};
-  tnwebui::TnWebUIModule module{&host};
-  tnwebui::TnWebUIModule* previous = nullptr;
-  tnwebui::RenderProcess render{&module};
-  tnmainui::ScriptedBusinessCore* core = new tnmainui::ScriptedBusinessCore(u"org", "acc");
-  IBrowserView* view = nullptr;
+  tnmainui::ScriptedBusinessCore* core;
+  ViewHarness harness;
+  xhav::inproc::Engine& engine = harness.engine;
   std::shared_ptr<xhav::inproc::Page> page;
   CefRefPtr<CefV8Value> callback;
   long answers = 0;
