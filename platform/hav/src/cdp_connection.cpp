@@ -1,0 +1,310 @@
+#include "hav/cdp_connection.h"
+
+#include <fcntl.h>
+#include <json/reader.h>
+#include <json/writer.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <future>
+
+namespace xhav::cdp {
+
+namespace {
+
+constexpr std::size_t kMaxMessage = 256u << 20;  // a message of 100 MB fits
+
+std::string FreshProfileDir() {
+  char dir[] = "/tmp/tnwebui-chromium-XXXXXX";
+  return mkdtemp(dir) ? dir : "/tmp/tnwebui-chromium";
+}
+
+bool WriteAll(int fd, const char* data, std::size_t size) {
+  while (size > 0) {
+    const ssize_t n = ::write(fd, data, size);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    data += n;
+    size -= static_cast<std::size_t>(n);
+  }
+  return true;
+}
+
+Json::Value ParseMessage(const std::string& text, bool* ok) {
+  Json::CharReaderBuilder builder;
+  builder["collectComments"] = false;
+  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  Json::Value value;
+  std::string errors;
+  *ok = reader->parse(text.data(), text.data() + text.size(), &value, &errors);
+  return value;
+}
+
+std::string Write(const Json::Value& value) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  return Json::writeString(builder, value);
+}
+
+}  // namespace
+
+std::unique_ptr<Connection> Connection::Launch(const LaunchOptions& options, std::string* error) {
+  if (access(options.executable.c_str(), X_OK) != 0) {
+    if (error) *error = options.executable + " is not installed";
+    return nullptr;
+  }
+  int toChild[2], fromChild[2];
+  if (pipe2(toChild, O_CLOEXEC) != 0 || pipe2(fromChild, O_CLOEXEC) != 0) {
+    if (error) *error = std::string("pipe: ") + std::strerror(errno);
+    return nullptr;
+  }
+  std::vector<std::string> args = {options.executable,
+                                   "--remote-debugging-pipe",
+                                   "--no-sandbox",
+                                   "--user-data-dir=" + FreshProfileDir(),
+                                   "--disable-background-networking",
+                                   "--disable-component-update",
+                                   "--disable-sync",
+                                   "--no-first-run",
+                                   "--disable-gpu",
+                                   "--disable-breakpad",
+                                   "--disable-crash-reporter"};
+  if (options.headless) args.push_back("--headless=new");
+  args.insert(args.end(), options.extraArgs.begin(), options.extraArgs.end());
+  args.push_back("about:blank");
+  std::vector<char*> argv;
+  for (auto& a : args) argv.push_back(a.data());
+  argv.push_back(nullptr);
+
+  const pid_t parent = getpid();
+  const pid_t pid = fork();
+  if (pid < 0) {
+    if (error) *error = std::string("fork: ") + std::strerror(errno);
+    return nullptr;
+  }
+  if (pid == 0) {
+    setpgid(0, 0);                     // a process group of its own
+    prctl(PR_SET_PDEATHSIG, SIGKILL);  // ended with its parent
+    if (getppid() != parent) _exit(1);
+    // The protocol's pipe is on descriptors 3 (Chromium reads) and 4 (Chromium writes). The
+    // ends move out of the way first, since either may already sit on 3 or 4; dup2 then clears
+    // their close-on-exec flag.
+    const int in = fcntl(toChild[0], F_DUPFD_CLOEXEC, 10);
+    const int out = fcntl(fromChild[1], F_DUPFD_CLOEXEC, 10);
+    if (in < 0 || out < 0 || dup2(in, 3) < 0 || dup2(out, 4) < 0) _exit(1);
+    const int null = open("/dev/null", O_RDWR);
+    if (null >= 0) {
+      dup2(null, 1);
+      dup2(null, 2);
+    }
+    execv(argv[0], argv.data());
+    _exit(127);
+  }
+  setpgid(pid, pid);
+  close(toChild[0]);
+  close(fromChild[1]);
+  return std::unique_ptr<Connection>(new Connection(pid, toChild[1], fromChild[0]));
+}
+
+Connection::Connection(pid_t pid, int toChromium, int fromChromium)
+    : pid_(pid), toChromium_(toChromium), fromChromium_(fromChromium) {
+  reader_ = std::thread(&Connection::ReadLoop, this);
+}
+
+Connection::~Connection() {
+  closed_ = true;
+  close(toChromium_);  // Chromium ends when its pipe closes
+  kill(-pid_, SIGTERM);
+  int status = 0;
+  bool reaped = false;
+  for (int i = 0; i < 300 && !reaped; ++i) {
+    reaped = waitpid(pid_, &status, WNOHANG) == pid_;
+    if (!reaped) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  kill(-pid_, SIGKILL);  // whatever of the group is left
+  if (!reaped) waitpid(pid_, &status, 0);
+  if (reader_.joinable()) reader_.join();
+  close(fromChromium_);
+  // Answers that never came: their callers hear of the end.
+  std::map<int, Callback> pending;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    pending.swap(pending_);
+  }
+  Json::Value error;
+  error["message"] = "connection closed";
+  for (auto& [id, callback] : pending) {
+    if (callback) callback(Json::Value(), error);
+  }
+}
+
+void Connection::SetRunner(tnbase::TaskQueue* runner) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  runner_ = runner;
+}
+
+void Connection::SetEventHandler(EventHandler handler) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  eventHandler_ = std::move(handler);
+}
+
+void Connection::Post(std::function<void()> task) {
+  tnbase::TaskQueue* runner;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    runner = runner_;
+  }
+  if (runner) {
+    runner->PostTask(std::move(task));
+  } else {
+    task();
+  }
+}
+
+bool Connection::WriteMessage(const std::string& text) {
+  std::lock_guard<std::mutex> lock(writeMutex_);
+  if (closed_) return false;
+  return WriteAll(toChromium_, text.c_str(), text.size() + 1);  // with its NUL
+}
+
+int Connection::Send(const std::string& method, const Json::Value& params,
+                     const std::string& sessionId, Callback callback) {
+  Json::Value message;
+  int id;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (closed_) return 0;
+    id = nextId_++;
+    pending_[id] = std::move(callback);
+  }
+  message["id"] = id;
+  message["method"] = method;
+  message["params"] = params.isNull() ? Json::Value(Json::objectValue) : params;
+  if (!sessionId.empty()) message["sessionId"] = sessionId;
+  if (!WriteMessage(Write(message))) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    pending_.erase(id);
+    return 0;
+  }
+  return id;
+}
+
+bool Connection::Call(const std::string& method, const Json::Value& params,
+                      const std::string& sessionId, Json::Value* result, std::string* error,
+                      int timeoutMs) {
+  auto answer = std::make_shared<std::promise<std::pair<Json::Value, Json::Value>>>();
+  std::future<std::pair<Json::Value, Json::Value>> future = answer->get_future();
+  // The answer is taken on the reader thread: waiting here never needs the runner.
+  Json::Value message;
+  int id;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (closed_) return false;
+    id = nextId_++;
+    pending_[id] = [answer](const Json::Value& r, const Json::Value& e) {
+      answer->set_value({r, e});
+    };
+  }
+  message["id"] = id;
+  message["method"] = method;
+  message["params"] = params.isNull() ? Json::Value(Json::objectValue) : params;
+  if (!sessionId.empty()) message["sessionId"] = sessionId;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    direct_.insert(id);
+  }
+  if (!WriteMessage(Write(message))) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    pending_.erase(id);
+    direct_.erase(id);
+    if (error) *error = "connection closed";
+    return false;
+  }
+  if (future.wait_for(std::chrono::milliseconds(timeoutMs)) != std::future_status::ready) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    pending_.erase(id);
+    direct_.erase(id);
+    if (error) *error = method + ": no answer in time";
+    return false;
+  }
+  auto [r, e] = future.get();
+  if (!e.isNull()) {
+    if (error) *error = e.isObject() && e["message"].isString() ? e["message"].asString() : "error";
+    return false;
+  }
+  if (result) *result = r;
+  return true;
+}
+
+void Connection::ReadLoop() {
+  std::string buffer;
+  std::size_t scanned = 0;
+  char chunk[1 << 16];
+  for (;;) {
+    const ssize_t n = ::read(fromChromium_, chunk, sizeof chunk);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    buffer.append(chunk, static_cast<std::size_t>(n));
+    // Split at each NUL; a message may arrive in many reads.
+    std::size_t start = 0;
+    for (;;) {
+      const std::size_t end = buffer.find('\0', std::max(start, scanned));
+      if (end == std::string::npos) break;
+      Dispatch(buffer.substr(start, end - start));
+      start = end + 1;
+    }
+    buffer.erase(0, start);
+    scanned = buffer.size();
+    if (buffer.size() > kMaxMessage) break;  // no message is this large
+  }
+  closed_ = true;
+}
+
+void Connection::Dispatch(const std::string& text) {
+  ++messagesRead_;
+  bool ok = false;
+  Json::Value message = ParseMessage(text, &ok);
+  if (!ok || !message.isObject()) return;
+  if (message.isMember("id") && message["id"].isInt()) {
+    const int id = message["id"].asInt();
+    Callback callback;
+    bool direct = false;
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      auto it = pending_.find(id);
+      if (it == pending_.end()) return;
+      callback = std::move(it->second);
+      pending_.erase(it);
+      direct = direct_.erase(id) != 0;
+    }
+    if (!callback) return;
+    auto result = std::make_shared<Json::Value>(std::move(message["result"]));
+    auto error = std::make_shared<Json::Value>(std::move(message["error"]));
+    if (direct) {
+      callback(*result, *error);
+    } else {
+      Post([callback, result, error] { callback(*result, *error); });
+    }
+    return;
+  }
+  if (!message["method"].isString()) return;
+  EventHandler handler;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    handler = eventHandler_;
+  }
+  if (!handler) return;
+  auto params = std::make_shared<Json::Value>(std::move(message["params"]));
+  const std::string method = message["method"].asString();
+  const std::string session =
+      message["sessionId"].isString() ? message["sessionId"].asString() : "";
+  Post([handler, method, params, session] { handler(method, *params, session); });
+}
+
+}  // namespace xhav::cdp
