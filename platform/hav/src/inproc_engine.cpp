@@ -538,11 +538,15 @@ Engine::~Engine() {
   cef_inproc::SetTaskRunner(TID_RENDERER, nullptr);
 }
 
+BrowserParamRecord ReadBrowserParam(BrowserParam* param) {
+  auto* record = dynamic_cast<BrowserParamImpl*>(param);
+  return record ? record->record() : BrowserParamRecord();
+}
+
 bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* notify,
                            Browser** out) {
   if (out) *out = nullptr;
-  auto* record = dynamic_cast<BrowserParamImpl*>(param);
-  const BrowserParamRecord settings = record ? record->record() : BrowserParamRecord();
+  const BrowserParamRecord settings = ReadBrowserParam(param);
   BrowserImpl* browser;
   {
     std::lock_guard<std::mutex> lock(mutex_);

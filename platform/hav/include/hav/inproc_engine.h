@@ -76,6 +76,10 @@ struct RecordedMessage {
 class Engine;
 class Page;
 
+struct BrowserParamRecord;
+// What was set on a parameter object that CreateHavObject made; defaults for any other.
+HAV_API BrowserParamRecord ReadBrowserParam(BrowserParam* param);
+
 // What the factory set on a BrowserParam, in the order it was set.
 struct BrowserParamRecord {
   std::vector<std::string> calls;  // setter names in order

@@ -1,0 +1,125 @@
+#pragma once
+
+// The engine over Debian's Chromium: hav's Core and Browser on real pages, driven through the
+// DevTools protocol. A browser is a page target; each cookie space is a browser context of its
+// own. The client's resource roots ("file://tavrin5main/", "file://tavrin5/",
+// "file://tavrin4/") are served from a folder of page files under a reserved https origin, and
+// addresses are translated at this boundary, so the module sees only the file:// forms.
+//
+// Protocol events run on the engine's browser UI thread (`ui()`), as hav's notifications do.
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "hav/cdp_connection.h"
+#include "hav/hav.h"
+#include "hav/inproc_engine.h"
+
+namespace xhav::cdp {
+
+struct EngineOptions {
+  LaunchOptions launch;
+  std::string pagesDir;  // the folder with one subfolder a resource root
+};
+
+class Engine;
+
+class HAV_API PageBrowser final : public Browser {
+ public:
+  bool GetProperty(int32_t id, void** out) override;
+  void Show(bool show) override;
+  void Minimize() override;
+  void Maximize() override;
+  void Restore() override;
+  void SetTopMost(bool topMost) override;
+  void Close(int32_t force) override;
+  HWND GetWindowHandle() override { return hwnd_; }
+  void MoveWindow(int32_t x, int32_t y, int32_t width, int32_t height) override;
+  void Animate(int32_t, int32_t, int32_t, int32_t, int32_t) override {}
+  void AddHandler(const char* address, HandlerCreator* creator) override;
+  void RemoveHandler(const char* address) override;
+  int32_t GetId() override { return id_; }
+  TnString* GetUrl() override;
+  void LoadUrl(const char* url) override;
+  void SetTitle(const char16_t* title) override;
+  void SetInitialData(const char* json) override;
+  void Attach() override {}
+  void SetCookie(TnString* address, TnString* name, TnString* value, TnString* space) override;
+  // With an empty address, the cookie of this name goes from every site of the space.
+  void DeleteCookie(TnString* address, TnString* name, TnString* space) override;
+  void ExecuteJavaScript(CefRefPtr<CefBrowser> browser, CefRefPtr<CefFrame> frame,
+                         const char16_t* script) override;
+
+  const std::string& session() const { return session_; }
+  const std::string& target() const { return target_; }
+  bool alive() const { return alive_; }
+  std::string url() const;
+  bool CanGoBack() const;
+  // Evaluates `expression` in the page and waits for its value (tests and the demo).
+  bool Evaluate(const std::string& expression, Json::Value* value, int timeoutMs = 10000);
+  // The page as PNG bytes.
+  bool CaptureScreenshot(std::string* png);
+
+ private:
+  friend class Engine;
+  PageBrowser(Engine* engine, int id, BrowserNotify* notify, const inproc::BrowserParamRecord& p);
+  ~PageBrowser() override;
+  void OnEvent(const std::string& method, const Json::Value& params);
+  // After a load: the history as the browser keeps it, then the view's notifications.
+  void OnHistory(const Json::Value& result);
+  void FinishClose();
+  void SetWindowState(const char* state);
+
+  Engine* engine_;
+  const int id_;
+  BrowserNotify* notify_;
+  inproc::BrowserParamRecord param_;
+  std::string target_, session_, context_;
+  HWND hwnd_ = nullptr;
+  std::atomic<bool> alive_{true};
+  mutable std::mutex mutex_;
+  std::vector<std::string> history_;  // main-frame addresses, client form, without about:blank
+  int index_ = -1;
+  std::string title_;
+};
+
+class HAV_API Engine {
+ public:
+  explicit Engine(EngineOptions options, int processType = kProcessTypeBrowser);
+  ~Engine();
+
+  bool ok() const { return connection_ != nullptr; }
+  const std::string& error() const { return error_; }
+  Core* core();
+  tnbase::TaskQueue& ui() { return ui_; }
+  Connection& connection() { return *connection_; }
+  std::vector<PageBrowser*> browsers() const;
+
+  // "file://tavrin4/x" <-> "https://tavrin4.pages.invalid/x"; other addresses stay.
+  static std::string ToEngineUrl(const std::string& url);
+  static std::string ToClientUrl(const std::string& url);
+
+ private:
+  friend class PageBrowser;
+  class CoreImpl;
+  bool CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* notify, Browser** out);
+  std::string ContextFor(const std::string& space);
+  void OnEvent(const std::string& method, const Json::Value& params, const std::string& session);
+  void ServeResource(const std::string& session, const Json::Value& params);
+
+  EngineOptions options_;
+  tnbase::TaskQueue ui_{"TID_UI"};
+  std::unique_ptr<Connection> connection_;
+  std::string error_;
+  std::unique_ptr<CoreImpl> core_;
+  mutable std::mutex mutex_;
+  int nextId_ = 1;
+  std::vector<PageBrowser*> browsers_;
+  std::map<std::string, PageBrowser*> bySession_;
+  std::map<std::string, std::string> contexts_;  // cookie space -> browser context
+};
+
+}  // namespace xhav::cdp

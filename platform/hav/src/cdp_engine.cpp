@@ -1,0 +1,446 @@
+#include "hav/cdp_engine.h"
+
+#include <QByteArray>
+#include <fstream>
+#include <sstream>
+
+#include "cef/cef_task.h"
+
+namespace xhav::cdp {
+
+namespace {
+
+constexpr const char* kRoots[] = {"tavrin5main", "tavrin5", "tavrin4"};
+constexpr char kPagesHost[] = ".pages.invalid";
+
+std::string Utf8(TnString* s) { return s ? s->ToUTF8() : std::string(); }
+
+std::string Base64(const std::string& bytes) {
+  const QByteArray b =
+      QByteArray::fromRawData(bytes.data(), static_cast<int>(bytes.size())).toBase64();
+  return std::string(b.constData(), static_cast<std::size_t>(b.size()));
+}
+
+std::string ContentType(const std::string& path) {
+  const auto dot = path.find_last_of('.');
+  const std::string ext = dot == std::string::npos ? "" : path.substr(dot + 1);
+  if (ext == "html" || ext == "htm") return "text/html; charset=utf-8";
+  if (ext == "js") return "text/javascript; charset=utf-8";
+  if (ext == "css") return "text/css; charset=utf-8";
+  if (ext == "png") return "image/png";
+  if (ext == "svg") return "image/svg+xml";
+  if (ext == "json") return "application/json";
+  return "application/octet-stream";
+}
+
+bool ReadFile(const std::string& path, std::string* bytes) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return false;
+  std::ostringstream out;
+  out << in.rdbuf();
+  *bytes = out.str();
+  return true;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+
+class Engine::CoreImpl final : public Core {
+ public:
+  CoreImpl(Engine* engine, int processType) : engine_(engine), processType_(processType) {}
+  int GetProcessType() override { return processType_; }
+  HandlerRegistry* GetHandlerRegistry() override { return &registry_; }
+  bool CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* notify,
+                     Browser** out) override {
+    return engine_->CreateBrowser(url, param, notify, out);
+  }
+
+ private:
+  class Registry final : public HandlerRegistry {
+   public:
+    void AddHandler(const char*, HandlerCreator*) override {}
+    void RemoveHandler(const char*) override {}
+  };
+  Engine* engine_;
+  const int processType_;
+  Registry registry_;
+};
+
+std::string Engine::ToEngineUrl(const std::string& url) {
+  for (const char* root : kRoots) {
+    const std::string origin = std::string("file://") + root;
+    if (url == origin) return "https://" + std::string(root) + kPagesHost;  // a cookie's address
+    if (url.rfind(origin + "/", 0) == 0) {
+      return "https://" + std::string(root) + kPagesHost + url.substr(origin.size());
+    }
+  }
+  return url;
+}
+
+std::string Engine::ToClientUrl(const std::string& url) {
+  for (const char* root : kRoots) {
+    const std::string prefix = "https://" + std::string(root) + kPagesHost + "/";
+    if (url.rfind(prefix, 0) == 0)
+      return std::string("file://") + root + "/" + url.substr(prefix.size());
+  }
+  return url;
+}
+
+Engine::Engine(EngineOptions options, int processType)
+    : options_(std::move(options)), core_(std::make_unique<CoreImpl>(this, processType)) {
+  cef_inproc::SetTaskRunner(TID_UI, &ui_);
+  connection_ = Connection::Launch(options_.launch, &error_);
+  if (!connection_) return;
+  connection_->SetRunner(&ui_);
+  connection_->SetEventHandler(
+      [this](const std::string& method, const Json::Value& params, const std::string& session) {
+        OnEvent(method, params, session);
+      });
+}
+
+Engine::~Engine() {
+  ui_.Stop();
+  connection_.reset();  // ends Chromium
+  ui_.RunUntilIdle();
+  for (PageBrowser* b : browsers_) delete b;
+  cef_inproc::SetTaskRunner(TID_UI, nullptr);
+}
+
+Core* Engine::core() { return core_.get(); }
+
+std::vector<PageBrowser*> Engine::browsers() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return browsers_;
+}
+
+std::string Engine::ContextFor(const std::string& space) {
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto it = contexts_.find(space);
+    if (it != contexts_.end()) return it->second;
+  }
+  Json::Value result;
+  if (!connection_->Call("Target.createBrowserContext", Json::Value(), "", &result)) return "";
+  const std::string id = result["browserContextId"].asString();
+  std::lock_guard<std::mutex> lock(mutex_);
+  contexts_[space] = id;
+  return id;
+}
+
+bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* notify,
+                           Browser** out) {
+  if (out) *out = nullptr;
+  if (!connection_) return false;
+  const inproc::BrowserParamRecord record = inproc::ReadBrowserParam(param);
+  // Each cookie space is a browser context: two accounts never share cookies.
+  const std::string context = ContextFor(record.cookieSpace);
+  Json::Value create, created;
+  create["url"] = "about:blank";
+  if (!context.empty()) create["browserContextId"] = context;
+  if (!connection_->Call("Target.createTarget", create, "", &created)) return false;
+  Json::Value attach, attached;
+  attach["targetId"] = created["targetId"];
+  attach["flatten"] = true;
+  if (!connection_->Call("Target.attachToTarget", attach, "", &attached)) return false;
+
+  PageBrowser* browser;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    browser = new PageBrowser(this, nextId_++, notify, record);
+    browser->target_ = created["targetId"].asString();
+    browser->session_ = attached["sessionId"].asString();
+    browser->context_ = context;
+    browsers_.push_back(browser);
+    bySession_[browser->session_] = browser;
+  }
+  const std::string& session = browser->session_;
+  connection_->Send("Page.enable", Json::Value(), session, nullptr);
+  connection_->Send("Runtime.enable", Json::Value(), session, nullptr);
+  Json::Value fetch;
+  Json::Value pattern;
+  pattern["urlPattern"] = std::string("https://*") + kPagesHost + "/*";
+  fetch["patterns"].append(pattern);
+  connection_->Send("Fetch.enable", fetch, session, nullptr);
+  if (out) *out = browser;
+
+  // The view learns of its window first; the first navigation follows the view's set-up, so
+  // the initial cookies (set on this thread right after this call) are in place before it.
+  const std::string address = url ? url : "";
+  ui_.PostTask([browser, address] {
+    if (!browser->alive_) return;
+    if (browser->notify_) browser->notify_->OnBrowserCreated();
+    if (!address.empty()) browser->LoadUrl(address.c_str());
+  });
+  return true;
+}
+
+void Engine::OnEvent(const std::string& method, const Json::Value& params,
+                     const std::string& session) {
+  if (method == "Fetch.requestPaused") {
+    ServeResource(session, params);
+    return;
+  }
+  PageBrowser* browser = nullptr;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    std::string key = session;
+    if (key.empty() && params.isMember("sessionId")) key = params["sessionId"].asString();
+    auto it = bySession_.find(key);
+    if (it != bySession_.end()) browser = it->second;
+  }
+  if (browser) browser->OnEvent(method, params);
+}
+
+void Engine::ServeResource(const std::string& session, const Json::Value& params) {
+  const std::string url = params["request"]["url"].asString();
+  std::string path = ToClientUrl(url);
+  path = path.substr(std::string("file://").size());
+  const auto query = path.find_first_of("?#");
+  if (query != std::string::npos) path.resize(query);
+  std::string body;
+  // A missing file shows the client's error page under the address that was asked for. (It
+  // goes out as a plain answer: Chromium's handling of an error status here is not steady.)
+  const int status = 200;
+  if (path.find("..") != std::string::npos || !ReadFile(options_.pagesDir + "/" + path, &body)) {
+    ReadFile(options_.pagesDir + "/tavrin4/error.html", &body);
+    path = "error.html";
+  }
+  Json::Value fulfil;
+  fulfil["requestId"] = params["requestId"];
+  fulfil["responseCode"] = status;
+  Json::Value header;
+  header["name"] = "Content-Type";
+  header["value"] = ContentType(path);
+  fulfil["responseHeaders"].append(header);
+  fulfil["body"] = Base64(body);
+  connection_->Send("Fetch.fulfillRequest", fulfil, session, nullptr);
+}
+
+// ---------------------------------------------------------------------------------------------
+
+PageBrowser::PageBrowser(Engine* engine, int id, BrowserNotify* notify,
+                         const inproc::BrowserParamRecord& p)
+    : engine_(engine), id_(id), notify_(notify), param_(p) {
+  hwnd_ = win::CreateWindowModel("HavWindowClassName", p.parent, nullptr);
+  if (p.width > 0 && p.height > 0) {
+    win::SetWindowPos(hwnd_, nullptr, p.left, p.top, p.width, p.height, win::SWP_NOZORDER);
+  }
+  if (!p.startHidden) win::ShowWindow(hwnd_, win::SW_SHOWWINDOW);
+}
+
+PageBrowser::~PageBrowser() {
+  if (hwnd_) win::DestroyWindow(hwnd_);
+}
+
+void PageBrowser::OnEvent(const std::string& method, const Json::Value& params) {
+  if (!alive_) return;
+  // The main frame has stopped loading: a document is there. (Its load event can be missed
+  // when the navigation moves the page to another renderer process; this one is not.)
+  if (method == "Page.frameStoppedLoading" && params["frameId"].asString() == target_) {
+    // The history is the browser's own; about:blank, where every page target starts, is
+    // dropped from it.
+    engine_->connection().Send(
+        "Page.getNavigationHistory", Json::Value(), session_,
+        [this](const Json::Value& result, const Json::Value&) { OnHistory(result); });
+    return;
+  }
+  if (method == "Inspector.detached") FinishClose();
+  (void)params;
+}
+
+void PageBrowser::OnHistory(const Json::Value& result) {
+  if (!alive_ || !result["entries"].isArray()) return;
+  std::vector<std::string> urls;
+  for (const Json::Value& entry : result["entries"]) {
+    urls.push_back(Engine::ToClientUrl(entry["url"].asString()));
+  }
+  int index = result["currentIndex"].asInt();
+  if (!urls.empty() && urls.front() == "about:blank" && index > 0) {
+    urls.erase(urls.begin());
+    --index;
+  }
+  if (index < 0 || index >= static_cast<int>(urls.size())) return;
+  const std::string current = urls[index];
+  if (current == "about:blank") return;
+  const int count = static_cast<int>(urls.size());
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    history_ = urls;
+    index_ = index;
+  }
+  if (!notify_) return;
+  tnbase::TnStringPtr text = tnbase::TnStringPtr::FromUTF8(current);
+  notify_->OnPageLoaded(nullptr, nullptr, text.get());
+  if (alive_) notify_->OnNavigationState(index, count);
+}
+
+void PageBrowser::FinishClose() {
+  if (!alive_.exchange(false)) return;
+  if (notify_) notify_->OnBeforeBrowserClose();
+  win::DestroyWindow(hwnd_);
+  hwnd_ = nullptr;
+  if (notify_) notify_->OnBrowserDestroyed();
+}
+
+bool PageBrowser::GetProperty(int32_t, void** out) {
+  if (out) *out = nullptr;
+  return false;  // the render host over real pages comes with its own work
+}
+
+void PageBrowser::SetWindowState(const char* state) {
+  if (!alive_) return;
+  Json::Value params;
+  params["targetId"] = target_;
+  Connection* connection = &engine_->connection();
+  const std::string windowState = state;
+  connection->Send("Browser.getWindowForTarget", params, "",
+                   [connection, windowState](const Json::Value& result, const Json::Value&) {
+                     if (!result.isMember("windowId")) return;
+                     Json::Value bounds;
+                     bounds["windowId"] = result["windowId"];
+                     bounds["bounds"]["windowState"] = windowState;
+                     connection->Send("Browser.setWindowBounds", bounds, "", nullptr);
+                   });
+}
+
+void PageBrowser::Show(bool show) {
+  if (alive_) win::ShowWindow(hwnd_, show ? win::SW_SHOWWINDOW : win::SW_HIDE);
+}
+
+void PageBrowser::Minimize() {
+  if (alive_) win::ShowWindow(hwnd_, win::SW_MINIMIZE);
+  SetWindowState("minimized");
+}
+
+void PageBrowser::Maximize() {
+  if (alive_) win::ShowWindow(hwnd_, win::SW_MAXIMIZE);
+  SetWindowState("maximized");
+}
+
+void PageBrowser::Restore() {
+  if (alive_) win::ShowWindow(hwnd_, win::SW_RESTORE);
+  SetWindowState("normal");
+}
+
+void PageBrowser::SetTopMost(bool) {}
+
+void PageBrowser::Close(int32_t) {
+  if (!alive_) return;
+  Json::Value params;
+  params["targetId"] = target_;
+  engine_->connection().Send("Target.closeTarget", params, "", nullptr);
+}
+
+void PageBrowser::MoveWindow(int32_t x, int32_t y, int32_t width, int32_t height) {
+  if (alive_) win::SetWindowPos(hwnd_, nullptr, x, y, width, height, win::SWP_NOZORDER);
+}
+
+void PageBrowser::AddHandler(const char*, HandlerCreator*) {}
+
+void PageBrowser::RemoveHandler(const char*) {}
+
+std::string PageBrowser::url() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return index_ >= 0 ? history_[index_] : std::string();
+}
+
+bool PageBrowser::CanGoBack() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return index_ > 0;
+}
+
+TnString* PageBrowser::GetUrl() {
+  const std::string current = url();
+  return current.empty()
+             ? nullptr
+             : allocStringFromUTF8(current.data(), static_cast<int32_t>(current.size()));
+}
+
+void PageBrowser::LoadUrl(const char* url) {
+  if (!alive_ || !url) return;
+  Json::Value params;
+  params["url"] = Engine::ToEngineUrl(url);
+  engine_->connection().Send("Page.navigate", params, session_, nullptr);
+}
+
+void PageBrowser::SetTitle(const char16_t* title) {
+  tnbase::TnStringPtr t(allocStringFromWideChars(title));
+  std::lock_guard<std::mutex> lock(mutex_);
+  title_ = t->ToUTF8();
+}
+
+void PageBrowser::SetInitialData(const char*) {}
+
+void PageBrowser::SetCookie(TnString* address, TnString* name, TnString* value, TnString*) {
+  if (!alive_) return;
+  Json::Value params;
+  params["url"] = Engine::ToEngineUrl(Utf8(address));
+  params["name"] = Utf8(name);
+  params["value"] = Utf8(value);
+  engine_->connection().Send("Network.setCookie", params, session_, nullptr);
+}
+
+void PageBrowser::DeleteCookie(TnString* address, TnString* name, TnString*) {
+  if (!alive_) return;
+  Connection* connection = &engine_->connection();
+  const std::string cookie = Utf8(name);
+  const std::string site = Utf8(address);
+  const std::string session = session_;
+  if (!site.empty()) {
+    Json::Value params;
+    params["name"] = cookie;
+    params["url"] = Engine::ToEngineUrl(site);
+    connection->Send("Network.deleteCookies", params, session, nullptr);
+    return;
+  }
+  // No address: the cookie of this name goes from every site of the space.
+  Json::Value query;
+  query["browserContextId"] = context_;
+  connection->Send("Storage.getCookies", query, "",
+                   [connection, cookie, session](const Json::Value& result, const Json::Value&) {
+                     for (const Json::Value& c : result["cookies"]) {
+                       if (c["name"].asString() != cookie) continue;
+                       Json::Value params;
+                       params["name"] = cookie;
+                       params["domain"] = c["domain"];
+                       params["path"] = c["path"];
+                       connection->Send("Network.deleteCookies", params, session, nullptr);
+                     }
+                   });
+}
+
+void PageBrowser::ExecuteJavaScript(CefRefPtr<CefBrowser>, CefRefPtr<CefFrame>,
+                                    const char16_t* script) {
+  if (!alive_ || !script) return;
+  tnbase::TnStringPtr text(allocStringFromWideChars(script));
+  Json::Value params;
+  params["expression"] = text->ToUTF8();
+  engine_->connection().Send("Runtime.evaluate", params, session_, nullptr);
+}
+
+bool PageBrowser::Evaluate(const std::string& expression, Json::Value* value, int timeoutMs) {
+  Json::Value params, result;
+  params["expression"] = expression;
+  params["returnByValue"] = true;
+  params["awaitPromise"] = true;
+  if (!engine_->connection().Call("Runtime.evaluate", params, session_, &result, nullptr,
+                                  timeoutMs)) {
+    return false;
+  }
+  if (value) *value = result["result"]["value"];
+  return !result.isMember("exceptionDetails");
+}
+
+bool PageBrowser::CaptureScreenshot(std::string* png) {
+  Json::Value params, result;
+  params["format"] = "png";
+  if (!engine_->connection().Call("Page.captureScreenshot", params, session_, &result))
+    return false;
+  const QByteArray data =
+      QByteArray::fromBase64(QByteArray::fromStdString(result["data"].asString()));
+  png->assign(data.constData(), static_cast<std::size_t>(data.size()));
+  return true;
+}
+
+}  // namespace xhav::cdp

@@ -1,0 +1,132 @@
+// Views over real pages: the module, unchanged, drives Debian's Chromium through the platform
+// layer. The loading page moves on, the initial cookies land in the view's own cookie space,
+// and the watermark is drawn over the page.
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <thread>
+
+#include "adapt/tn_browser_pb_ui.h"
+#include "hav/cdp_engine.h"
+#include "tn_browser_factory.h"
+#include "tn_webui_module.h"
+#include "tnmainui/business_core.h"
+#include "tnmainui/inproc_host.h"
+
+namespace {
+
+xhav::cdp::EngineOptions Options() {
+  xhav::cdp::EngineOptions options;
+  options.pagesDir = TNWEBUI_PAGES_DIR;
+  return options;
+}
+
+}  // namespace
+
+class ChromiumViews : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (!engine.ok()) GTEST_SKIP() << "Chromium is not available: " << engine.error();
+    engine.ui().BindCurrentThread();
+    previous = tnwebui::TnWebUIModule::Install(&module);
+    factory = module.GetOrCreateFactory();
+  }
+  void TearDown() override {
+    if (!engine.ok()) return;
+    for (IBrowserView* v : views) {
+      if (auto* b = static_cast<tnwebui::TnBrowserPbUI*>(v)->browser()) b->Close(0);
+    }
+    Pump([&] { return factory->size() == 0; });
+    for (IBrowserView* v : views) v->Release();
+    tnwebui::TnWebUIModule::Install(previous);
+    for (auto* core : cores) core->Release();
+  }
+  // Runs the UI thread's work until `done`, at most ten seconds.
+  bool Pump(const std::function<bool()>& done) {
+    for (int i = 0; i < 2000; ++i) {
+      engine.ui().RunUntilIdle();
+      if (done()) return true;
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return false;
+  }
+  xhav::cdp::PageBrowser* Open(const std::u16string& name, const char16_t* org, const char* url,
+                               const std::string& initData) {
+    auto* core = new tnmainui::ScriptedBusinessCore(org, "account");
+    cores.push_back(core);
+    IBrowserViewSetting* settings = nullptr;
+    factory->CreateBrowserViewSetting(&settings);
+    settings->SetName(name.c_str());
+    settings->SetBusinessCore(core);
+    settings->SetInitData(initData.c_str());
+    IBrowserView* view = nullptr;
+    EXPECT_EQ(factory->CreateBrowserView(url, settings, &view), S_OK);
+    settings->Release();
+    if (!view) return nullptr;
+    views.push_back(view);
+    return engine.browsers().back();
+  }
+
+  xhav::cdp::Engine engine{Options()};
+  tnmainui::InProcessHost host{engine.core(), nullptr};
+  tnwebui::TnWebUIModule module{&host};
+  tnwebui::TnWebUIModule* previous = nullptr;
+  tnwebui::TnBrowserFactory* factory = nullptr;
+  std::vector<IBrowserView*> views;
+  std::vector<tnmainui::ScriptedBusinessCore*> cores;
+};
+
+TEST_F(ChromiumViews, ALoadingPageMovesOnWithCookiesAndAWatermark) {
+  const std::string init =
+      R"({"url":"file://tavrin5main/index.html","showWatermark":1,"name":"Ann Lee",)"
+      R"("mobile":"13800001234","watermark_modes":["1"],)"
+      R"("cookie":"[{\"Set-Cookie\":\"sid=42; Path=/\"}]"})";
+  auto* page = Open(u"TnMain", u"org-1", "file://tavrin4/loading.html", init);
+  ASSERT_NE(page, nullptr);
+  Json::Value marked;
+  ASSERT_TRUE(Pump([&] {
+    return page->url() == "file://tavrin5main/index.html" &&
+           page->Evaluate("!!document.querySelector('div.tavrin-watermark')", &marked) &&
+           marked.asBool();
+  })) << "the page is at "
+      << page->url();
+  Json::Value cookie;
+  ASSERT_TRUE(page->Evaluate("document.cookie", &cookie));
+  EXPECT_EQ(cookie.asString(), "sid=42");
+  Json::Value info;
+  ASSERT_TRUE(page->Evaluate("window.watermarkInfo.name", &info));
+  EXPECT_EQ(info.asString(), "Ann Lee");
+  EXPECT_TRUE(page->CanGoBack());  // the loading page is behind it
+
+  std::string png;
+  ASSERT_TRUE(page->CaptureScreenshot(&png));
+  EXPECT_EQ(png.substr(1, 3), "PNG");
+}
+
+TEST_F(ChromiumViews, CookieSpacesOfTwoAccountsStayApart) {
+  const std::string init =
+      R"({"url":"file://tavrin5main/index.html","cookie":"[{\"Set-Cookie\":\"sid=mine\"}]"})";
+  auto* mine = Open(u"Mine", u"org-1", "file://tavrin5main/index.html", init);
+  auto* theirs = Open(u"Theirs", u"org-2", "file://tavrin5main/index.html", "{}");
+  ASSERT_TRUE(mine && theirs);
+  ASSERT_TRUE(Pump([&] {
+    return mine->url() == "file://tavrin5main/index.html" &&
+           theirs->url() == "file://tavrin5main/index.html";
+  }));
+  Json::Value a, b;
+  ASSERT_TRUE(
+      Pump([&] { return mine->Evaluate("document.cookie", &a) && a.asString() == "sid=mine"; }));
+  ASSERT_TRUE(theirs->Evaluate("document.cookie", &b));
+  EXPECT_EQ(b.asString(), "");
+}
+
+TEST_F(ChromiumViews, AMissingPageGetsTheErrorPage) {
+  auto* page = Open(u"Missing", u"org-1", "file://tavrin5main/nope.html", "{}");
+  ASSERT_NE(page, nullptr);
+  Json::Value title;
+  // The address stays the one asked for; the error page stands in for the missing file.
+  ASSERT_TRUE(Pump([&] { return page->url() == "file://tavrin5main/nope.html"; }));
+  ASSERT_TRUE(page->Evaluate("document.title", &title));
+  EXPECT_EQ(title.asString(), "Page not available");
+}
