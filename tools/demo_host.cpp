@@ -18,6 +18,7 @@
 #include <thread>
 
 #include "cef/inproc_v8.h"
+#include "hav/cdp_engine.h"
 #include "hav/inproc_engine.h"
 #include "tnbase/logger.h"
 #include "tnmainui/business_core.h"
@@ -390,7 +391,75 @@ void PageEvents() {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Part 5: one typical request, from a page in a render process through the view in the host
+// Part 5: the same view over a real page in Debian's Chromium.
+
+void RealPage() {
+  Module m = Load();
+  xhav::cdp::EngineOptions options;
+  options.pagesDir = TNWEBUI_PAGES_DIR;
+  xhav::cdp::Engine engine(options);
+  if (!engine.ok()) {
+    Say("== Chromium is not available (%s); the real page is left out", engine.error().c_str());
+    return;
+  }
+  engine.ui().BindCurrentThread();
+  tnmainui::InProcessHost host(engine.core(), nullptr);
+  m.createModule(&host)->OnModuleLoaded(0);
+  ITnWebUI* factory = nullptr;
+  m.createInterface(&IID_ITnWebUI, reinterpret_cast<void**>(&factory));
+  auto* core = new tnmainui::ScriptedBusinessCore(u"org-7", "account-42");
+
+  const char* initData =
+      R"({"url":"file://tavrin5main/index.html","showWatermark":1,"name":"Ann Lee","mobile":"13800001234",)"
+      R"("watermark_modes":["1"],"cookie":"[{\"Set-Cookie\":\"sid=s-991; Path=/\"}]"})";
+  Say("== in Chromium: a view opens \"file://tavrin4/loading.html\"");
+  IBrowserViewSetting* settings = nullptr;
+  factory->CreateBrowserViewSetting(&settings);
+  settings->SetName(u"TnMain");
+  settings->SetBusinessCore(core);
+  settings->SetInitData(initData);
+  IBrowserView* view = nullptr;
+  const HRESULT hr = factory->CreateBrowserView("file://tavrin4/loading.html", settings, &view);
+  settings->Release();
+  Say("ITnWebUI::CreateBrowserView -> %s", Status(hr).c_str());
+  xhav::cdp::PageBrowser* page = engine.browsers().back();
+  Json::Value marked;
+  WaitFor([&] {
+    engine.ui().RunUntilIdle();
+    return page->url() == "file://tavrin5main/index.html" &&
+           page->Evaluate("!!document.querySelector('div.tavrin-watermark')", &marked) &&
+           marked.asBool();
+  });
+  Json::Value cookie, info;
+  page->Evaluate("document.cookie", &cookie);
+  page->Evaluate("JSON.stringify(window.watermarkInfo)", &info);
+  Say("  the page moved on to %s (back to the loading page: %s)", page->url().c_str(),
+      page->CanGoBack() ? "yes" : "no");
+  Say("  document.cookie in its cookie space: %s", cookie.asString().c_str());
+  Say("  window.watermarkInfo = %s", info.asString().c_str());
+  Say("  the watermark layer is on the page: %s", marked.asBool() ? "yes" : "no");
+  std::string png;
+  const std::string shot = std::string(TNWEBUI_BUILD_DIR) + "/demo-tnmain-watermark.png";
+  if (page->CaptureScreenshot(&png)) {
+    std::FILE* f = std::fopen(shot.c_str(), "wb");
+    if (f) {
+      std::fwrite(png.data(), 1, png.size(), f);
+      std::fclose(f);
+      Say("  screenshot: %s", shot.c_str());
+    }
+  }
+  page->Close(0);
+  WaitFor([&] {
+    engine.ui().RunUntilIdle();
+    return !page->alive();
+  });
+  view->Release();
+  factory->Release();
+  core->Release();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Part 6: one typical request, from a page in a render process through the view in the host
 // process to the business core and back; the two processes talk over a socket.
 
 void TraceMessages(xhav::inproc::Engine& engine) {
@@ -539,6 +608,8 @@ int main(int argc, char** argv) {
   InChild(ViewLifeCycle);
   std::printf("\n");
   InChild(PageEvents);
+  std::printf("\n");
+  InChild(RealPage);
   std::printf("\n== one typical request, over two processes\n");
   TypicalRequest();
   return 0;
