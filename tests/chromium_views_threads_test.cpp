@@ -9,9 +9,11 @@
 
 #include "adapt/tn_browser_pb_ui.h"
 #include "hav/cdp_engine.h"
+#include "render/render_process.h"
 #include "tn_browser_factory.h"
 #include "tn_webui_module.h"
 #include "tnmainui/business_core.h"
+#include "tnmainui/event_bus.h"
 #include "tnmainui/inproc_host.h"
 
 namespace {
@@ -126,7 +128,60 @@ TEST_F(ChromiumViews, AMissingPageGetsTheErrorPage) {
   ASSERT_NE(page, nullptr);
   Json::Value title;
   // The address stays the one asked for; the error page stands in for the missing file.
-  ASSERT_TRUE(Pump([&] { return page->url() == "file://tavrin5main/nope.html"; }));
-  ASSERT_TRUE(page->Evaluate("document.title", &title));
-  EXPECT_EQ(title.asString(), "Page not available");
+  ASSERT_TRUE(Pump([&] {
+    return page->url() == "file://tavrin5main/nope.html" &&
+           page->Evaluate("document.title", &title) && title.asString() == "Page not available";
+  })) << title.asString();
+}
+
+// The render side over real pages: the page's own script calls tnpc, the view asks the
+// business core, and the answer runs the page's function; events reach it too.
+class ChromiumPages : public ChromiumViews {
+ protected:
+  void SetUp() override {
+    ChromiumViews::SetUp();
+    if (!engine.ok()) return;
+    host.SetHav(engine.core(), engine.render_host());
+    host.SetService(SID_EventBus, static_cast<EventBus*>(&bus));
+    render.RegisterNativeExtension();
+    engine.render_host()->SetRenderNotify(&render);
+  }
+  void TearDown() override {
+    ChromiumViews::TearDown();
+    if (engine.ok()) engine.render_host()->SetRenderNotify(nullptr);
+  }
+  tnmainui::InProcessEventBus bus{[this](std::function<void()> t) { engine.ui().PostTask(t); }};
+  tnwebui::RenderProcess render{&module};
+};
+
+TEST_F(ChromiumPages, APageCallReachesTheCoreAndTheAnswerItsFunction) {
+  auto* page = Open(u"Business", u"org-1", "file://tavrin5main/business.html", "{}");
+  ASSERT_NE(page, nullptr);
+  cores.back()->SetHandler([](const tnmainui::BusinessCall& call) {
+    const std::u16string data = call.action == u"getuserinfo" ? u"{\"name\":\"Ann\"}" : u"again!";
+    call.callback->OnBusinessResult(call.business.c_str(), call.action.c_str(),
+                                    call.callbackId.c_str(), 0, data.c_str());
+    return S_OK;
+  });
+  // The page's subscription travels by the binding: raise once the view holds it.
+  auto* pool = static_cast<tnwebui::TnBrowserPbUI*>(views.back())->event_api()->pool();
+  ASSERT_TRUE(Pump([&] { return pool->subscribers().count("tn.demo") == 1; }));
+  bus.Raise(4, "tn.demo", "json", "{\"n\":1}");
+  bus.Raise(4, "tn.demo", "binary", std::string("\x01\x02\x03", 3));
+  Json::Value results;
+  ASSERT_TRUE(Pump([&] {
+    return page->Evaluate("window.results", &results) && results["again"].isString() &&
+           results["events"].size() == 2;
+  })) << results.toStyledString();
+  EXPECT_EQ(results["answer"]["code"].asInt(), 0);
+  EXPECT_EQ(results["answer"]["data"].asString(), "{\"name\":\"Ann\"}");
+  EXPECT_EQ(results["answer"]["id"].asString(), "cb");
+  EXPECT_EQ(results["again"].asString(), "again!");
+  EXPECT_EQ(results["events"][0]["payload"].asString(), "{\"n\":1}");
+  EXPECT_EQ(results["events"][1]["format"].asString(), "binary");
+  EXPECT_EQ(results["events"][1]["payload"].asString(), "ArrayBuffer:3");
+  const auto calls = cores.back()->calls();
+  ASSERT_EQ(calls.size(), 2u);
+  EXPECT_EQ(calls[0].business, u"contact");
+  EXPECT_EQ(calls[0].json, u"{\"uid\":7}");
 }

@@ -1,12 +1,14 @@
-#include "hav/cdp_engine.h"
-
 #include <QByteArray>
 #include <fstream>
 #include <sstream>
 
+#include "cdp_render_host.h"
 #include "cef/cef_task.h"
+#include "cef/inproc_v8.h"
 
 namespace xhav::cdp {
+
+std::string ShimScript();
 
 namespace {
 
@@ -155,13 +157,21 @@ bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* 
     bySession_[browser->session_] = browser;
   }
   const std::string& session = browser->session_;
-  connection_->Send("Page.enable", Json::Value(), session, nullptr);
-  connection_->Send("Runtime.enable", Json::Value(), session, nullptr);
+  SetUpRenderSide(this, browser);
+  // The set-up is in force before the first navigation: each step waits for its answer.
+  Json::Value binding;
+  binding["name"] = "__tnpcNative";
+  Json::Value shim;
+  shim["source"] = ShimScript();
   Json::Value fetch;
   Json::Value pattern;
   pattern["urlPattern"] = std::string("https://*") + kPagesHost + "/*";
   fetch["patterns"].append(pattern);
-  connection_->Send("Fetch.enable", fetch, session, nullptr);
+  connection_->Call("Page.enable", Json::Value(), session, nullptr);
+  connection_->Call("Runtime.enable", Json::Value(), session, nullptr);
+  connection_->Call("Runtime.addBinding", binding, session, nullptr);
+  connection_->Call("Page.addScriptToEvaluateOnNewDocument", shim, session, nullptr);
+  connection_->Call("Fetch.enable", fetch, session, nullptr);
   if (out) *out = browser;
 
   // The view learns of its window first; the first navigation follows the view's set-up, so
@@ -230,11 +240,24 @@ PageBrowser::PageBrowser(Engine* engine, int id, BrowserNotify* notify,
 }
 
 PageBrowser::~PageBrowser() {
+  for (auto& [id, document] : documents_) cef_inproc::InvalidateContext(document.script);
   if (hwnd_) win::DestroyWindow(hwnd_);
 }
 
 void PageBrowser::OnEvent(const std::string& method, const Json::Value& params) {
   if (!alive_) return;
+  // A main-frame document has committed: its address is known at once (the page's first calls
+  // may come before the load ends), and the history follows when the load does.
+  if (method == "Page.frameNavigated" && !params["frame"].isMember("parentId")) {
+    const std::string url = Engine::ToClientUrl(params["frame"]["url"].asString());
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (url != "about:blank" && (index_ < 0 || history_[index_] != url)) {
+      history_.resize(index_ + 1);
+      history_.push_back(url);
+      index_ = static_cast<int>(history_.size()) - 1;
+    }
+    return;
+  }
   // The main frame has stopped loading: a document is there. (Its load event can be missed
   // when the navigation moves the page to another renderer process; this one is not.)
   if (method == "Page.frameStoppedLoading" && params["frameId"].asString() == target_) {
@@ -245,8 +268,28 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params) 
         [this](const Json::Value& result, const Json::Value&) { OnHistory(result); });
     return;
   }
+  if (method == "Runtime.executionContextCreated") {
+    const Json::Value& aux = params["context"]["auxData"];
+    if (aux["isDefault"].asBool() && aux["frameId"].asString() == target_) {
+      OnNewDocument(params["context"]["id"].asInt());
+    }
+    return;
+  }
+  if (method == "Runtime.executionContextDestroyed") {
+    OnDocumentGone(params["executionContextId"].asInt());
+    return;
+  }
+  if (method == "Runtime.executionContextsCleared") {
+    std::vector<int> ids;
+    for (const auto& [id, document] : documents_) ids.push_back(id);
+    for (int id : ids) OnDocumentGone(id);
+    return;
+  }
+  if (method == "Runtime.bindingCalled") {
+    OnPageCall(params);
+    return;
+  }
   if (method == "Inspector.detached") FinishClose();
-  (void)params;
 }
 
 void PageBrowser::OnHistory(const Json::Value& result) {
@@ -283,9 +326,12 @@ void PageBrowser::FinishClose() {
   if (notify_) notify_->OnBrowserDestroyed();
 }
 
-bool PageBrowser::GetProperty(int32_t, void** out) {
-  if (out) *out = nullptr;
-  return false;  // the render host over real pages comes with its own work
+bool PageBrowser::GetProperty(int32_t id, void** out) {
+  if (!out) return false;
+  *out = nullptr;
+  if (id != 18 || !alive_ || !hostBrowser_) return false;
+  *out = hostBrowser_.get();
+  return true;
 }
 
 void PageBrowser::SetWindowState(const char* state) {

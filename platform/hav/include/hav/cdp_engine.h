@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "cef/cef_v8.h"
 #include "hav/cdp_connection.h"
 #include "hav/hav.h"
 #include "hav/inproc_engine.h"
@@ -26,6 +27,8 @@ struct EngineOptions {
 };
 
 class Engine;
+class PageBrowser;
+void SetUpRenderSide(Engine* engine, PageBrowser* page);
 
 class HAV_API PageBrowser final : public Browser {
  public:
@@ -53,6 +56,14 @@ class HAV_API PageBrowser final : public Browser {
   void ExecuteJavaScript(CefRefPtr<CefBrowser> browser, CefRefPtr<CefFrame> frame,
                          const char16_t* script) override;
 
+  // The render side of this page: a new document gets a context whose native object is
+  // installed into the page; page calls come back by a binding.
+  void OnNewDocument(int executionContextId);
+  void OnDocumentGone(int executionContextId);
+  void OnPageCall(const Json::Value& params);
+  // Runs page function `handle` of the document in `executionContextId` (no waiting).
+  void RunPageFunction(int executionContextId, int handle, const CefV8ValueList& args);
+
   const std::string& session() const { return session_; }
   const std::string& target() const { return target_; }
   bool alive() const { return alive_; }
@@ -65,6 +76,7 @@ class HAV_API PageBrowser final : public Browser {
 
  private:
   friend class Engine;
+  friend void SetUpRenderSide(Engine* engine, PageBrowser* page);
   PageBrowser(Engine* engine, int id, BrowserNotify* notify, const inproc::BrowserParamRecord& p);
   ~PageBrowser() override;
   void OnEvent(const std::string& method, const Json::Value& params);
@@ -84,6 +96,13 @@ class HAV_API PageBrowser final : public Browser {
   std::vector<std::string> history_;  // main-frame addresses, client form, without about:blank
   int index_ = -1;
   std::string title_;
+  CefRefPtr<CefBrowser> renderBrowser_;  // the page as the render side sees it
+  CefRefPtr<CefBrowser> hostBrowser_;    // the engine's browser on this side
+  struct Document {
+    CefRefPtr<CefV8Context> script;  // the render side's context of the document
+    CefRefPtr<CefV8Value> object;    // its native object
+  };
+  std::map<int, Document> documents_;  // by the page's execution context
 };
 
 class HAV_API Engine {
@@ -94,6 +113,8 @@ class HAV_API Engine {
   bool ok() const { return connection_ != nullptr; }
   const std::string& error() const { return error_; }
   Core* core();
+  // The render side's host: the script extension and the notify object.
+  RenderHost* render_host();
   tnbase::TaskQueue& ui() { return ui_; }
   Connection& connection() { return *connection_; }
   std::vector<PageBrowser*> browsers() const;
@@ -104,7 +125,9 @@ class HAV_API Engine {
 
  private:
   friend class PageBrowser;
+  friend void SetUpRenderSide(Engine* engine, PageBrowser* page);
   class CoreImpl;
+  class RenderHostImpl;
   bool CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* notify, Browser** out);
   std::string ContextFor(const std::string& space);
   void OnEvent(const std::string& method, const Json::Value& params, const std::string& session);
@@ -115,6 +138,7 @@ class HAV_API Engine {
   std::unique_ptr<Connection> connection_;
   std::string error_;
   std::unique_ptr<CoreImpl> core_;
+  std::unique_ptr<RenderHostImpl> renderHost_;
   mutable std::mutex mutex_;
   int nextId_ = 1;
   std::vector<PageBrowser*> browsers_;

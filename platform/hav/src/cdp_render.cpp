@@ -1,0 +1,296 @@
+// The render side over a real page: each new document gets a script context for the render
+// notify object, the native object built there is installed into the page, and the page's
+// calls come back through a binding. Page functions given to native calls are handles in a
+// page-side table of that document; native code runs them without waiting for the page.
+
+#include <json/reader.h>
+#include <json/writer.h>
+
+#include <QByteArray>
+
+#include "arg_list.h"
+#include "cdp_render_host.h"
+#include "cef/inproc_v8.h"
+
+namespace xhav::cdp {
+
+namespace {
+
+constexpr char kBinding[] = "__tnpcNative";
+
+// The page-side part: the table of handles and the encoding of values both ways.
+constexpr char kShim[] = R"JS(
+(function () {
+  if (window.__tnpcShim) return;
+  var handles = [];
+  var send = window.__tnpcNative;
+  var stringify = JSON.stringify;
+  function encode(v) {
+    if (typeof v === 'string') return {t: 's', v: v};
+    if (typeof v === 'number') return (v | 0) === v && !Object.is(v, -0) ? {t: 'i', v: v} : {t: 'd', v: v};
+    if (typeof v === 'boolean') return {t: 'b', v: v};
+    if (v === null) return {t: 'n'};
+    if (typeof v === 'undefined') return {t: 'u'};
+    if (typeof v === 'function') { handles.push(v); return {t: 'f', h: handles.length - 1, n: v.name || ''}; }
+    if (Array.isArray(v)) return {t: 'a', v: v.map(encode)};
+    return {t: 'o'};
+  }
+  function decode(v) {
+    if (v.t === 'ab') {
+      var bin = atob(v.v), bytes = new Uint8Array(bin.length);
+      for (var i = 0; i < bin.length; i++) bytes[i] = bin.charCodeAt(i);
+      return bytes.buffer;
+    }
+    if (v.t === 'u') return undefined;
+    if (v.t === 'n') return null;
+    return v.v;
+  }
+  window.__tnpcShim = {
+    install: function (names) {
+      var object = {};
+      names.forEach(function (name) {
+        object[name] = function () {
+          send(stringify({fn: name, args: Array.prototype.map.call(arguments, encode)}));
+        };
+      });
+      window.tnpc = window.Tavrin = object;
+    },
+    run: function (handle, args) {
+      var f = handles[handle];
+      if (typeof f === 'function') f.apply(null, args.map(decode));
+    }
+  };
+  // The native side may have come first in this document.
+  if (window.__tnpcNames) window.__tnpcShim.install(window.__tnpcNames);
+})();
+)JS";
+
+std::string Base64(const void* data, std::size_t size) {
+  const QByteArray b =
+      QByteArray::fromRawData(static_cast<const char*>(data), static_cast<int>(size)).toBase64();
+  return std::string(b.constData(), static_cast<std::size_t>(b.size()));
+}
+
+Json::Value Encode(const CefRefPtr<CefV8Value>& v) {
+  Json::Value out;
+  if (!v || v->IsUndefined()) {
+    out["t"] = "u";
+  } else if (v->IsNull()) {
+    out["t"] = "n";
+  } else if (v->IsBool()) {
+    out["t"] = "b";
+    out["v"] = v->GetBoolValue();
+  } else if (v->IsInt()) {
+    out["t"] = "i";
+    out["v"] = v->GetIntValue();
+  } else if (v->IsDouble()) {
+    out["t"] = "d";
+    out["v"] = v->GetDoubleValue();
+  } else if (v->IsString()) {
+    out["t"] = "s";
+    out["v"] = v->GetStringValue().ToString();
+  } else if (v->IsArrayBuffer()) {
+    out["t"] = "ab";
+    out["v"] = Base64(v->GetArrayBufferData(), v->GetArrayBufferByteLength());
+  } else {
+    out["t"] = "u";
+  }
+  return out;
+}
+
+std::string Write(const Json::Value& value) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  return Json::writeString(builder, value);
+}
+
+// The page as the render side sees it.
+class RenderBrowser final : public CefBrowser {
+ public:
+  RenderBrowser(PageBrowser* page, int id, std::function<void(CefRefPtr<CefProcessMessage>)> send)
+      : page_(page), id_(id), send_(std::move(send)) {}
+  int GetIdentifier() override { return id_; }
+  bool IsSame(CefRefPtr<CefBrowser> that) override { return that && that->GetIdentifier() == id_; }
+  void Reload() override { page_->LoadUrl(page_->url().c_str()); }
+  void GoBack() override { page_->ExecuteJavaScript(nullptr, nullptr, u"history.back()"); }
+  void GoForward() override { page_->ExecuteJavaScript(nullptr, nullptr, u"history.forward()"); }
+  bool CanGoBack() override { return page_->CanGoBack(); }
+  bool CanGoForward() override { return false; }
+  CefRefPtr<CefFrame> GetMainFrame() override { return nullptr; }
+  bool SendProcessMessage(CefProcessId target, CefRefPtr<CefProcessMessage> message) override {
+    if (target != PID_BROWSER || !message || !page_->alive()) return false;
+    send_(message->Copy());
+    return true;
+  }
+
+ private:
+  PageBrowser* page_;
+  const int id_;
+  std::function<void(CefRefPtr<CefProcessMessage>)> send_;
+  IMPLEMENT_REFCOUNTING(RenderBrowser);
+};
+
+// The engine's browser on the browser side: its messages go to the render side.
+class HostBrowser final : public CefBrowser {
+ public:
+  HostBrowser(int id, std::function<bool(CefRefPtr<CefProcessMessage>)> send)
+      : id_(id), send_(std::move(send)) {}
+  int GetIdentifier() override { return id_; }
+  bool IsSame(CefRefPtr<CefBrowser> that) override { return that && that->GetIdentifier() == id_; }
+  void Reload() override {}
+  void GoBack() override {}
+  void GoForward() override {}
+  bool CanGoBack() override { return false; }
+  bool CanGoForward() override { return false; }
+  CefRefPtr<CefFrame> GetMainFrame() override { return nullptr; }
+  bool SendProcessMessage(CefProcessId target, CefRefPtr<CefProcessMessage> message) override {
+    return target == PID_RENDERER && message && send_(message->Copy());
+  }
+
+ private:
+  const int id_;
+  std::function<bool(CefRefPtr<CefProcessMessage>)> send_;
+  IMPLEMENT_REFCOUNTING(HostBrowser);
+};
+
+}  // namespace
+
+RenderHost* Engine::render_host() {
+  if (!renderHost_) renderHost_ = std::make_unique<RenderHostImpl>();
+  return renderHost_.get();
+}
+
+std::string ShimScript() { return kShim; }
+
+void SetUpRenderSide(Engine* engine, PageBrowser* page);
+
+void PageBrowser::OnNewDocument(int executionContextId) {
+  auto* host = static_cast<Engine::RenderHostImpl*>(engine_->render_host());
+  RenderNotify* notify = host ? host->notify() : nullptr;
+  if (!notify) return;
+  Document document;
+  document.script = cef_inproc::CreateContext(renderBrowser_, nullptr);
+  notify->OnContextCreated(renderBrowser_, nullptr, document.script, true);
+  document.object = document.script->GetGlobal()->GetValue("tnpc");
+  documents_[executionContextId] = document;
+  if (!document.object) return;
+  std::vector<CefString> keys;
+  document.object->GetKeys(keys);
+  Json::Value names(Json::arrayValue);
+  for (const CefString& key : keys) names.append(key.ToString());
+  Json::Value params;
+  // The shim normally stands in the document from its start; should the page have been faster
+  // than its registration, it comes with the object (it is made only once per document).
+  params["expression"] = "window.__tnpcNames = " + Write(names) + ";" + kShim +
+                         "; window.__tnpcShim.install(window.__tnpcNames)";
+  params["contextId"] = executionContextId;
+  engine_->connection().Send("Runtime.evaluate", params, session_, nullptr);
+}
+
+void PageBrowser::OnDocumentGone(int executionContextId) {
+  auto it = documents_.find(executionContextId);
+  if (it == documents_.end()) return;
+  cef_inproc::InvalidateContext(it->second.script);
+  documents_.erase(it);
+}
+
+void PageBrowser::OnPageCall(const Json::Value& params) {
+  if (params["name"].asString() != kBinding) return;
+  const int contextId = params["executionContextId"].asInt();
+  auto doc = documents_.find(contextId);
+  if (doc == documents_.end() || !doc->second.object) return;  // a document that is gone
+  const Document document = doc->second;
+  Json::CharReaderBuilder builder;
+  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  const std::string payload = params["payload"].asString();
+  Json::Value call;
+  std::string errors;
+  if (!reader->parse(payload.data(), payload.data() + payload.size(), &call, &errors) ||
+      !call.isObject() || !call["fn"].isString() || !call["args"].isArray()) {
+    return;
+  }
+  CefRefPtr<CefV8Value> function = document.object->GetValue(call["fn"].asString());
+  if (!function || !function->IsFunction()) return;
+  std::function<CefRefPtr<CefV8Value>(const Json::Value&)> decode =
+      [&](const Json::Value& v) -> CefRefPtr<CefV8Value> {
+    const std::string t = v["t"].asString();
+    if (t == "s") return CefV8Value::CreateString(v["v"].asString());
+    if (t == "i") return CefV8Value::CreateInt(v["v"].asInt());
+    if (t == "d") return CefV8Value::CreateDouble(v["v"].asDouble());
+    if (t == "b") return CefV8Value::CreateBool(v["v"].asBool());
+    if (t == "n") return CefV8Value::CreateNull();
+    if (t == "a") {
+      CefRefPtr<CefV8Value> array = CefV8Value::CreateArray(static_cast<int>(v["v"].size()));
+      for (Json::ArrayIndex i = 0; i < v["v"].size(); ++i)
+        array->SetValue(static_cast<int>(i), decode(v["v"][i]));
+      return array;
+    }
+    if (t == "f") {
+      const int handle = v["h"].asInt();
+      return cef_inproc::CreateScriptFunction(
+          v["n"].asString(),
+          cef_inproc::ScriptFunction([this, contextId, handle](const CefV8ValueList& args) {
+            RunPageFunction(contextId, handle, args);
+            return CefV8Value::CreateUndefined();
+          }));
+    }
+    if (t == "o") return CefV8Value::CreateObject(nullptr);
+    return CefV8Value::CreateUndefined();
+  };
+  CefV8ValueList args;
+  for (const Json::Value& v : call["args"]) args.push_back(decode(v));
+  cef_inproc::CallFromScript(document.script, function, args);
+}
+
+void PageBrowser::RunPageFunction(int executionContextId, int handle, const CefV8ValueList& args) {
+  // A handle of a document that is gone fails silently, as a stale context does.
+  if (!alive_ || documents_.count(executionContextId) == 0) return;
+  Json::Value encoded(Json::arrayValue);
+  for (const auto& a : args) encoded.append(Encode(a));
+  Json::Value params;
+  params["expression"] = "window.__tnpcShim && window.__tnpcShim.run(" + std::to_string(handle) +
+                         ", " + Write(encoded) + ")";
+  params["contextId"] = executionContextId;
+  engine_->connection().Send("Runtime.evaluate", params, session_, nullptr);
+}
+
+void SetUpRenderSide(Engine* engine, PageBrowser* page) {
+  tnbase::TaskQueue* ui = &engine->ui();
+  page->renderBrowser_ =
+      new RenderBrowser(page, page->id_, [engine, page, ui](CefRefPtr<CefProcessMessage> m) {
+        ui->PostTask([engine, page, m] {
+          if (!page->alive() || !page->notify_) return;
+          // Messages without elements or with five strings are commands; the rest go as messages.
+          CefRefPtr<CefListValue> args = m->GetArgumentList();
+          bool command = args->GetSize() == 0 || args->GetSize() == 5;
+          for (size_t i = 0; command && i < args->GetSize(); ++i)
+            command = args->GetType(i) == VTYPE_STRING;
+          tnbase::TnStringPtr name(allocStringFromWideChars(
+              m->GetName().c_str(), static_cast<int32_t>(m->GetName().length())));
+          if (command) {
+            inproc::ListArgs list(args);
+            bool result = false;
+            page->notify_->OnRenderCommand(page->hostBrowser_, &result, name.get(), &list);
+          } else {
+            page->notify_->OnProcessMessage(name.get(), m);
+          }
+          (void)engine;
+        });
+      });
+  page->hostBrowser_ =
+      new HostBrowser(page->id_, [engine, page, ui](CefRefPtr<CefProcessMessage> m) {
+        if (!page->alive()) return false;
+        ui->PostTask([engine, page, m] {
+          auto* host = static_cast<Engine::RenderHostImpl*>(engine->render_host());
+          RenderNotify* notify = host ? host->notify() : nullptr;
+          if (!notify || !page->alive()) return;
+          tnbase::TnStringPtr name(allocStringFromWideChars(
+              m->GetName().c_str(), static_cast<int32_t>(m->GetName().length())));
+          inproc::ListArgs list(m->GetArgumentList());
+          notify->OnHavMessage(page->renderBrowser_, PID_BROWSER, name.get(), &list);
+        });
+        return true;
+      });
+}
+
+}  // namespace xhav::cdp
