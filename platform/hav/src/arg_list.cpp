@@ -43,4 +43,24 @@ Binary* ListArgs::GetBinary(std::size_t index) const {
   return value ? new BinaryImpl(value) : nullptr;
 }
 
+void DeliverToView(BrowserNotify* notify, CefRefPtr<CefBrowser> host,
+                   CefRefPtr<CefProcessMessage> message) {
+  if (!notify || !message) return;
+  CefRefPtr<CefListValue> args = message->GetArgumentList();
+  bool command = args->GetSize() == 0 || args->GetSize() == 5;
+  for (std::size_t i = 0; command && i < args->GetSize(); ++i) {
+    command = args->GetType(i) == VTYPE_STRING;
+  }
+  const CefString name = message->GetName();
+  tnbase::TnStringPtr text(
+      allocStringFromWideChars(name.c_str(), static_cast<int32_t>(name.length())));
+  if (command) {
+    ListArgs list(args);
+    bool result = false;
+    notify->OnRenderCommand(host, &result, text.get(), &list);
+  } else {
+    notify->OnProcessMessage(text.get(), message);
+  }
+}
+
 }  // namespace xhav::inproc

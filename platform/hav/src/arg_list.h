@@ -3,6 +3,7 @@
 #include <memory>
 #include <vector>
 
+#include "cef/cef_process_message.h"
 #include "cef/cef_values.h"
 #include "hav/hav.h"
 
@@ -24,5 +25,10 @@ class ListArgs final : public ArgList {
   CefRefPtr<CefListValue> list_;
   std::vector<std::unique_ptr<ListArgs>> nested_;  // one slot per element, made on demand
 };
+
+// Hands a render process's message to a view as hav does: messages with no elements or with
+// five strings are commands (OnRenderCommand), every other one a message (OnProcessMessage).
+void DeliverToView(BrowserNotify* notify, CefRefPtr<CefBrowser> host,
+                   CefRefPtr<CefProcessMessage> message);
 
 }  // namespace xhav::inproc

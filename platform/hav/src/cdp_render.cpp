@@ -260,20 +260,7 @@ void SetUpRenderSide(Engine* engine, PageBrowser* page) {
       new RenderBrowser(page, page->id_, [engine, page, ui](CefRefPtr<CefProcessMessage> m) {
         ui->PostTask([engine, page, m] {
           if (!page->alive() || !page->notify_) return;
-          // Messages without elements or with five strings are commands; the rest go as messages.
-          CefRefPtr<CefListValue> args = m->GetArgumentList();
-          bool command = args->GetSize() == 0 || args->GetSize() == 5;
-          for (size_t i = 0; command && i < args->GetSize(); ++i)
-            command = args->GetType(i) == VTYPE_STRING;
-          tnbase::TnStringPtr name(allocStringFromWideChars(
-              m->GetName().c_str(), static_cast<int32_t>(m->GetName().length())));
-          if (command) {
-            inproc::ListArgs list(args);
-            bool result = false;
-            page->notify_->OnRenderCommand(page->hostBrowser_, &result, name.get(), &list);
-          } else {
-            page->notify_->OnProcessMessage(name.get(), m);
-          }
+          inproc::DeliverToView(page->notify_, page->hostBrowser_, m);
           (void)engine;
         });
       });

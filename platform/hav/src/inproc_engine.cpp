@@ -602,21 +602,7 @@ void Engine::DeliverToBrowser(int browserId, CefRefPtr<CefProcessMessage> messag
     receiver(browserId, message);
     return;
   }
-  // Messages without elements or with five strings are commands; the rest go as messages.
-  CefRefPtr<CefListValue> args = message->GetArgumentList();
-  bool command = args->GetSize() == 0 || args->GetSize() == 5;
-  for (size_t i = 0; command && i < args->GetSize(); ++i) {
-    command = args->GetType(i) == VTYPE_STRING;
-  }
-  tnbase::TnStringPtr name(allocStringFromWideChars(
-      message->GetName().c_str(), static_cast<int32_t>(message->GetName().length())));
-  if (command) {
-    ListArgs list(args);
-    bool result = false;
-    browser->notify_->OnRenderCommand(browser->host_, &result, name.get(), &list);
-  } else {
-    browser->notify_->OnProcessMessage(name.get(), message);
-  }
+  DeliverToView(browser->notify_, browser->host_, message);
 }
 
 Core* Engine::core() { return core_.get(); }
