@@ -135,10 +135,9 @@ void InChild(const std::function<void()>& part) {
   waitpid(pid, &status, 0);
 }
 
-// Waits up to ten seconds for `done`.
-bool WaitFor(const std::function<bool()>& done) {
-  for (int i = 0; i < 10000 && !done(); ++i)
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+// Waits up to `ms` milliseconds (ten seconds unless told) for `done`.
+bool WaitFor(const std::function<bool()>& done, int ms = 10000) {
+  for (int i = 0; i < ms && !done(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   return done();
 }
 
@@ -397,14 +396,19 @@ void RealPage() {
   Module m = Load();
   xhav::cdp::EngineOptions options;
   options.pagesDir = TNWEBUI_PAGES_DIR;
-  xhav::cdp::Engine engine(options);
+  // The engine reports a render process too: the module puts its render side over the pages.
+  xhav::cdp::Engine engine(options, xhav::kProcessTypeRender);
   if (!engine.ok()) {
     Say("== Chromium is not available (%s); the real page is left out", engine.error().c_str());
     return;
   }
   engine.ui().BindCurrentThread();
-  tnmainui::InProcessHost host(engine.core(), nullptr);
-  m.createModule(&host)->OnModuleLoaded(0);
+  tnmainui::InProcessHost host(engine.core(), engine.render_host());
+  tnmainui::InProcessEventBus bus([&](std::function<void()> task) { engine.ui().PostTask(task); });
+  host.SetService(SID_EventBus, static_cast<EventBus*>(&bus));
+  TavrinModule* module = m.createModule(&host);
+  module->OnModuleLoaded(0);
+  module->OnProcessInited(0);
   ITnWebUI* factory = nullptr;
   m.createInterface(&IID_ITnWebUI, reinterpret_cast<void**>(&factory));
   auto* core = new tnmainui::ScriptedBusinessCore(u"org-7", "account-42");
@@ -447,6 +451,61 @@ void RealPage() {
       std::fclose(f);
       Say("  screenshot: %s", shot.c_str());
     }
+  }
+  page->Close(0);
+  WaitFor([&] {
+    engine.ui().RunUntilIdle();
+    return !page->alive();
+  });
+  view->Release();
+
+  // A page whose own script asks the client and subscribes to an event.
+  core->SetHandler([](const tnmainui::BusinessCall& call) {
+    Say("  the business core takes %s/%s for callback %s",
+        tnbase::TnStringPtr(allocStringFromWideChars(call.business.c_str()))->ToUTF8().c_str(),
+        tnbase::TnStringPtr(allocStringFromWideChars(call.action.c_str()))->ToUTF8().c_str(),
+        tnbase::TnStringPtr(allocStringFromWideChars(call.callbackId.c_str()))->ToUTF8().c_str());
+    const std::u16string data = call.action == u"getuserinfo" ? u"{\"name\":\"Ann\"}" : u"again";
+    call.callback->OnBusinessResult(call.business.c_str(), call.action.c_str(),
+                                    call.callbackId.c_str(), 0, data.c_str());
+    return S_OK;
+  });
+  Say("== in Chromium: \"file://tavrin5main/business.html\" runs its own script");
+  factory->CreateBrowserViewSetting(&settings);
+  settings->SetName(u"TnBusiness");
+  settings->SetBusinessCore(core);
+  view = nullptr;
+  factory->CreateBrowserView("file://tavrin5main/business.html", settings, &view);
+  settings->Release();
+  page = engine.browsers().back();
+  Json::Value subscribed;
+  WaitFor([&] {
+    engine.ui().RunUntilIdle();
+    return page->Evaluate("!!window.results.ready", &subscribed) && subscribed.asBool();
+  });
+  // The subscription travels by the binding; give it a moment before raising.
+  WaitFor(
+      [&] {
+        engine.ui().RunUntilIdle();
+        return false;
+      },
+      200);
+  for (const char* format : {"json", "base64", "pbtext", "binary", "pb"}) {
+    bus.Raise(12, "tn.demo", format, std::string("{\"unread\":3}"));
+  }
+  Json::Value results;
+  WaitFor([&] {
+    engine.ui().RunUntilIdle();
+    return page->Evaluate("window.results", &results) && results["again"].isString() &&
+           results["events"].size() == 5;
+  });
+  Say("  the page's function got: code %d, data %s, id %s; its call from inside the answer got %s",
+      results["answer"]["code"].asInt(), results["answer"]["data"].asString().c_str(),
+      results["answer"]["id"].asString().c_str(), results["again"].asString().c_str());
+  for (const Json::Value& event : results["events"]) {
+    Say("  the page's event function got: type %d, name %s, format %s, payload %s",
+        event["type"].asInt(), event["name"].asString().c_str(), event["format"].asString().c_str(),
+        event["payload"].asString().c_str());
   }
   page->Close(0);
   WaitFor([&] {
