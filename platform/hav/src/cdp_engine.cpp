@@ -111,6 +111,11 @@ Engine::~Engine() {
 
 Core* Engine::core() { return core_.get(); }
 
+void Engine::SetBindingHandler(BindingHandler handler) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  bindingHandler_ = std::move(handler);
+}
+
 std::vector<PageBrowser*> Engine::browsers() const {
   std::lock_guard<std::mutex> lock(mutex_);
   return browsers_;
@@ -286,7 +291,16 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params) 
     return;
   }
   if (method == "Runtime.bindingCalled") {
-    OnPageCall(params);
+    if (params["name"].asString() == "__tnpcNative") {
+      OnPageCall(params);
+      return;
+    }
+    Engine::BindingHandler handler;
+    {
+      std::lock_guard<std::mutex> lock(engine_->mutex_);
+      handler = engine_->bindingHandler_;
+    }
+    if (handler) handler(this, params["name"].asString(), params["payload"].asString());
     return;
   }
   if (method == "Inspector.detached") FinishClose();

@@ -119,6 +119,12 @@ class HAV_API Engine {
   Connection& connection() { return *connection_; }
   std::vector<PageBrowser*> browsers() const;
 
+  // Calls of page bindings other than the render side's own, as (page, name, payload); they
+  // run on the UI thread. For tools that measure or drive pages.
+  using BindingHandler =
+      std::function<void(PageBrowser* page, const std::string& name, const std::string& payload)>;
+  void SetBindingHandler(BindingHandler handler);
+
   // "file://tavrin4/x" <-> "https://tavrin4.pages.invalid/x"; other addresses stay.
   static std::string ToEngineUrl(const std::string& url);
   static std::string ToClientUrl(const std::string& url);
@@ -144,6 +150,7 @@ class HAV_API Engine {
   std::vector<PageBrowser*> browsers_;
   std::map<std::string, PageBrowser*> bySession_;
   std::map<std::string, std::string> contexts_;  // cookie space -> browser context
+  BindingHandler bindingHandler_;
 };
 
 }  // namespace xhav::cdp

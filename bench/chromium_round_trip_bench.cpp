@@ -1,0 +1,140 @@
+// A page's classic business action over the Chromium engine, from the page's call to its
+// function running with the answer (page -> render side -> view -> business core -> page), beside
+// the floor measured in the same run: a bare binding call from the page answered by one
+// Runtime.evaluate. Both are timed from a Runtime.evaluate that waits for the page's promise, so
+// the evaluate's own cost is in both. Prints the median and the 99th percentile.
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <vector>
+
+#include "hav/cdp_engine.h"
+#include "render/render_process.h"
+#include "tn_browser_factory.h"
+#include "tn_webui_module.h"
+#include "tnbase/logger.h"
+#include "tnmainui/business_core.h"
+#include "tnmainui/inproc_host.h"
+
+namespace {
+
+class Pages {
+ public:
+  Pages() {
+    tnbase::SetLogSink([](const tnbase::LogRecord&) {});
+    xhav::cdp::EngineOptions options;
+    options.pagesDir = TNWEBUI_PAGES_DIR;
+    engine = std::make_unique<xhav::cdp::Engine>(options, xhav::kProcessTypeRender);
+    if (!engine->ok()) return;
+    engine->ui().BindCurrentThread();
+    host = std::make_unique<tnmainui::InProcessHost>(engine->core(), engine->render_host());
+    module = std::make_unique<tnwebui::TnWebUIModule>(host.get());
+    previous = tnwebui::TnWebUIModule::Install(module.get());
+    render = std::make_unique<tnwebui::RenderProcess>(module.get());
+    render->RegisterNativeExtension();
+    engine->render_host()->SetRenderNotify(render.get());
+    core = new tnmainui::ScriptedBusinessCore(u"org", "acc");
+    core->SetRecordCalls(false);
+    core->SetHandler([](const tnmainui::BusinessCall& call) {
+      call.callback->OnBusinessResult(call.business.c_str(), call.action.c_str(),
+                                      call.callbackId.c_str(), 0, u"{\"ok\":1}");
+      return S_OK;
+    });
+    // The floor's binding is answered at once with one evaluate.
+    engine->SetBindingHandler(
+        [this](xhav::cdp::PageBrowser* p, const std::string&, const std::string&) {
+          Json::Value params;
+          params["expression"] = "window.__floorResolve()";
+          engine->connection().Send("Runtime.evaluate", params, p->session(), nullptr);
+        });
+    IBrowserViewSetting* settings = nullptr;
+    tnwebui::TnBrowserFactory* factory = module->GetOrCreateFactory();
+    factory->CreateBrowserViewSetting(&settings);
+    settings->SetName(u"bench");
+    settings->SetBusinessCore(core);
+    factory->CreateBrowserView("file://tavrin5main/index.html", settings, &view);
+    settings->Release();
+    page = engine->browsers().back();
+    Json::Value ready;
+    for (int i = 0; i < 2000; ++i) {
+      engine->ui().RunUntilIdle();
+      if (page->Evaluate("!!(window.tnpc && window.tnpc.exebusinessaction)", &ready) &&
+          ready.asBool())
+        break;
+    }
+    Json::Value binding;
+    binding["name"] = "__floor";
+    engine->connection().Call("Runtime.addBinding", binding, page->session(), nullptr);
+    // From here the UI thread runs by itself while the benchmark waits on the page.
+    engine->ui().StartThread();
+  }
+  ~Pages() {
+    if (!engine || !engine->ok()) return;
+    engine->ui().Stop();
+    page->Close(0);
+    for (int i = 0; i < 2000 && page->alive(); ++i) engine->ui().RunUntilIdle();
+    view->Release();
+    engine->render_host()->SetRenderNotify(nullptr);
+    tnwebui::TnWebUIModule::Install(previous);
+    core->Release();
+  }
+  bool ok() const { return engine && engine->ok() && page; }
+
+  std::unique_ptr<xhav::cdp::Engine> engine;
+  std::unique_ptr<tnmainui::InProcessHost> host;
+  std::unique_ptr<tnwebui::TnWebUIModule> module;
+  tnwebui::TnWebUIModule* previous = nullptr;
+  std::unique_ptr<tnwebui::RenderProcess> render;
+  tnmainui::ScriptedBusinessCore* core = nullptr;
+  IBrowserView* view = nullptr;
+  xhav::cdp::PageBrowser* page = nullptr;
+};
+
+Pages& Shared() {
+  static Pages pages;
+  return pages;
+}
+
+void Measure(benchmark::State& state, const std::string& expression) {
+  Pages& pages = Shared();
+  if (!pages.ok()) {
+    state.SkipWithError("Chromium is not available");
+    return;
+  }
+  std::vector<double> samples;
+  for (auto _ : state) {
+    const auto start = std::chrono::steady_clock::now();
+    Json::Value done;
+    if (!pages.page->Evaluate(expression, &done) || !done.asBool()) {
+      state.SkipWithError("the page did not answer");
+      return;
+    }
+    samples.push_back(
+        std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start)
+            .count());
+  }
+  std::sort(samples.begin(), samples.end());
+  state.counters["p50_us"] = samples[samples.size() / 2];
+  state.counters["p99_us"] = samples[std::min(samples.size() - 1, samples.size() * 99 / 100)];
+}
+
+void BM_PageBusinessAction(benchmark::State& state) {
+  Measure(state,
+          "new Promise(function (r) { tnpc.exebusinessaction('Contact', 'Ping', '', '{}', 'p', "
+          "function () { r(true); }); })");
+}
+
+void BM_PageBusinessAction_Floor(benchmark::State& state) {
+  Measure(state,
+          "new Promise(function (r) { window.__floorResolve = function () { r(true); }; "
+          "__floor('x'); })");
+}
+
+BENCHMARK(BM_PageBusinessAction)->Iterations(300)->UseRealTime();
+BENCHMARK(BM_PageBusinessAction_Floor)->Iterations(300)->UseRealTime();
+
+}  // namespace
+
+BENCHMARK_MAIN();
