@@ -30,6 +30,7 @@
 namespace {
 
 const char* g_library = "./libTnWebUI.so";
+bool g_failed = false;   // a part of this process saw a page or a step fail
 const char* g_who = "";  // the prefix of this process's lines
 
 void Say(const char* format, ...) __attribute__((format(printf, 1, 2)));
@@ -123,16 +124,23 @@ CefRefPtr<CefV8Value> ScriptFunction(const char* name,
 }
 
 // Runs `part` in a process of its own and waits for it.
-void InChild(const std::function<void()>& part) {
+// Runs `part` in a process of its own and waits for it; true if it succeeded.
+bool InChild(const std::function<void()>& part) {
   std::fflush(stdout);
   const pid_t pid = fork();
   if (pid == 0) {
     part();
     std::fflush(stdout);
-    std::_Exit(0);
+    std::_Exit(g_failed ? 1 : 0);
   }
   int status = 0;
   waitpid(pid, &status, 0);
+  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+void Fail(const char* what) {
+  g_failed = true;
+  Say("  FAILED: %s", what);
 }
 
 // Waits up to `ms` milliseconds (ten seconds unless told) for `done`.
@@ -399,7 +407,8 @@ void RealPage() {
   // The engine reports a render process too: the module puts its render side over the pages.
   xhav::cdp::Engine engine(options, xhav::kProcessTypeRender);
   if (!engine.ok()) {
-    Say("== Chromium is not available (%s); the real page is left out", engine.error().c_str());
+    Say("== Chromium is not available (%s)", engine.error().c_str());
+    Fail("the real pages could not run");
     return;
   }
   engine.ui().BindCurrentThread();
@@ -442,6 +451,8 @@ void RealPage() {
   Say("  document.cookie in its cookie space: %s", cookie.asString().c_str());
   Say("  window.watermarkInfo = %s", info.asString().c_str());
   Say("  the watermark layer is on the page: %s", marked.asBool() ? "yes" : "no");
+  if (!marked.asBool() || cookie.asString() != "sid=s-991")
+    Fail("TnMain has no watermark or cookie");
   std::string png;
   const std::string shot = std::string(TNWEBUI_BUILD_DIR) + "/demo-tnmain-watermark.png";
   if (page->CaptureScreenshot(&png)) {
@@ -502,6 +513,9 @@ void RealPage() {
   Say("  the page's function got: code %d, data %s, id %s; its call from inside the answer got %s",
       results["answer"]["code"].asInt(), results["answer"]["data"].asString().c_str(),
       results["answer"]["id"].asString().c_str(), results["again"].asString().c_str());
+  if (!results["again"].isString() || results["events"].size() != 5) {
+    Fail("the business page's own script did not get all its answers and events");
+  }
   for (const Json::Value& event : results["events"]) {
     Say("  the page's event function got: type %d, name %s, format %s, payload %s",
         event["type"].asInt(), event["name"].asString().c_str(), event["format"].asString().c_str(),
@@ -660,16 +674,17 @@ int main(int argc, char** argv) {
   if (argc > 1) g_library = argv[1];
   setvbuf(stdout, nullptr, _IOLBF, 0);
   std::printf("== TnWebUI demo, module %s\n\n", g_library);
-  InChild(PageFirstCalls);
+  bool ok = InChild(PageFirstCalls);
   std::printf("\n");
-  InChild(HostOpensWindows);
+  ok = InChild(HostOpensWindows) && ok;
   std::printf("\n");
-  InChild(ViewLifeCycle);
+  ok = InChild(ViewLifeCycle) && ok;
   std::printf("\n");
-  InChild(PageEvents);
+  ok = InChild(PageEvents) && ok;
   std::printf("\n");
-  InChild(RealPage);
+  ok = InChild(RealPage) && ok;
   std::printf("\n== one typical request, over two processes\n");
   TypicalRequest();
-  return 0;
+  std::printf("\n== %s\n", ok ? "every part succeeded" : "a part FAILED");
+  return ok ? 0 : 1;
 }
