@@ -44,7 +44,8 @@ class ChromiumViews : public ::testing::Test {
     tnwebui::TnWebUIModule::Install(previous);
     for (auto* core : cores) core->Release();
   }
-  // Runs the UI thread's work until `done`, at most ten seconds.
+  // Runs the UI thread's work until `done`, at most ten seconds. Predicates evaluate in the page
+  // with a short time-out: a page may be waiting in a call for this very thread.
   bool Pump(const std::function<bool()>& done) {
     for (int i = 0; i < 2000; ++i) {
       engine.ui().RunUntilIdle();
@@ -154,6 +155,21 @@ class ChromiumPages : public ChromiumViews {
   tnwebui::RenderProcess render{&module};
 };
 
+TEST_F(ChromiumPages, AnswersThatThePageNeedsAtOnceComeWithinTheCall) {
+  auto* page = Open(u"Sync", u"org-1", "file://tavrin4/loading.html",
+                    R"({"url":"file://tavrin5main/sync.html"})");
+  ASSERT_NE(page, nullptr);
+  Json::Value results;
+  ASSERT_TRUE(Pump([&] {
+    return page->Evaluate("window.results", &results, 300) && results["done"].asBool();
+  })) << results.toStyledString();
+  EXPECT_TRUE(results["canGoBack"].isBool());
+  EXPECT_TRUE(results["canGoBack"].asBool());  // the loading page is behind it
+  EXPECT_EQ(results["errorInsideCall"].asString(),
+            "{\"data\":{},\"meta\":{},\"status\":{\"code\":-2,\"message\":\"NOT_SUPPORTED\"}}\n");
+  EXPECT_TRUE(results["unknown"].asBool());
+}
+
 TEST_F(ChromiumPages, APageCallReachesTheCoreAndTheAnswerItsFunction) {
   auto* page = Open(u"Business", u"org-1", "file://tavrin5main/business.html", "{}");
   ASSERT_NE(page, nullptr);
@@ -170,7 +186,7 @@ TEST_F(ChromiumPages, APageCallReachesTheCoreAndTheAnswerItsFunction) {
   bus.Raise(4, "tn.demo", "binary", std::string("\x01\x02\x03", 3));
   Json::Value results;
   ASSERT_TRUE(Pump([&] {
-    return page->Evaluate("window.results", &results) && results["again"].isString() &&
+    return page->Evaluate("window.results", &results, 300) && results["again"].isString() &&
            results["events"].size() == 2;
   })) << results.toStyledString();
   EXPECT_EQ(results["answer"]["code"].asInt(), 0);

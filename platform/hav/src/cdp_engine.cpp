@@ -209,6 +209,10 @@ void Engine::OnEvent(const std::string& method, const Json::Value& params,
 
 void Engine::ServeResource(const std::string& session, const Json::Value& params) {
   const std::string url = params["request"]["url"].asString();
+  if (url.rfind("https://tnpc-call.pages.invalid/", 0) == 0) {
+    ServeCall(session, params);
+    return;
+  }
   std::string path = ToClientUrl(url);
   path = path.substr(std::string("file://").size());
   const auto query = path.find_first_of("?#");
@@ -229,6 +233,37 @@ void Engine::ServeResource(const std::string& session, const Json::Value& params
   header["value"] = ContentType(path);
   fulfil["responseHeaders"].append(header);
   fulfil["body"] = Base64(body);
+  connection_->Send("Fetch.fulfillRequest", fulfil, session, nullptr);
+}
+
+void Engine::ServeCall(const std::string& session, const Json::Value& params) {
+  PageBrowser* page = nullptr;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto it = bySession_.find(session);
+    if (it != bySession_.end()) page = it->second;
+  }
+  const Json::Value& request = params["request"];
+  std::string body = request["postData"].asString();
+  if (body.empty() && request["postDataEntries"].isArray() &&
+      request["postDataEntries"].size() > 0) {
+    const QByteArray bytes = QByteArray::fromBase64(
+        QByteArray::fromStdString(request["postDataEntries"][0]["bytes"].asString()));
+    body.assign(bytes.constData(), static_cast<std::size_t>(bytes.size()));
+  }
+  const std::string reply = page ? page->OnSyncCall(body) : "{\"handled\":false}";
+  Json::Value fulfil;
+  fulfil["requestId"] = params["requestId"];
+  fulfil["responseCode"] = 200;
+  for (const auto& [name, value] :
+       {std::pair<const char*, const char*>{"Content-Type", "text/plain; charset=utf-8"},
+        {"Access-Control-Allow-Origin", "*"}}) {
+    Json::Value header;
+    header["name"] = name;
+    header["value"] = value;
+    fulfil["responseHeaders"].append(header);
+  }
+  fulfil["body"] = Base64(reply);
   connection_->Send("Fetch.fulfillRequest", fulfil, session, nullptr);
 }
 

@@ -24,7 +24,28 @@ constexpr char kShim[] = R"JS(
   if (window.__tnpcShim) return;
   var handles = [];
   var send = window.__tnpcNative;
-  var stringify = JSON.stringify;
+  // Captured at document start: pages may patch them.
+  var stringify = JSON.stringify, parse = JSON.parse, XHR = window.XMLHttpRequest;
+  var context = 0;
+  // A call waits for its answer (a synchronous request to the reserved origin); functions that
+  // native code runs within it come back with the answer and run before the call returns.
+  // Where synchronous requests are forbidden (unload), the binding carries the call.
+  function call(name, args) {
+    var body = stringify({ctx: context, fn: name, args: args});
+    var reply;
+    try {
+      var x = new XHR();
+      x.open('POST', 'https://tnpc-call.pages.invalid/call', false);
+      x.setRequestHeader('Content-Type', 'text/plain');
+      x.send(body);
+      reply = parse(x.responseText);
+    } catch (e) {
+      send(body);
+      return undefined;
+    }
+    (reply.deferred || []).forEach(function (d) { window.__tnpcShim.run(d.h, d.a); });
+    return reply.handled ? decode(reply.ret) : undefined;
+  }
   function encode(v) {
     if (typeof v === 'string') return {t: 's', v: v};
     if (typeof v === 'number') return (v | 0) === v && !Object.is(v, -0) ? {t: 'i', v: v} : {t: 'd', v: v};
@@ -46,11 +67,12 @@ constexpr char kShim[] = R"JS(
     return v.v;
   }
   window.__tnpcShim = {
-    install: function (names) {
+    install: function (names, ctx) {
       var object = {};
+      context = ctx;
       names.forEach(function (name) {
         object[name] = function () {
-          send(stringify({fn: name, args: Array.prototype.map.call(arguments, encode)}));
+          return call(name, Array.prototype.map.call(arguments, encode));
         };
       });
       window.tnpc = window.Tavrin = object;
@@ -61,7 +83,7 @@ constexpr char kShim[] = R"JS(
     }
   };
   // The native side may have come first in this document.
-  if (window.__tnpcNames) window.__tnpcShim.install(window.__tnpcNames);
+  if (window.__tnpcNames) window.__tnpcShim.install(window.__tnpcNames, window.__tnpcContext);
 })();
 )JS";
 
@@ -181,8 +203,10 @@ void PageBrowser::OnNewDocument(int executionContextId) {
   Json::Value params;
   // The shim normally stands in the document from its start; should the page have been faster
   // than its registration, it comes with the object (it is made only once per document).
-  params["expression"] = "window.__tnpcNames = " + Write(names) + ";" + kShim +
-                         "; window.__tnpcShim.install(window.__tnpcNames)";
+  params["expression"] = "window.__tnpcNames = " + Write(names) +
+                         "; window.__tnpcContext = " + std::to_string(executionContextId) + ";" +
+                         kShim + "; window.__tnpcShim.install(window.__tnpcNames, " +
+                         std::to_string(executionContextId) + ")";
   params["contextId"] = executionContextId;
   engine_->connection().Send("Runtime.evaluate", params, session_, nullptr);
 }
@@ -196,21 +220,27 @@ void PageBrowser::OnDocumentGone(int executionContextId) {
 
 void PageBrowser::OnPageCall(const Json::Value& params) {
   if (params["name"].asString() != kBinding) return;
-  const int contextId = params["executionContextId"].asInt();
-  auto doc = documents_.find(contextId);
-  if (doc == documents_.end() || !doc->second.object) return;  // a document that is gone
-  const Document document = doc->second;
+  Json::Value call;
+  if (!ParseCall(params["payload"].asString(), &call)) return;
+  CallNative(params["executionContextId"].asInt(), call);
+}
+
+bool PageBrowser::ParseCall(const std::string& payload, Json::Value* call) {
   Json::CharReaderBuilder builder;
   std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  const std::string payload = params["payload"].asString();
-  Json::Value call;
   std::string errors;
-  if (!reader->parse(payload.data(), payload.data() + payload.size(), &call, &errors) ||
-      !call.isObject() || !call["fn"].isString() || !call["args"].isArray()) {
-    return;
-  }
+  return reader->parse(payload.data(), payload.data() + payload.size(), call, &errors) &&
+         call->isObject() && (*call)["fn"].isString() && (*call)["args"].isArray();
+}
+
+Json::Value PageBrowser::CallNative(int contextId, const Json::Value& call) {
+  Json::Value reply;
+  reply["handled"] = false;
+  auto doc = documents_.find(contextId);
+  if (doc == documents_.end() || !doc->second.object) return reply;  // a document that is gone
+  const Document document = doc->second;
   CefRefPtr<CefV8Value> function = document.object->GetValue(call["fn"].asString());
-  if (!function || !function->IsFunction()) return;
+  if (!function || !function->IsFunction()) return reply;
   std::function<CefRefPtr<CefV8Value>(const Json::Value&)> decode =
       [&](const Json::Value& v) -> CefRefPtr<CefV8Value> {
     const std::string t = v["t"].asString();
@@ -219,10 +249,11 @@ void PageBrowser::OnPageCall(const Json::Value& params) {
     if (t == "d") return CefV8Value::CreateDouble(v["v"].asDouble());
     if (t == "b") return CefV8Value::CreateBool(v["v"].asBool());
     if (t == "n") return CefV8Value::CreateNull();
-    if (t == "a") {
+    if (t == "a" && v["v"].isArray()) {
       CefRefPtr<CefV8Value> array = CefV8Value::CreateArray(static_cast<int>(v["v"].size()));
-      for (Json::ArrayIndex i = 0; i < v["v"].size(); ++i)
+      for (Json::ArrayIndex i = 0; i < v["v"].size(); ++i) {
         array->SetValue(static_cast<int>(i), decode(v["v"][i]));
+      }
       return array;
     }
     if (t == "f") {
@@ -239,7 +270,27 @@ void PageBrowser::OnPageCall(const Json::Value& params) {
   };
   CefV8ValueList args;
   for (const Json::Value& v : call["args"]) args.push_back(decode(v));
-  cef_inproc::CallFromScript(document.script, function, args);
+  const cef_inproc::ScriptCallResult result =
+      cef_inproc::CallFromScript(document.script, function, args);
+  reply["handled"] = result.handled;
+  reply["ret"] = Encode(result.value);
+  return reply;
+}
+
+std::string PageBrowser::OnSyncCall(const std::string& body) {
+  Json::Value call;
+  Json::Value reply;
+  if (ParseCall(body, &call) && call["ctx"].isInt()) {
+    // Page functions due within the call go back with its answer.
+    syncContext_ = call["ctx"].asInt();
+    deferred_ = Json::Value(Json::arrayValue);
+    reply = CallNative(syncContext_, call);
+    reply["deferred"] = deferred_;
+    syncContext_ = 0;
+  } else {
+    reply["handled"] = false;
+  }
+  return Write(reply);
 }
 
 void PageBrowser::RunPageFunction(int executionContextId, int handle, const CefV8ValueList& args) {
@@ -247,6 +298,13 @@ void PageBrowser::RunPageFunction(int executionContextId, int handle, const CefV
   if (!alive_ || documents_.count(executionContextId) == 0) return;
   Json::Value encoded(Json::arrayValue);
   for (const auto& a : args) encoded.append(Encode(a));
+  if (executionContextId == syncContext_) {
+    Json::Value deferred;
+    deferred["h"] = handle;
+    deferred["a"] = encoded;
+    deferred_.append(deferred);
+    return;
+  }
   Json::Value params;
   params["expression"] = "window.__tnpcShim && window.__tnpcShim.run(" + std::to_string(handle) +
                          ", " + Write(encoded) + ")";

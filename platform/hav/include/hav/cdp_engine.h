@@ -61,6 +61,9 @@ class HAV_API PageBrowser final : public Browser {
   void OnNewDocument(int executionContextId);
   void OnDocumentGone(int executionContextId);
   void OnPageCall(const Json::Value& params);
+  // A call that waits: the page's synchronous request to the reserved origin. The reply holds
+  // the function's result and the page functions due within the call.
+  std::string OnSyncCall(const std::string& body);
   // Runs page function `handle` of the document in `executionContextId` (no waiting).
   void RunPageFunction(int executionContextId, int handle, const CefV8ValueList& args);
 
@@ -103,6 +106,10 @@ class HAV_API PageBrowser final : public Browser {
     CefRefPtr<CefV8Value> object;    // its native object
   };
   std::map<int, Document> documents_;  // by the page's execution context
+  static bool ParseCall(const std::string& payload, Json::Value* call);
+  Json::Value CallNative(int contextId, const Json::Value& call);
+  int syncContext_ = 0;   // the document whose synchronous call runs now
+  Json::Value deferred_;  // page functions due within that call
 };
 
 class HAV_API Engine {
@@ -138,6 +145,7 @@ class HAV_API Engine {
   std::string ContextFor(const std::string& space);
   void OnEvent(const std::string& method, const Json::Value& params, const std::string& session);
   void ServeResource(const std::string& session, const Json::Value& params);
+  void ServeCall(const std::string& session, const Json::Value& params);
 
   EngineOptions options_;
   tnbase::TaskQueue ui_{"TID_UI"};
