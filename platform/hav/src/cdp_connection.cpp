@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <future>
 
 namespace xhav::cdp {
@@ -64,10 +65,11 @@ std::unique_ptr<Connection> Connection::Launch(const LaunchOptions& options, std
     if (error) *error = std::string("pipe: ") + std::strerror(errno);
     return nullptr;
   }
+  const std::string profile = FreshProfileDir();
   std::vector<std::string> args = {options.executable,
                                    "--remote-debugging-pipe",
                                    "--no-sandbox",
-                                   "--user-data-dir=" + FreshProfileDir(),
+                                   "--user-data-dir=" + profile,
                                    "--disable-background-networking",
                                    "--disable-component-update",
                                    "--disable-sync",
@@ -109,7 +111,9 @@ std::unique_ptr<Connection> Connection::Launch(const LaunchOptions& options, std
   setpgid(pid, pid);
   close(toChild[0]);
   close(fromChild[1]);
-  return std::unique_ptr<Connection>(new Connection(pid, toChild[1], fromChild[0]));
+  auto connection = std::unique_ptr<Connection>(new Connection(pid, toChild[1], fromChild[0]));
+  connection->profile_ = profile;
+  return connection;
 }
 
 Connection::Connection(pid_t pid, int toChromium, int fromChromium)
@@ -131,6 +135,8 @@ Connection::~Connection() {
   if (!reaped) waitpid(pid_, &status, 0);
   if (reader_.joinable()) reader_.join();
   close(fromChromium_);
+  std::error_code ignored;
+  std::filesystem::remove_all(profile_, ignored);  // the fresh profile goes with its browser
   // Answers that never came: their callers hear of the end.
   std::map<int, Callback> pending;
   {

@@ -68,6 +68,7 @@ class HAV_API Connection {
   bool WriteMessage(const std::string& text);
 
   const pid_t pid_;
+  std::string profile_;  // the fresh --user-data-dir, removed at the end
   const int toChromium_;
   const int fromChromium_;
   std::thread reader_;
