@@ -201,3 +201,22 @@ TEST_F(ChromiumPages, APageCallReachesTheCoreAndTheAnswerItsFunction) {
   EXPECT_EQ(calls[0].business, u"contact");
   EXPECT_EQ(calls[0].json, u"{\"uid\":7}");
 }
+
+TEST_F(ChromiumPages, AFrameOfAnotherSiteHasItsOwnTnpc) {
+  auto* page = Open(u"Frames", u"org-1", "file://tavrin5main/frames.html", "{}");
+  ASSERT_NE(page, nullptr);
+  cores.back()->SetHandler([](const tnmainui::BusinessCall& call) {
+    call.callback->OnBusinessResult(call.business.c_str(), call.action.c_str(),
+                                    call.callbackId.c_str(), 0, u"to the frame");
+    return S_OK;
+  });
+  Json::Value results;
+  ASSERT_TRUE(Pump([&] {
+    return page->Evaluate("window.results", &results, 300) && results["frame"].isObject();
+  })) << results.toStyledString();
+  EXPECT_EQ(results["frame"]["frame"].asString(), "tavrin5.frames.invalid");
+  EXPECT_EQ(results["frame"]["answer"].asString(), "to the frame");
+  EXPECT_EQ(results["frame"]["canGoBackType"].asString(), "boolean");
+  ASSERT_EQ(cores.back()->calls().size(), 1u);
+  EXPECT_EQ(cores.back()->calls()[0].action, u"fromframe");
+}

@@ -14,6 +14,8 @@ namespace {
 
 constexpr const char* kRoots[] = {"tavrin5main", "tavrin5", "tavrin4"};
 constexpr char kPagesHost[] = ".pages.invalid";
+// A second reserved site with the same files: pages can hold frames of another site.
+constexpr char kFramesHost[] = ".frames.invalid";
 
 std::string Utf8(TnString* s) { return s ? s->ToUTF8() : std::string(); }
 
@@ -163,20 +165,7 @@ bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* 
   }
   const std::string& session = browser->session_;
   SetUpRenderSide(this, browser);
-  // The set-up is in force before the first navigation: each step waits for its answer.
-  Json::Value binding;
-  binding["name"] = "__tnpcNative";
-  Json::Value shim;
-  shim["source"] = ShimScript();
-  Json::Value fetch;
-  Json::Value pattern;
-  pattern["urlPattern"] = std::string("https://*") + kPagesHost + "/*";
-  fetch["patterns"].append(pattern);
-  connection_->Call("Page.enable", Json::Value(), session, nullptr);
-  connection_->Call("Runtime.enable", Json::Value(), session, nullptr);
-  connection_->Call("Runtime.addBinding", binding, session, nullptr);
-  connection_->Call("Page.addScriptToEvaluateOnNewDocument", shim, session, nullptr);
-  connection_->Call("Fetch.enable", fetch, session, nullptr);
+  SetUpSession(session);
   if (out) *out = browser;
 
   // The view learns of its window first; the first navigation follows the view's set-up, so
@@ -188,6 +177,31 @@ bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* 
     if (!address.empty()) browser->LoadUrl(address.c_str());
   });
   return true;
+}
+
+void Engine::SetUpSession(const std::string& session) {
+  // Every step is in force before the session's first document: each waits for its answer.
+  Json::Value binding;
+  binding["name"] = "__tnpcNative";
+  Json::Value shim;
+  shim["source"] = ShimScript();
+  Json::Value fetch;
+  for (const char* host : {kPagesHost, kFramesHost}) {
+    Json::Value pattern;
+    pattern["urlPattern"] = std::string("https://*") + host + "/*";
+    fetch["patterns"].append(pattern);
+  }
+  Json::Value attach;
+  attach["autoAttach"] = true;
+  attach["waitForDebuggerOnStart"] = true;
+  attach["flatten"] = true;
+  connection_->Call("Page.enable", Json::Value(), session, nullptr);
+  connection_->Call("Runtime.enable", Json::Value(), session, nullptr);
+  connection_->Call("Runtime.addBinding", binding, session, nullptr);
+  connection_->Call("Page.addScriptToEvaluateOnNewDocument", shim, session, nullptr);
+  connection_->Call("Fetch.enable", fetch, session, nullptr);
+  // Frames of other sites are targets of their own: they are attached and set up the same way.
+  connection_->Call("Target.setAutoAttach", attach, session, nullptr);
 }
 
 void Engine::OnEvent(const std::string& method, const Json::Value& params,
@@ -204,7 +218,17 @@ void Engine::OnEvent(const std::string& method, const Json::Value& params,
     auto it = bySession_.find(key);
     if (it != bySession_.end()) browser = it->second;
   }
-  if (browser) browser->OnEvent(method, params);
+  if (!browser) return;
+  if (method == "Target.attachedToTarget" && !session.empty()) {
+    const std::string child = params["sessionId"].asString();
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      bySession_[child] = browser;
+    }
+    browser->OnFrameAttached(child, params["targetInfo"]["targetId"].asString());
+    return;
+  }
+  browser->OnEvent(method, params, session.empty() ? browser->session_ : session);
 }
 
 void Engine::ServeResource(const std::string& session, const Json::Value& params) {
@@ -214,7 +238,12 @@ void Engine::ServeResource(const std::string& session, const Json::Value& params
     return;
   }
   std::string path = ToClientUrl(url);
-  path = path.substr(std::string("file://").size());
+  for (const char* root : kRoots) {
+    const std::string frames = "https://" + std::string(root) + kFramesHost + "/";
+    if (url.rfind(frames, 0) == 0)
+      path = std::string("file://") + root + "/" + url.substr(frames.size());
+  }
+  path = path.substr(std::min(path.size(), std::string("file://").size()));
   const auto query = path.find_first_of("?#");
   if (query != std::string::npos) path.resize(query);
   std::string body;
@@ -251,7 +280,7 @@ void Engine::ServeCall(const std::string& session, const Json::Value& params) {
         QByteArray::fromStdString(request["postDataEntries"][0]["bytes"].asString()));
     body.assign(bytes.constData(), static_cast<std::size_t>(bytes.size()));
   }
-  const std::string reply = page ? page->OnSyncCall(body) : "{\"handled\":false}";
+  const std::string reply = page ? page->OnSyncCall(session, body) : "{\"handled\":false}";
   Json::Value fulfil;
   fulfil["requestId"] = params["requestId"];
   fulfil["responseCode"] = 200;
@@ -284,8 +313,51 @@ PageBrowser::~PageBrowser() {
   if (hwnd_) win::DestroyWindow(hwnd_);
 }
 
-void PageBrowser::OnEvent(const std::string& method, const Json::Value& params) {
+void PageBrowser::OnFrameAttached(const std::string& session, const std::string& targetId) {
+  frames_[session] = targetId;
+  engine_->SetUpSession(session);
+  engine_->connection().Send("Runtime.runIfWaitingForDebugger", Json::Value(), session, nullptr);
+}
+
+void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
+                          const std::string& session) {
   if (!alive_) return;
+  const bool main = session == session_;
+  const std::string frame = main ? target_ : frames_[session];
+  if (method == "Runtime.executionContextCreated") {
+    const Json::Value& aux = params["context"]["auxData"];
+    if (aux["isDefault"].asBool() && aux["frameId"].asString() == frame) {
+      OnNewDocument(session, params["context"]["id"].asInt());
+    }
+    return;
+  }
+  if (method == "Runtime.executionContextDestroyed") {
+    OnDocumentGone(session, params["executionContextId"].asInt());
+    return;
+  }
+  if (method == "Runtime.executionContextsCleared" || (!main && method == "Inspector.detached")) {
+    std::vector<int> ids;
+    for (const auto& [key, document] : documents_) {
+      if (key.first == session) ids.push_back(key.second);
+    }
+    for (int id : ids) OnDocumentGone(session, id);
+    if (!main && method == "Inspector.detached") frames_.erase(session);
+    return;
+  }
+  if (method == "Runtime.bindingCalled") {
+    if (params["name"].asString() == "__tnpcNative") {
+      OnPageCall(session, params);
+      return;
+    }
+    Engine::BindingHandler handler;
+    {
+      std::lock_guard<std::mutex> lock(engine_->mutex_);
+      handler = engine_->bindingHandler_;
+    }
+    if (handler) handler(this, params["name"].asString(), params["payload"].asString());
+    return;
+  }
+  if (!main) return;  // the rest is the page's own
   // A main-frame document has committed: its address is known at once (the page's first calls
   // may come before the load ends), and the history follows when the load does.
   if (method == "Page.frameNavigated" && !params["frame"].isMember("parentId")) {
@@ -306,36 +378,6 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params) 
     engine_->connection().Send(
         "Page.getNavigationHistory", Json::Value(), session_,
         [this](const Json::Value& result, const Json::Value&) { OnHistory(result); });
-    return;
-  }
-  if (method == "Runtime.executionContextCreated") {
-    const Json::Value& aux = params["context"]["auxData"];
-    if (aux["isDefault"].asBool() && aux["frameId"].asString() == target_) {
-      OnNewDocument(params["context"]["id"].asInt());
-    }
-    return;
-  }
-  if (method == "Runtime.executionContextDestroyed") {
-    OnDocumentGone(params["executionContextId"].asInt());
-    return;
-  }
-  if (method == "Runtime.executionContextsCleared") {
-    std::vector<int> ids;
-    for (const auto& [id, document] : documents_) ids.push_back(id);
-    for (int id : ids) OnDocumentGone(id);
-    return;
-  }
-  if (method == "Runtime.bindingCalled") {
-    if (params["name"].asString() == "__tnpcNative") {
-      OnPageCall(params);
-      return;
-    }
-    Engine::BindingHandler handler;
-    {
-      std::lock_guard<std::mutex> lock(engine_->mutex_);
-      handler = engine_->bindingHandler_;
-    }
-    if (handler) handler(this, params["name"].asString(), params["payload"].asString());
     return;
   }
   if (method == "Inspector.detached") FinishClose();

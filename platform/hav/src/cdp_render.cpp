@@ -186,7 +186,7 @@ std::string ShimScript() { return kShim; }
 
 void SetUpRenderSide(Engine* engine, PageBrowser* page);
 
-void PageBrowser::OnNewDocument(int executionContextId) {
+void PageBrowser::OnNewDocument(const std::string& session, int executionContextId) {
   auto* host = static_cast<Engine::RenderHostImpl*>(engine_->render_host());
   RenderNotify* notify = host ? host->notify() : nullptr;
   if (!notify) return;
@@ -194,7 +194,7 @@ void PageBrowser::OnNewDocument(int executionContextId) {
   document.script = cef_inproc::CreateContext(renderBrowser_, nullptr);
   notify->OnContextCreated(renderBrowser_, nullptr, document.script, true);
   document.object = document.script->GetGlobal()->GetValue("tnpc");
-  documents_[executionContextId] = document;
+  documents_[{session, executionContextId}] = document;
   if (!document.object) return;
   std::vector<CefString> keys;
   document.object->GetKeys(keys);
@@ -208,21 +208,21 @@ void PageBrowser::OnNewDocument(int executionContextId) {
                          kShim + "; window.__tnpcShim.install(window.__tnpcNames, " +
                          std::to_string(executionContextId) + ")";
   params["contextId"] = executionContextId;
-  engine_->connection().Send("Runtime.evaluate", params, session_, nullptr);
+  engine_->connection().Send("Runtime.evaluate", params, session, nullptr);
 }
 
-void PageBrowser::OnDocumentGone(int executionContextId) {
-  auto it = documents_.find(executionContextId);
+void PageBrowser::OnDocumentGone(const std::string& session, int executionContextId) {
+  auto it = documents_.find({session, executionContextId});
   if (it == documents_.end()) return;
   cef_inproc::InvalidateContext(it->second.script);
   documents_.erase(it);
 }
 
-void PageBrowser::OnPageCall(const Json::Value& params) {
+void PageBrowser::OnPageCall(const std::string& session, const Json::Value& params) {
   if (params["name"].asString() != kBinding) return;
   Json::Value call;
   if (!ParseCall(params["payload"].asString(), &call)) return;
-  CallNative(params["executionContextId"].asInt(), call);
+  CallNative(session, params["executionContextId"].asInt(), call);
 }
 
 bool PageBrowser::ParseCall(const std::string& payload, Json::Value* call) {
@@ -233,10 +233,11 @@ bool PageBrowser::ParseCall(const std::string& payload, Json::Value* call) {
          call->isObject() && (*call)["fn"].isString() && (*call)["args"].isArray();
 }
 
-Json::Value PageBrowser::CallNative(int contextId, const Json::Value& call) {
+Json::Value PageBrowser::CallNative(const std::string& session, int contextId,
+                                    const Json::Value& call) {
   Json::Value reply;
   reply["handled"] = false;
-  auto doc = documents_.find(contextId);
+  auto doc = documents_.find({session, contextId});
   if (doc == documents_.end() || !doc->second.object) return reply;  // a document that is gone
   const Document document = doc->second;
   CefRefPtr<CefV8Value> function = document.object->GetValue(call["fn"].asString());
@@ -259,11 +260,11 @@ Json::Value PageBrowser::CallNative(int contextId, const Json::Value& call) {
     if (t == "f") {
       const int handle = v["h"].asInt();
       return cef_inproc::CreateScriptFunction(
-          v["n"].asString(),
-          cef_inproc::ScriptFunction([this, contextId, handle](const CefV8ValueList& args) {
-            RunPageFunction(contextId, handle, args);
-            return CefV8Value::CreateUndefined();
-          }));
+          v["n"].asString(), cef_inproc::ScriptFunction(
+                                 [this, session, contextId, handle](const CefV8ValueList& args) {
+                                   RunPageFunction(session, contextId, handle, args);
+                                   return CefV8Value::CreateUndefined();
+                                 }));
     }
     if (t == "o") return CefV8Value::CreateObject(nullptr);
     return CefV8Value::CreateUndefined();
@@ -277,28 +278,29 @@ Json::Value PageBrowser::CallNative(int contextId, const Json::Value& call) {
   return reply;
 }
 
-std::string PageBrowser::OnSyncCall(const std::string& body) {
+std::string PageBrowser::OnSyncCall(const std::string& session, const std::string& body) {
   Json::Value call;
   Json::Value reply;
   if (ParseCall(body, &call) && call["ctx"].isInt()) {
     // Page functions due within the call go back with its answer.
-    syncContext_ = call["ctx"].asInt();
+    syncDocument_ = {session, call["ctx"].asInt()};
     deferred_ = Json::Value(Json::arrayValue);
-    reply = CallNative(syncContext_, call);
+    reply = CallNative(session, syncDocument_.second, call);
     reply["deferred"] = deferred_;
-    syncContext_ = 0;
+    syncDocument_ = {};
   } else {
     reply["handled"] = false;
   }
   return Write(reply);
 }
 
-void PageBrowser::RunPageFunction(int executionContextId, int handle, const CefV8ValueList& args) {
+void PageBrowser::RunPageFunction(const std::string& session, int executionContextId, int handle,
+                                  const CefV8ValueList& args) {
   // A handle of a document that is gone fails silently, as a stale context does.
-  if (!alive_ || documents_.count(executionContextId) == 0) return;
+  if (!alive_ || documents_.count({session, executionContextId}) == 0) return;
   Json::Value encoded(Json::arrayValue);
   for (const auto& a : args) encoded.append(Encode(a));
-  if (executionContextId == syncContext_) {
+  if (syncDocument_ == std::make_pair(session, executionContextId)) {
     Json::Value deferred;
     deferred["h"] = handle;
     deferred["a"] = encoded;
@@ -309,7 +311,7 @@ void PageBrowser::RunPageFunction(int executionContextId, int handle, const CefV
   params["expression"] = "window.__tnpcShim && window.__tnpcShim.run(" + std::to_string(handle) +
                          ", " + Write(encoded) + ")";
   params["contextId"] = executionContextId;
-  engine_->connection().Send("Runtime.evaluate", params, session_, nullptr);
+  engine_->connection().Send("Runtime.evaluate", params, session, nullptr);
 }
 
 void SetUpRenderSide(Engine* engine, PageBrowser* page) {

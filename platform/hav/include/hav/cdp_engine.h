@@ -58,14 +58,16 @@ class HAV_API PageBrowser final : public Browser {
 
   // The render side of this page: a new document gets a context whose native object is
   // installed into the page; page calls come back by a binding.
-  void OnNewDocument(int executionContextId);
-  void OnDocumentGone(int executionContextId);
-  void OnPageCall(const Json::Value& params);
+  // Documents are named by the session of their frame and their execution context.
+  void OnNewDocument(const std::string& session, int executionContextId);
+  void OnDocumentGone(const std::string& session, int executionContextId);
+  void OnPageCall(const std::string& session, const Json::Value& params);
   // A call that waits: the page's synchronous request to the reserved origin. The reply holds
   // the function's result and the page functions due within the call.
-  std::string OnSyncCall(const std::string& body);
+  std::string OnSyncCall(const std::string& session, const std::string& body);
   // Runs page function `handle` of the document in `executionContextId` (no waiting).
-  void RunPageFunction(int executionContextId, int handle, const CefV8ValueList& args);
+  void RunPageFunction(const std::string& session, int executionContextId, int handle,
+                       const CefV8ValueList& args);
 
   const std::string& session() const { return session_; }
   const std::string& target() const { return target_; }
@@ -82,7 +84,9 @@ class HAV_API PageBrowser final : public Browser {
   friend void SetUpRenderSide(Engine* engine, PageBrowser* page);
   PageBrowser(Engine* engine, int id, BrowserNotify* notify, const inproc::BrowserParamRecord& p);
   ~PageBrowser() override;
-  void OnEvent(const std::string& method, const Json::Value& params);
+  void OnEvent(const std::string& method, const Json::Value& params, const std::string& session);
+  // A frame of another site, a target of its own: it gets the same set-up as the page.
+  void OnFrameAttached(const std::string& session, const std::string& targetId);
   // After a load: the history as the browser keeps it, then the view's notifications.
   void OnHistory(const Json::Value& result);
   void FinishClose();
@@ -93,6 +97,7 @@ class HAV_API PageBrowser final : public Browser {
   BrowserNotify* notify_;
   inproc::BrowserParamRecord param_;
   std::string target_, session_, context_;
+  std::map<std::string, std::string> frames_;  // session of a cross-site frame -> its target
   HWND hwnd_ = nullptr;
   std::atomic<bool> alive_{true};
   mutable std::mutex mutex_;
@@ -105,11 +110,11 @@ class HAV_API PageBrowser final : public Browser {
     CefRefPtr<CefV8Context> script;  // the render side's context of the document
     CefRefPtr<CefV8Value> object;    // its native object
   };
-  std::map<int, Document> documents_;  // by the page's execution context
+  std::map<std::pair<std::string, int>, Document> documents_;
   static bool ParseCall(const std::string& payload, Json::Value* call);
-  Json::Value CallNative(int contextId, const Json::Value& call);
-  int syncContext_ = 0;   // the document whose synchronous call runs now
-  Json::Value deferred_;  // page functions due within that call
+  Json::Value CallNative(const std::string& session, int contextId, const Json::Value& call);
+  std::pair<std::string, int> syncDocument_;  // the document whose synchronous call runs now
+  Json::Value deferred_;                      // page functions due within that call
 };
 
 class HAV_API Engine {
@@ -146,6 +151,8 @@ class HAV_API Engine {
   void OnEvent(const std::string& method, const Json::Value& params, const std::string& session);
   void ServeResource(const std::string& session, const Json::Value& params);
   void ServeCall(const std::string& session, const Json::Value& params);
+  // The page-side set-up of a session (the page's or a frame's), each step answered.
+  void SetUpSession(const std::string& session);
 
   EngineOptions options_;
   tnbase::TaskQueue ui_{"TID_UI"};
