@@ -391,8 +391,12 @@ void PageBrowser::OnHistory(const Json::Value& result) {
   }
   int index = result["currentIndex"].asInt();
   if (!urls.empty() && urls.front() == "about:blank" && index > 0) {
+    // The target's own about:blank is no back entry: the browser forgets it after the first
+    // navigation, and it isn't reported meanwhile.
     urls.erase(urls.begin());
     --index;
+    if (index == 0)
+      engine_->connection().Send("Page.resetNavigationHistory", Json::Value(), session_, nullptr);
   }
   if (index < 0 || index >= static_cast<int>(urls.size())) return;
   const std::string current = urls[index];

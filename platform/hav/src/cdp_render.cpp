@@ -7,6 +7,7 @@
 #include <json/writer.h>
 
 #include <QByteArray>
+#include <cmath>
 
 #include "arg_list.h"
 #include "cdp_render_host.h"
@@ -48,7 +49,12 @@ constexpr char kShim[] = R"JS(
   }
   function encode(v) {
     if (typeof v === 'string') return {t: 's', v: v};
-    if (typeof v === 'number') return (v | 0) === v && !Object.is(v, -0) ? {t: 'i', v: v} : {t: 'd', v: v};
+    if (typeof v === 'number') {
+      if ((v | 0) === v && !Object.is(v, -0)) return {t: 'i', v: v};
+      // JSON has no -0, NaN or infinities: they travel as words.
+      if (Object.is(v, -0) || v !== v || v === Infinity || v === -Infinity) return {t: 'x', v: String(v === 0 ? '-0' : v)};
+      return {t: 'd', v: v};
+    }
     if (typeof v === 'boolean') return {t: 'b', v: v};
     if (v === null) return {t: 'n'};
     if (typeof v === 'undefined') return {t: 'u'};
@@ -63,6 +69,7 @@ constexpr char kShim[] = R"JS(
       return bytes.buffer;
     }
     if (v.t === 'u') return undefined;
+    if (v.t === 'x') return v.v === '-0' ? -0 : Number(v.v);
     if (v.t === 'n') return null;
     return v.v;
   }
@@ -106,8 +113,14 @@ Json::Value Encode(const CefRefPtr<CefV8Value>& v) {
     out["t"] = "i";
     out["v"] = v->GetIntValue();
   } else if (v->IsDouble()) {
-    out["t"] = "d";
-    out["v"] = v->GetDoubleValue();
+    const double d = v->GetDoubleValue();
+    if (std::isnan(d) || std::isinf(d) || (d == 0 && std::signbit(d))) {
+      out["t"] = "x";
+      out["v"] = std::isnan(d) ? "NaN" : std::isinf(d) ? (d > 0 ? "Infinity" : "-Infinity") : "-0";
+    } else {
+      out["t"] = "d";
+      out["v"] = d;
+    }
   } else if (v->IsString()) {
     out["t"] = "s";
     out["v"] = v->GetStringValue().ToString();
@@ -248,6 +261,12 @@ Json::Value PageBrowser::CallNative(const std::string& session, int contextId,
     if (t == "s") return CefV8Value::CreateString(v["v"].asString());
     if (t == "i") return CefV8Value::CreateInt(v["v"].asInt());
     if (t == "d") return CefV8Value::CreateDouble(v["v"].asDouble());
+    if (t == "x") {
+      const std::string word = v["v"].asString();
+      if (word == "-0") return CefV8Value::CreateDouble(-0.0);
+      if (word == "NaN") return CefV8Value::CreateDouble(std::nan(""));
+      return CefV8Value::CreateDouble(word == "Infinity" ? HUGE_VAL : -HUGE_VAL);
+    }
     if (t == "b") return CefV8Value::CreateBool(v["v"].asBool());
     if (t == "n") return CefV8Value::CreateNull();
     if (t == "a" && v["v"].isArray()) {
