@@ -440,7 +440,7 @@ void RealPage() {
   WaitFor([&] {
     engine.ui().RunUntilIdle();
     return page->url() == "file://tavrin5main/index.html" &&
-           page->Evaluate("!!document.querySelector('div.tavrin-watermark')", &marked) &&
+           page->Evaluate("!!document.querySelector('div.tavrin-watermark')", &marked, 300) &&
            marked.asBool();
   });
   Json::Value cookie, info;
@@ -492,9 +492,11 @@ void RealPage() {
   Json::Value subscribed;
   WaitFor([&] {
     engine.ui().RunUntilIdle();
-    return page->Evaluate("!!window.results.ready", &subscribed) && subscribed.asBool();
+    return page->Evaluate("!!window.results.ready", &subscribed, 300) && subscribed.asBool();
   });
-  // The subscription travels by the binding; give it a moment before raising.
+  // The page may be waiting in a call for this very thread: evaluations in it give up quickly
+  // and the loop runs the thread's work. The subscription's message may still be on its way;
+  // give it a moment before raising.
   WaitFor(
       [&] {
         engine.ui().RunUntilIdle();
@@ -507,7 +509,7 @@ void RealPage() {
   Json::Value results;
   WaitFor([&] {
     engine.ui().RunUntilIdle();
-    return page->Evaluate("window.results", &results) && results["again"].isString() &&
+    return page->Evaluate("window.results", &results, 300) && results["again"].isString() &&
            results["events"].size() == 5;
   });
   Say("  the page's function got: code %d, data %s, id %s; its call from inside the answer got %s",
