@@ -9,6 +9,7 @@
 
 #include "adapt/tn_browser_pb_ui.h"
 #include "hav/cdp_engine.h"
+#include "log_capture.h"
 #include "render/render_process.h"
 #include "tn_browser_factory.h"
 #include "tn_webui_module.h"
@@ -153,6 +154,7 @@ class ChromiumPages : public ChromiumViews {
   }
   tnmainui::InProcessEventBus bus{[this](std::function<void()> t) { engine.ui().PostTask(t); }};
   tnwebui::RenderProcess render{&module};
+  LogCapture log;
 };
 
 TEST_F(ChromiumPages, AnswersThatThePageNeedsAtOnceComeWithinTheCall) {
@@ -168,6 +170,10 @@ TEST_F(ChromiumPages, AnswersThatThePageNeedsAtOnceComeWithinTheCall) {
   EXPECT_EQ(results["errorInsideCall"].asString(),
             "{\"data\":{},\"meta\":{},\"status\":{\"code\":-2,\"message\":\"NOT_SUPPORTED\"}}\n");
   EXPECT_TRUE(results["unknown"].asBool());
+  EXPECT_EQ(results["global"].asString(), "object");
+  EXPECT_TRUE(results["version"].isString());
+  EXPECT_EQ(results["getVersion"].asString(), "undefined");  // declared, and declined
+  EXPECT_GE(log.Count("CCefV8HandlerImpl - Execute name[GetVersion]", 1), 1);
 }
 
 TEST_F(ChromiumPages, APageCallReachesTheCoreAndTheAnswerItsFunction) {

@@ -199,6 +199,11 @@ void Engine::SetUpSession(const std::string& session) {
   connection_->Call("Runtime.enable", Json::Value(), session, nullptr);
   connection_->Call("Runtime.addBinding", binding, session, nullptr);
   connection_->Call("Page.addScriptToEvaluateOnNewDocument", shim, session, nullptr);
+  for (const auto& extension : static_cast<RenderHostImpl*>(render_host())->extensions()) {
+    Json::Value script;
+    script["source"] = extension.script;
+    connection_->Call("Page.addScriptToEvaluateOnNewDocument", script, session, nullptr);
+  }
   connection_->Call("Fetch.enable", fetch, session, nullptr);
   // Frames of other sites are targets of their own: they are attached and set up the same way.
   connection_->Call("Target.setAutoAttach", attach, session, nullptr);

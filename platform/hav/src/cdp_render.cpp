@@ -84,6 +84,10 @@ constexpr char kShim[] = R"JS(
       });
       window.tnpc = window.Tavrin = object;
     },
+    // A function that an extension declares as native: its handler answers within the call.
+    native: function (name, args) {
+      return call('native:' + name, Array.prototype.map.call(args, encode));
+    },
     run: function (handle, args) {
       var f = handles[handle];
       if (typeof f === 'function') f.apply(null, args.map(decode));
@@ -253,7 +257,17 @@ Json::Value PageBrowser::CallNative(const std::string& session, int contextId,
   auto doc = documents_.find({session, contextId});
   if (doc == documents_.end() || !doc->second.object) return reply;  // a document that is gone
   const Document document = doc->second;
-  CefRefPtr<CefV8Value> function = document.object->GetValue(call["fn"].asString());
+  const std::string fn = call["fn"].asString();
+  CefRefPtr<CefV8Value> function;
+  if (fn.rfind("native:", 0) == 0) {
+    // An extension's native function: a function of its handler, told apart by name.
+    auto* host = static_cast<Engine::RenderHostImpl*>(engine_->render_host());
+    for (const auto& extension : host->extensions()) {
+      if (extension.handler) function = CefV8Value::CreateFunction(fn.substr(7), extension.handler);
+    }
+  } else {
+    function = document.object->GetValue(fn);
+  }
   if (!function || !function->IsFunction()) return reply;
   std::function<CefRefPtr<CefV8Value>(const Json::Value&)> decode =
       [&](const Json::Value& v) -> CefRefPtr<CefV8Value> {
