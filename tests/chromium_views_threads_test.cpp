@@ -47,8 +47,8 @@ class ChromiumViews : public ::testing::Test {
   }
   // Runs the UI thread's work until `done`, at most ten seconds. Predicates evaluate in the page
   // with a short time-out: a page may be waiting in a call for this very thread.
-  bool Pump(const std::function<bool()>& done) {
-    for (int i = 0; i < 2000; ++i) {
+  bool Pump(const std::function<bool()>& done, int rounds = 2000) {
+    for (int i = 0; i < rounds; ++i) {
       engine.ui().RunUntilIdle();
       if (done()) return true;
       std::this_thread::sleep_for(std::chrono::milliseconds(5));
@@ -152,6 +152,14 @@ class ChromiumPages : public ChromiumViews {
     ChromiumViews::TearDown();
     if (engine.ok()) engine.render_host()->SetRenderNotify(nullptr);
   }
+  // The newest view's core answers every business call with `data`.
+  void AnswerEveryCallWith(std::u16string data) {
+    cores.back()->SetHandler([data](const tnmainui::BusinessCall& call) {
+      call.callback->OnBusinessResult(call.business.c_str(), call.action.c_str(),
+                                      call.callbackId.c_str(), 0, data.c_str());
+      return S_OK;
+    });
+  }
   tnmainui::InProcessEventBus bus{[this](std::function<void()> t) { engine.ui().PostTask(t); }};
   tnwebui::RenderProcess render{&module};
   LogCapture log;
@@ -211,11 +219,7 @@ TEST_F(ChromiumPages, APageCallReachesTheCoreAndTheAnswerItsFunction) {
 TEST_F(ChromiumPages, AFrameOfAnotherSiteHasItsOwnTnpc) {
   auto* page = Open(u"Frames", u"org-1", "file://tavrin5main/frames.html", "{}");
   ASSERT_NE(page, nullptr);
-  cores.back()->SetHandler([](const tnmainui::BusinessCall& call) {
-    call.callback->OnBusinessResult(call.business.c_str(), call.action.c_str(),
-                                    call.callbackId.c_str(), 0, u"to the frame");
-    return S_OK;
-  });
+  AnswerEveryCallWith(u"to the frame");
   Json::Value results;
   ASSERT_TRUE(Pump([&] {
     return page->Evaluate("window.results", &results, 300) && results["frame"].isObject();
@@ -225,4 +229,29 @@ TEST_F(ChromiumPages, AFrameOfAnotherSiteHasItsOwnTnpc) {
   EXPECT_EQ(results["frame"]["canGoBackType"].asString(), "boolean");
   ASSERT_EQ(cores.back()->calls().size(), 1u);
   EXPECT_EQ(cores.back()->calls()[0].action, u"fromframe");
+}
+
+TEST_F(ChromiumPages, AReloadedPageKeepsWorkingAndOldHandlesStayInTheirDocument) {
+  auto* page = Open(u"Reload", u"org-1", "file://tavrin5main/business.html", "{}");
+  ASSERT_NE(page, nullptr);
+  AnswerEveryCallWith(u"fine");
+  auto* pool = static_cast<tnwebui::TnBrowserPbUI*>(views.back())->event_api()->pool();
+  ASSERT_TRUE(Pump([&] { return pool->subscribers().count("tn.demo") == 1; }));
+  const std::string oldKey = pool->subscribers().at("tn.demo")[0].key;
+
+  page->LoadUrl("file://tavrin5main/business.html");  // a new document of the same page
+  Json::Value results;
+  ASSERT_TRUE(Pump([&] {
+    return page->Evaluate("window.results", &results, 300) && results["again"].isString();
+  })) << results.toStyledString();
+  EXPECT_EQ(results["answer"]["data"].asString(), "fine");  // the new document's calls work
+
+  // Its subscription under the same tag was ignored: the old key, whose function belonged to
+  // the old document, stays; the event finds that function gone and reaches no page.
+  ASSERT_EQ(pool->subscribers().at("tn.demo").size(), 1u);
+  EXPECT_EQ(pool->subscribers().at("tn.demo")[0].key, oldKey);
+  bus.Raise(1, "tn.demo", "json", "{}");
+  Pump([&] { return false; }, 100);  // half a second for it to travel
+  ASSERT_TRUE(page->Evaluate("window.results", &results, 1000));
+  EXPECT_EQ(results["events"].size(), 0u);
 }
