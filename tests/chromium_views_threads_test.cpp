@@ -255,3 +255,40 @@ TEST_F(ChromiumPages, AReloadedPageKeepsWorkingAndOldHandlesStayInTheirDocument)
   ASSERT_TRUE(page->Evaluate("window.results", &results, 1000));
   EXPECT_EQ(results["events"].size(), 0u);
 }
+
+TEST_F(ChromiumPages, OddValuesFromAPageNeitherCrashNorLoseText) {
+  auto* page = Open(u"Odd", u"org-1", "file://tavrin5main/business.html", "{}");
+  ASSERT_NE(page, nullptr);
+  std::u16string echoed;
+  cores.back()->SetHandler([&echoed](const tnmainui::BusinessCall& call) {
+    if (call.action == u"echo") echoed = call.json;
+    call.callback->OnBusinessResult(call.business.c_str(), call.action.c_str(),
+                                    call.callbackId.c_str(), 0, call.json.c_str());
+    return S_OK;
+  });
+  Json::Value results;
+  ASSERT_TRUE(Pump([&] {
+    return page->Evaluate("window.results", &results, 300) && results["ready"].asBool();
+  }));
+  // Malformed calls by both channels, then a text with lone surrogates each way. The page's own
+  // script runs them: a page call made from within an evaluation would wait for this thread.
+  ASSERT_TRUE(page->Evaluate(R"JS(setTimeout(function () {
+    window.__tnpcNative('{"ctx":0,"fn":"exebusinessaction","args":[5,{"t":3},{"t":"s","v":7},{"t":"f","h":"x"},{"t":"w","v":[1e9,"a"]}]}');
+    window.__tnpcNative('[1,2');
+    var x = new XMLHttpRequest();
+    x.open('POST', 'https://tnpc-call.pages.invalid/call', false);
+    x.send('{"ctx":"no","fn":7}');
+    window.results.malformed = x.responseText;
+    var sent = '{"s":"\ud800-\udc00-\ud83d\ude00"}';
+    tnpc.exebusinessaction('Contact', 'Echo', '', sent, 'e', function (code, data) {
+      window.results.echo = data === sent;
+    });
+  }, 0); true)JS",
+                             &results, 1000));
+  ASSERT_TRUE(Pump([&] {
+    return page->Evaluate("window.results", &results, 300) && results["echo"].isBool();
+  })) << results.toStyledString();
+  EXPECT_EQ(results["malformed"].asString(), "{\"handled\":false}");
+  EXPECT_TRUE(results["echo"].asBool());
+  EXPECT_EQ(echoed, u"{\"s\":\"\xD800-\xDC00-\xD83D\xDE00\"}");
+}

@@ -47,8 +47,15 @@ constexpr char kShim[] = R"JS(
     (reply.deferred || []).forEach(function (d) { window.__tnpcShim.run(d.h, d.a); });
     return reply.handled ? decode(reply.ret) : undefined;
   }
+  // A string with a lone surrogate is no valid UTF-8 on the way: it travels as code units.
+  var loneSurrogate = /[\ud800-\udbff](?![\udc00-\udfff])|(?:[^\ud800-\udbff]|^)[\udc00-\udfff]/;
   function encode(v) {
-    if (typeof v === 'string') return {t: 's', v: v};
+    if (typeof v === 'string') {
+      if (!loneSurrogate.test(v)) return {t: 's', v: v};
+      var units = [];
+      for (var i = 0; i < v.length; i++) units.push(v.charCodeAt(i));
+      return {t: 'w', v: units};
+    }
     if (typeof v === 'number') {
       if ((v | 0) === v && !Object.is(v, -0)) return {t: 'i', v: v};
       // JSON has no -0, NaN or infinities: they travel as words.
@@ -67,6 +74,11 @@ constexpr char kShim[] = R"JS(
       var bin = atob(v.v), bytes = new Uint8Array(bin.length);
       for (var i = 0; i < bin.length; i++) bytes[i] = bin.charCodeAt(i);
       return bytes.buffer;
+    }
+    if (v.t === 'w') {
+      var text = '';
+      for (var j = 0; j < v.v.length; j++) text += String.fromCharCode(v.v[j]);
+      return text;
     }
     if (v.t === 'u') return undefined;
     if (v.t === 'x') return v.v === '-0' ? -0 : Number(v.v);
@@ -104,6 +116,19 @@ std::string Base64(const void* data, std::size_t size) {
   return std::string(b.constData(), static_cast<std::size_t>(b.size()));
 }
 
+bool HasLoneSurrogate(const std::u16string& text) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char16_t unit = text[i];
+    if (unit >= 0xD800 && unit <= 0xDBFF && i + 1 < text.size() && text[i + 1] >= 0xDC00 &&
+        text[i + 1] <= 0xDFFF) {
+      ++i;  // a pair
+    } else if (unit >= 0xD800 && unit <= 0xDFFF) {
+      return true;
+    }
+  }
+  return false;
+}
+
 Json::Value Encode(const CefRefPtr<CefV8Value>& v) {
   Json::Value out;
   if (!v || v->IsUndefined()) {
@@ -126,8 +151,15 @@ Json::Value Encode(const CefRefPtr<CefV8Value>& v) {
       out["v"] = d;
     }
   } else if (v->IsString()) {
-    out["t"] = "s";
-    out["v"] = v->GetStringValue().ToString();
+    const std::u16string text = v->GetStringValue().ToString16();
+    if (HasLoneSurrogate(text)) {
+      out["t"] = "w";
+      out["v"] = Json::Value(Json::arrayValue);
+      for (char16_t unit : text) out["v"].append(static_cast<int>(unit));
+    } else {
+      out["t"] = "s";
+      out["v"] = v->GetStringValue().ToString();
+    }
   } else if (v->IsArrayBuffer()) {
     out["t"] = "ab";
     out["v"] = Base64(v->GetArrayBufferData(), v->GetArrayBufferByteLength());
@@ -271,33 +303,48 @@ Json::Value PageBrowser::CallNative(const std::string& session, int contextId,
   if (!function || !function->IsFunction()) return reply;
   std::function<CefRefPtr<CefV8Value>(const Json::Value&)> decode =
       [&](const Json::Value& v) -> CefRefPtr<CefV8Value> {
-    const std::string t = v["t"].asString();
-    if (t == "s") return CefV8Value::CreateString(v["v"].asString());
-    if (t == "i") return CefV8Value::CreateInt(v["v"].asInt());
-    if (t == "d") return CefV8Value::CreateDouble(v["v"].asDouble());
-    if (t == "x") {
-      const std::string word = v["v"].asString();
+    // The page's text: every member is checked for its type before it is read.
+    const Json::Value none;
+    const std::string t = v.isObject() && v["t"].isString() ? v["t"].asString() : "u";
+    const Json::Value& value = v.isObject() ? v["v"] : none;
+    if (t == "s" && value.isString()) return CefV8Value::CreateString(value.asString());
+    if (t == "w" && value.isArray()) {
+      std::u16string text;
+      for (const Json::Value& unit : value) {
+        text.push_back(unit.isUInt() && unit.asUInt() <= 0xFFFF
+                           ? static_cast<char16_t>(unit.asUInt())
+                           : u'\uFFFD');
+      }
+      return CefV8Value::CreateString(CefString(std::move(text)));
+    }
+    if (t == "i" && value.isInt()) return CefV8Value::CreateInt(value.asInt());
+    if (t == "d" && value.isNumeric()) return CefV8Value::CreateDouble(value.asDouble());
+    if (t == "x" && value.isString()) {
+      const std::string word = value.asString();
       if (word == "-0") return CefV8Value::CreateDouble(-0.0);
       if (word == "NaN") return CefV8Value::CreateDouble(std::nan(""));
-      return CefV8Value::CreateDouble(word == "Infinity" ? HUGE_VAL : -HUGE_VAL);
+      if (word == "Infinity" || word == "-Infinity") {
+        return CefV8Value::CreateDouble(word == "Infinity" ? HUGE_VAL : -HUGE_VAL);
+      }
     }
-    if (t == "b") return CefV8Value::CreateBool(v["v"].asBool());
+    if (t == "b" && value.isBool()) return CefV8Value::CreateBool(value.asBool());
     if (t == "n") return CefV8Value::CreateNull();
-    if (t == "a" && v["v"].isArray()) {
-      CefRefPtr<CefV8Value> array = CefV8Value::CreateArray(static_cast<int>(v["v"].size()));
-      for (Json::ArrayIndex i = 0; i < v["v"].size(); ++i) {
-        array->SetValue(static_cast<int>(i), decode(v["v"][i]));
+    if (t == "a" && value.isArray()) {
+      CefRefPtr<CefV8Value> array = CefV8Value::CreateArray(static_cast<int>(value.size()));
+      for (Json::ArrayIndex i = 0; i < value.size(); ++i) {
+        array->SetValue(static_cast<int>(i), decode(value[i]));
       }
       return array;
     }
-    if (t == "f") {
+    if (t == "f" && v["h"].isInt()) {
       const int handle = v["h"].asInt();
       return cef_inproc::CreateScriptFunction(
-          v["n"].asString(), cef_inproc::ScriptFunction(
-                                 [this, session, contextId, handle](const CefV8ValueList& args) {
-                                   RunPageFunction(session, contextId, handle, args);
-                                   return CefV8Value::CreateUndefined();
-                                 }));
+          v["n"].isString() ? v["n"].asString() : std::string(),
+          cef_inproc::ScriptFunction(
+              [this, session, contextId, handle](const CefV8ValueList& args) {
+                RunPageFunction(session, contextId, handle, args);
+                return CefV8Value::CreateUndefined();
+              }));
     }
     if (t == "o") return CefV8Value::CreateObject(nullptr);
     return CefV8Value::CreateUndefined();
