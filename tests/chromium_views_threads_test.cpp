@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <thread>
 
@@ -22,6 +23,7 @@ namespace {
 xhav::cdp::EngineOptions Options() {
   xhav::cdp::EngineOptions options;
   options.pagesDir = TNWEBUI_PAGES_DIR;
+  options.syncCallLimitMs = 1500;  // well above the 300 ms that the tests block the UI thread
   return options;
 }
 
@@ -54,6 +56,11 @@ class ChromiumViews : public ::testing::Test {
       std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     return false;
+  }
+  // Pumps until the page's `window.results` meets `until`; `results` holds the last seen.
+  bool PumpResults(xhav::cdp::PageBrowser* page, Json::Value* results,
+                   const std::function<bool(const Json::Value&)>& until) {
+    return Pump([&] { return page->Evaluate("window.results", results, 300) && until(*results); });
   }
   xhav::cdp::PageBrowser* Open(const std::u16string& name, const char16_t* org, const char* url,
                                const std::string& initData) {
@@ -170,9 +177,8 @@ TEST_F(ChromiumPages, AnswersThatThePageNeedsAtOnceComeWithinTheCall) {
                     R"({"url":"file://tavrin5main/sync.html"})");
   ASSERT_NE(page, nullptr);
   Json::Value results;
-  ASSERT_TRUE(Pump([&] {
-    return page->Evaluate("window.results", &results, 300) && results["done"].asBool();
-  })) << results.toStyledString();
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) { return r["done"].asBool(); }))
+      << results.toStyledString();
   EXPECT_TRUE(results["canGoBack"].isBool());
   EXPECT_TRUE(results["canGoBack"].asBool());  // the loading page is behind it
   EXPECT_EQ(results["errorInsideCall"].asString(),
@@ -199,9 +205,8 @@ TEST_F(ChromiumPages, APageCallReachesTheCoreAndTheAnswerItsFunction) {
   bus.Raise(4, "tn.demo", "json", "{\"n\":1}");
   bus.Raise(4, "tn.demo", "binary", std::string("\x01\x02\x03", 3));
   Json::Value results;
-  ASSERT_TRUE(Pump([&] {
-    return page->Evaluate("window.results", &results, 300) && results["again"].isString() &&
-           results["events"].size() == 2;
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) {
+    return r["again"].isString() && r["events"].size() == 2;
   })) << results.toStyledString();
   EXPECT_EQ(results["answer"]["code"].asInt(), 0);
   EXPECT_EQ(results["answer"]["data"].asString(), "{\"name\":\"Ann\"}");
@@ -221,8 +226,8 @@ TEST_F(ChromiumPages, AFrameOfAnotherSiteHasItsOwnTnpc) {
   ASSERT_NE(page, nullptr);
   AnswerEveryCallWith(u"to the frame");
   Json::Value results;
-  ASSERT_TRUE(Pump([&] {
-    return page->Evaluate("window.results", &results, 300) && results["frame"].isObject();
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) {
+    return r["frame"].isObject();
   })) << results.toStyledString();
   EXPECT_EQ(results["frame"]["frame"].asString(), "tavrin5.frames.invalid");
   EXPECT_EQ(results["frame"]["answer"].asString(), "to the frame");
@@ -241,8 +246,8 @@ TEST_F(ChromiumPages, AReloadedPageKeepsWorkingAndOldHandlesStayInTheirDocument)
 
   page->LoadUrl("file://tavrin5main/business.html");  // a new document of the same page
   Json::Value results;
-  ASSERT_TRUE(Pump([&] {
-    return page->Evaluate("window.results", &results, 300) && results["again"].isString();
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) {
+    return r["again"].isString();
   })) << results.toStyledString();
   EXPECT_EQ(results["answer"]["data"].asString(), "fine");  // the new document's calls work
 
@@ -267,9 +272,8 @@ TEST_F(ChromiumPages, OddValuesFromAPageNeitherCrashNorLoseText) {
     return S_OK;
   });
   Json::Value results;
-  ASSERT_TRUE(Pump([&] {
-    return page->Evaluate("window.results", &results, 300) && results["ready"].asBool();
-  }));
+  ASSERT_TRUE(
+      PumpResults(page, &results, [](const Json::Value& r) { return r["ready"].asBool(); }));
   // Malformed calls by both channels, then a text with lone surrogates each way. The page's own
   // script runs them: a page call made from within an evaluation would wait for this thread.
   ASSERT_TRUE(page->Evaluate(R"JS(setTimeout(function () {
@@ -285,10 +289,45 @@ TEST_F(ChromiumPages, OddValuesFromAPageNeitherCrashNorLoseText) {
     });
   }, 0); true)JS",
                              &results, 1000));
-  ASSERT_TRUE(Pump([&] {
-    return page->Evaluate("window.results", &results, 300) && results["echo"].isBool();
-  })) << results.toStyledString();
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) { return r["echo"].isBool(); }))
+      << results.toStyledString();
   EXPECT_EQ(results["malformed"].asString(), "{\"handled\":false}");
   EXPECT_TRUE(results["echo"].asBool());
   EXPECT_EQ(echoed, u"{\"s\":\"\xD800-\xDC00-\xD83D\xDE00\"}");
+}
+
+TEST_F(ChromiumPages, APageNeverHangsOnABlockedUiThreadAndItsCallStillRuns) {
+  auto* page = Open(u"Blocked", u"org-1", "file://tavrin5main/business.html", "{}");
+  ASSERT_NE(page, nullptr);
+  AnswerEveryCallWith(u"late but here");
+  Json::Value results;
+  ASSERT_TRUE(
+      PumpResults(page, &results, [](const Json::Value& r) { return r["ready"].asBool(); }));
+  // This is the UI thread: while it waits for the evaluation, the page's calls wait for it.
+  const auto start = std::chrono::steady_clock::now();
+  Json::Value value;
+  ASSERT_TRUE(page->Evaluate(R"JS(
+    tnpc.exebusinessaction('Contact', 'Late', '', '{}', 'l', function (c, d) {
+      window.results.late = d;
+    });
+    String(tnpc.cangoback()))JS",
+                             &value, 10000));
+  EXPECT_EQ(value.asString(), "undefined");  // answered empty by the watchdog
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(8));
+  // The business call ran once this thread was free, and its answer reached the page.
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) {
+    return r["late"].isString();
+  })) << results.toStyledString();
+  EXPECT_EQ(results["late"].asString(), "late but here");
+  const auto calls = cores.back()->calls();
+  EXPECT_EQ(std::count_if(calls.begin(), calls.end(),
+                          [](const tnmainui::BusinessCall& c) { return c.action == u"late"; }),
+            1);
+  // Later calls are answered within the call again.
+  ASSERT_TRUE(page->Evaluate(
+      "setTimeout(function () { window.results.now = typeof tnpc.cangoback(); }, 0); true", &value,
+      1000));
+  ASSERT_TRUE(
+      PumpResults(page, &results, [](const Json::Value& r) { return r["now"].isString(); }));
+  EXPECT_EQ(results["now"].asString(), "boolean");
 }

@@ -160,6 +160,11 @@ void Connection::SetEventHandler(EventHandler handler) {
   eventHandler_ = std::move(handler);
 }
 
+void Connection::SetReaderHook(EventHandler hook) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  readerHook_ = std::move(hook);
+}
+
 void Connection::Post(std::function<void()> task) {
   tnbase::TaskQueue* runner;
   {
@@ -300,16 +305,18 @@ void Connection::Dispatch(const std::string& text) {
     return;
   }
   if (!message["method"].isString()) return;
-  EventHandler handler;
+  EventHandler handler, hook;
   {
     std::lock_guard<std::mutex> lock(mutex_);
     handler = eventHandler_;
+    hook = readerHook_;
   }
-  if (!handler) return;
-  auto params = std::make_shared<Json::Value>(std::move(message["params"]));
   const std::string method = message["method"].asString();
   const std::string session =
       message["sessionId"].isString() ? message["sessionId"].asString() : "";
+  if (hook) hook(method, message["params"], session);
+  if (!handler) return;
+  auto params = std::make_shared<Json::Value>(std::move(message["params"]));
   Post([handler, method, params, session] { handler(method, *params, session); });
 }
 

@@ -1,6 +1,9 @@
 #include <QByteArray>
+#include <chrono>
+#include <condition_variable>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 #include "cdp_render_host.h"
 #include "cef/cef_task.h"
@@ -11,6 +14,10 @@ namespace xhav::cdp {
 std::string ShimScript();
 
 namespace {
+
+bool IsCallUrl(const Json::Value& url) {
+  return url.isString() && url.asString().rfind("https://tnpc-call.pages.invalid/", 0) == 0;
+}
 
 constexpr const char* kRoots[] = {"tavrin5main", "tavrin5", "tavrin4"};
 constexpr char kPagesHost[] = ".pages.invalid";
@@ -91,12 +98,97 @@ std::string Engine::ToClientUrl(const std::string& url) {
   return url;
 }
 
+// Answers a page's synchronous call that the UI thread has not served within the limit, so a
+// page never hangs on a busy or blocked UI thread. The call itself still runs when its turn
+// comes; only its answer within the call is lost.
+class Engine::SyncWatchdog {
+ public:
+  using Fulfil = std::function<void(const std::string& session, const std::string& requestId)>;
+  SyncWatchdog(int limitMs, Fulfil fulfil)
+      : limit_(limitMs), fulfil_(std::move(fulfil)), thread_([this] { Run(); }) {}
+  ~SyncWatchdog() { Stop(); }
+
+  void Watch(const std::string& requestId, const std::string& session) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (stopped_) return;
+    pending_[requestId] = {session, Clock::now() + limit_};
+    wake_.notify_all();
+  }
+  // True when the call is still to be answered by its server (the watchdog no longer will).
+  bool Claim(const std::string& requestId) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return pending_.erase(requestId) != 0;
+  }
+  void Stop() {
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      stopped_ = true;
+    }
+    wake_.notify_all();
+    if (thread_.joinable()) thread_.join();
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  struct Entry {
+    std::string session;
+    Clock::time_point deadline;
+  };
+  void Run() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    while (!stopped_) {
+      std::vector<std::pair<std::string, std::string>> due;  // request, session
+      Clock::time_point next = Clock::time_point::max();
+      const Clock::time_point now = Clock::now();
+      for (auto it = pending_.begin(); it != pending_.end();) {
+        if (it->second.deadline <= now) {
+          due.emplace_back(it->first, it->second.session);
+          it = pending_.erase(it);
+        } else {
+          next = std::min(next, it->second.deadline);
+          ++it;
+        }
+      }
+      if (!due.empty()) {
+        lock.unlock();
+        for (const auto& [request, session] : due) fulfil_(session, request);
+        lock.lock();
+        continue;
+      }
+      if (next == Clock::time_point::max()) {
+        wake_.wait(lock);
+      } else {
+        wake_.wait_until(lock, next);
+      }
+    }
+  }
+
+  const std::chrono::milliseconds limit_;
+  const Fulfil fulfil_;
+  std::mutex mutex_;
+  std::condition_variable wake_;
+  std::map<std::string, Entry> pending_;
+  bool stopped_ = false;
+  std::thread thread_;  // last: it starts with every member in place
+};
+
 Engine::Engine(EngineOptions options, int processType)
     : options_(std::move(options)), core_(std::make_unique<CoreImpl>(this, processType)) {
   cef_inproc::SetTaskRunner(TID_UI, &ui_);
   connection_ = Connection::Launch(options_.launch, &error_);
   if (!connection_) return;
   connection_->SetRunner(&ui_);
+  watchdog_ = std::make_unique<SyncWatchdog>(
+      options_.syncCallLimitMs, [this](const std::string& session, const std::string& request) {
+        FulfilCall(session, request, "{\"handled\":false}");
+      });
+  connection_->SetReaderHook(
+      [this](const std::string& method, const Json::Value& params, const std::string& session) {
+        if (method == "Fetch.requestPaused" && params["requestId"].isString() &&
+            IsCallUrl(params["request"]["url"])) {
+          watchdog_->Watch(params["requestId"].asString(), session);
+        }
+      });
   connection_->SetEventHandler(
       [this](const std::string& method, const Json::Value& params, const std::string& session) {
         OnEvent(method, params, session);
@@ -105,7 +197,8 @@ Engine::Engine(EngineOptions options, int processType)
 
 Engine::~Engine() {
   ui_.Stop();
-  connection_.reset();  // ends Chromium
+  if (watchdog_) watchdog_->Stop();  // it writes to the connection
+  connection_.reset();               // ends Chromium
   ui_.RunUntilIdle();
   for (PageBrowser* b : browsers_) delete b;
   cef_inproc::SetTaskRunner(TID_UI, nullptr);
@@ -238,7 +331,7 @@ void Engine::OnEvent(const std::string& method, const Json::Value& params,
 
 void Engine::ServeResource(const std::string& session, const Json::Value& params) {
   const std::string url = params["request"]["url"].asString();
-  if (url.rfind("https://tnpc-call.pages.invalid/", 0) == 0) {
+  if (IsCallUrl(params["request"]["url"])) {
     ServeCall(session, params);
     return;
   }
@@ -285,9 +378,18 @@ void Engine::ServeCall(const std::string& session, const Json::Value& params) {
         QByteArray::fromStdString(request["postDataEntries"][0]["bytes"].asString()));
     body.assign(bytes.constData(), static_cast<std::size_t>(bytes.size()));
   }
-  const std::string reply = page ? page->OnSyncCall(session, body) : "{\"handled\":false}";
+  const std::string requestId = params["requestId"].asString();
+  // When the watchdog has answered, the page has gone on: the call runs without waiting page.
+  const bool answerWithin = watchdog_->Claim(requestId);
+  const std::string reply =
+      page ? page->OnSyncCall(session, body, answerWithin) : "{\"handled\":false}";
+  if (answerWithin) FulfilCall(session, params["requestId"], reply);
+}
+
+void Engine::FulfilCall(const std::string& session, const Json::Value& requestId,
+                        const std::string& reply) {
   Json::Value fulfil;
-  fulfil["requestId"] = params["requestId"];
+  fulfil["requestId"] = requestId;
   fulfil["responseCode"] = 200;
   for (const auto& [name, value] :
        {std::pair<const char*, const char*>{"Content-Type", "text/plain; charset=utf-8"},

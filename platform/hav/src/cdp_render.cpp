@@ -358,14 +358,16 @@ Json::Value PageBrowser::CallNative(const std::string& session, int contextId,
   return reply;
 }
 
-std::string PageBrowser::OnSyncCall(const std::string& session, const std::string& body) {
+std::string PageBrowser::OnSyncCall(const std::string& session, const std::string& body,
+                                    bool answerWithin) {
   Json::Value call;
   Json::Value reply;
   if (ParseCall(body, &call) && call["ctx"].isInt()) {
     // Page functions due within the call go back with its answer.
-    syncDocument_ = {session, call["ctx"].asInt()};
+    const int contextId = call["ctx"].asInt();
+    if (answerWithin) syncDocument_ = {session, contextId};
     deferred_ = Json::Value(Json::arrayValue);
-    reply = CallNative(session, syncDocument_.second, call);
+    reply = CallNative(session, contextId, call);
     reply["deferred"] = deferred_;
     syncDocument_ = {};
   } else {

@@ -24,6 +24,8 @@ namespace xhav::cdp {
 struct EngineOptions {
   LaunchOptions launch;
   std::string pagesDir;  // the folder with one subfolder a resource root
+  // A page's synchronous call that the UI thread has not answered by then is answered empty.
+  int syncCallLimitMs = 5000;
 };
 
 class Engine;
@@ -64,7 +66,10 @@ class HAV_API PageBrowser final : public Browser {
   void OnPageCall(const std::string& session, const Json::Value& params);
   // A call that waits: the page's synchronous request to the reserved origin. The reply holds
   // the function's result and the page functions due within the call.
-  std::string OnSyncCall(const std::string& session, const std::string& body);
+  // A call that the page sent as a request to the reserved origin; `answerWithin` false when the
+  // page no longer waits for it (its functions then go back as for a call by the binding).
+  std::string OnSyncCall(const std::string& session, const std::string& body,
+                         bool answerWithin = true);
   // Runs page function `handle` of the document in `executionContextId` (no waiting).
   void RunPageFunction(const std::string& session, int executionContextId, int handle,
                        const CefV8ValueList& args);
@@ -146,16 +151,20 @@ class HAV_API Engine {
   friend void SetUpRenderSide(Engine* engine, PageBrowser* page);
   class CoreImpl;
   class RenderHostImpl;
+  class SyncWatchdog;
   bool CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* notify, Browser** out);
   std::string ContextFor(const std::string& space);
   void OnEvent(const std::string& method, const Json::Value& params, const std::string& session);
   void ServeResource(const std::string& session, const Json::Value& params);
   void ServeCall(const std::string& session, const Json::Value& params);
+  void FulfilCall(const std::string& session, const Json::Value& requestId,
+                  const std::string& reply);
   // The page-side set-up of a session (the page's or a frame's), each step answered.
   void SetUpSession(const std::string& session);
 
   EngineOptions options_;
   tnbase::TaskQueue ui_{"TID_UI"};
+  std::unique_ptr<SyncWatchdog> watchdog_;
   std::unique_ptr<Connection> connection_;
   std::string error_;
   std::unique_ptr<CoreImpl> core_;
