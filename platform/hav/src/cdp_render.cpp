@@ -12,6 +12,7 @@
 #include "arg_list.h"
 #include "cdp_render_host.h"
 #include "cef/inproc_v8.h"
+#include "host_browser.h"
 
 namespace xhav::cdp {
 
@@ -201,29 +202,6 @@ class RenderBrowser final : public CefBrowser {
   IMPLEMENT_REFCOUNTING(RenderBrowser);
 };
 
-// The engine's browser on the browser side: its messages go to the render side.
-class HostBrowser final : public CefBrowser {
- public:
-  HostBrowser(int id, std::function<bool(CefRefPtr<CefProcessMessage>)> send)
-      : id_(id), send_(std::move(send)) {}
-  int GetIdentifier() override { return id_; }
-  bool IsSame(CefRefPtr<CefBrowser> that) override { return that && that->GetIdentifier() == id_; }
-  void Reload() override {}
-  void GoBack() override {}
-  void GoForward() override {}
-  bool CanGoBack() override { return false; }
-  bool CanGoForward() override { return false; }
-  CefRefPtr<CefFrame> GetMainFrame() override { return nullptr; }
-  bool SendProcessMessage(CefProcessId target, CefRefPtr<CefProcessMessage> message) override {
-    return target == PID_RENDERER && message && send_(message->Copy());
-  }
-
- private:
-  const int id_;
-  std::function<bool(CefRefPtr<CefProcessMessage>)> send_;
-  IMPLEMENT_REFCOUNTING(HostBrowser);
-};
-
 }  // namespace
 
 RenderHost* Engine::render_host() {
@@ -407,9 +385,10 @@ void SetUpRenderSide(Engine* engine, PageBrowser* page) {
         });
       });
   page->hostBrowser_ =
-      new HostBrowser(page->id_, [engine, page, ui](CefRefPtr<CefProcessMessage> m) {
+      new inproc::HostBrowser(page->id_, [engine, page, ui](CefRefPtr<CefProcessMessage> m) {
         if (!page->alive()) return false;
-        ui->PostTask([engine, page, m] {
+        // The sender may change its message once this returns: the render side gets a copy.
+        ui->PostTask([engine, page, m = m->Copy()] {
           auto* host = static_cast<Engine::RenderHostImpl*>(engine->render_host());
           RenderNotify* notify = host ? host->notify() : nullptr;
           if (!notify || !page->alive()) return;

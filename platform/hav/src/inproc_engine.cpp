@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "arg_list.h"
+#include "host_browser.h"
 
 namespace xhav::inproc {
 
@@ -169,41 +170,6 @@ class BrowserParamImpl final : public BrowserParam {
   BrowserParamRecord r_;
 };
 
-class Host final : public CefBrowserHost {
- public:
-  explicit Host(HWND hwnd) : hwnd_(hwnd) {}
-  HWND__* GetWindowHandle() override { return hwnd_; }
-
- private:
-  HWND hwnd_;
-  IMPLEMENT_REFCOUNTING(Host);
-};
-
-// The engine's browser object on the browser side: its messages go to the render process.
-class HostBrowser final : public CefBrowser {
- public:
-  HostBrowser(Engine* engine, int id) : engine_(engine), id_(id) {}
-  void SetHostWindow(HWND hwnd) { host_ = new Host(hwnd); }
-  CefRefPtr<CefBrowserHost> GetHost() override { return host_; }
-  int GetIdentifier() override { return id_; }
-  bool IsSame(CefRefPtr<CefBrowser> that) override { return that && that->GetIdentifier() == id_; }
-  void Reload() override {}
-  void GoBack() override {}
-  void GoForward() override {}
-  bool CanGoBack() override { return false; }
-  bool CanGoForward() override { return false; }
-  CefRefPtr<CefFrame> GetMainFrame() override { return nullptr; }
-  bool SendProcessMessage(CefProcessId target, CefRefPtr<CefProcessMessage> message) override {
-    return target == PID_RENDERER && engine_->SendToRenderer(id_, message);
-  }
-
- private:
-  Engine* engine_;
-  const int id_;
-  CefRefPtr<CefBrowserHost> host_;
-  IMPLEMENT_REFCOUNTING(HostBrowser);
-};
-
 }  // namespace
 
 BrowserImpl::BrowserImpl(Engine* engine, int id, std::string url, const BrowserParamRecord& param,
@@ -212,7 +178,9 @@ BrowserImpl::BrowserImpl(Engine* engine, int id, std::string url, const BrowserP
       id_(id),
       param_(param),
       notify_(notify),
-      host_(new HostBrowser(engine, id)),
+      host_(new HostBrowser(
+          id,
+          [engine, id](CefRefPtr<CefProcessMessage> m) { return engine->SendToRenderer(id, m); })),
       url_(std::move(url)) {
   hwnd_ = win::CreateWindowModel(
       "HavWindowClassName", param.parent, [this](HWND, const win::PostedMessage& m) {
