@@ -149,6 +149,20 @@ bool WaitFor(const std::function<bool()>& done, int ms = 10000) {
   return done();
 }
 
+// Opens the view `name` at `url` through the host's factory; `core` and `initData` may be null.
+HRESULT OpenView(ITnWebUI* factory, const char16_t* name, const char* url, BusinessCore* core,
+                 const char* initData, IBrowserView** view) {
+  IBrowserViewSetting* settings = nullptr;
+  factory->CreateBrowserViewSetting(&settings);
+  settings->SetName(name);
+  if (core) settings->SetBusinessCore(core);
+  if (initData) settings->SetInitData(initData);
+  *view = nullptr;
+  const HRESULT hr = factory->CreateBrowserView(url, settings, view);
+  settings->Release();
+  return hr;
+}
+
 // ---------------------------------------------------------------------------------------------
 // Part 1: a render process starts and a page makes its first calls.
 
@@ -304,14 +318,8 @@ void ViewLifeCycle() {
       R"({"url":"https://intra.example.com/news","cookie":"[{\"Set-Cookie\":\"sid=s-991; Path=/; HttpOnly\"},{\"Set-Cookie\":\"lang=en\"}]",)"
       R"("showWatermark":1,"name":"Ann Lee","mobile":"13800001234","watermark_modes":["1"]})";
   Say("== a view opens \"file://tavrin4/loading.html\" with initial data %s", initData);
-  IBrowserViewSetting* settings = nullptr;
-  factory->CreateBrowserViewSetting(&settings);
-  settings->SetName(u"TnNews");
-  settings->SetBusinessCore(core);
-  settings->SetInitData(initData);
   IBrowserView* view = nullptr;
-  HRESULT hr = factory->CreateBrowserView("file://tavrin4/loading.html", settings, &view);
-  settings->Release();
+  HRESULT hr = OpenView(factory, u"TnNews", "file://tavrin4/loading.html", core, initData, &view);
   engine.RunUntilIdle();
   Say("ITnWebUI::CreateBrowserView -> %s", Status(hr).c_str());
   xhav::inproc::BrowserImpl* browser = engine.browsers().back();
@@ -353,12 +361,8 @@ void PageEvents() {
   module->OnProcessInited(0);
   ITnWebUI* factory = nullptr;
   m.createInterface(&IID_ITnWebUI, reinterpret_cast<void**>(&factory));
-  IBrowserViewSetting* settings = nullptr;
-  factory->CreateBrowserViewSetting(&settings);
-  settings->SetName(u"TnEvents");
   IBrowserView* view = nullptr;
-  factory->CreateBrowserView("https://events.example.com/", settings, &view);
-  settings->Release();
+  OpenView(factory, u"TnEvents", "https://events.example.com/", nullptr, nullptr, &view);
   engine.RunUntilIdle();
   auto page = engine.browsers().back()->page();
 
@@ -426,14 +430,9 @@ void RealPage() {
       R"({"url":"file://tavrin5main/index.html","showWatermark":1,"name":"Ann Lee","mobile":"13800001234",)"
       R"("watermark_modes":["1"],"cookie":"[{\"Set-Cookie\":\"sid=s-991; Path=/\"}]"})";
   Say("== in Chromium: a view opens \"file://tavrin4/loading.html\"");
-  IBrowserViewSetting* settings = nullptr;
-  factory->CreateBrowserViewSetting(&settings);
-  settings->SetName(u"TnMain");
-  settings->SetBusinessCore(core);
-  settings->SetInitData(initData);
   IBrowserView* view = nullptr;
-  const HRESULT hr = factory->CreateBrowserView("file://tavrin4/loading.html", settings, &view);
-  settings->Release();
+  const HRESULT hr =
+      OpenView(factory, u"TnMain", "file://tavrin4/loading.html", core, initData, &view);
   Say("ITnWebUI::CreateBrowserView -> %s", Status(hr).c_str());
   xhav::cdp::PageBrowser* page = engine.browsers().back();
   Json::Value marked;
@@ -482,12 +481,7 @@ void RealPage() {
     return S_OK;
   });
   Say("== in Chromium: \"file://tavrin5main/business.html\" runs its own script");
-  factory->CreateBrowserViewSetting(&settings);
-  settings->SetName(u"TnBusiness");
-  settings->SetBusinessCore(core);
-  view = nullptr;
-  factory->CreateBrowserView("file://tavrin5main/business.html", settings, &view);
-  settings->Release();
+  OpenView(factory, u"TnBusiness", "file://tavrin5main/business.html", core, nullptr, &view);
   page = engine.browsers().back();
   Json::Value subscribed;
   WaitFor([&] {
@@ -584,12 +578,7 @@ void HostProcess(int fd) {
       engine.ui().Flush();
     };
     onUi([&] {
-      IBrowserViewSetting* settings = nullptr;
-      factory->CreateBrowserViewSetting(&settings);
-      settings->SetName(name);
-      settings->SetBusinessCore(core);
-      factory->CreateBrowserView(url, settings, &view);
-      settings->Release();
+      OpenView(factory, name, url, core, nullptr, &view);
       id = engine.browsers().back()->GetId();
     });
     // The page closes its window when it is done.
