@@ -130,7 +130,7 @@ TEST(SocketTransport, CarriesMessagesAndControlBothWays) {
   browserRunner.Flush();
   renderRunner.Flush();
   ASSERT_EQ(controls.size(), 1u);
-  EXPECT_EQ(controls[0].url, "file://tavrin5main/index.html");
+  EXPECT_EQ(controls[0].text, "file://tavrin5main/index.html");
   ASSERT_EQ(atRender.size(), 50u);
   ExpectSame(*Sample()->GetArgumentList(), *atRender[49]->GetArgumentList());
   EXPECT_EQ(atBrowser.size(), 50u);

@@ -15,6 +15,9 @@
 #include <filesystem>
 #include <future>
 
+#include "child_process.h"
+#include "json_text.h"
+
 namespace xhav::cdp {
 
 namespace {
@@ -35,22 +38,6 @@ bool WriteAll(int fd, const char* data, std::size_t size) {
     size -= static_cast<std::size_t>(n);
   }
   return true;
-}
-
-Json::Value ParseMessage(const std::string& text, bool* ok) {
-  Json::CharReaderBuilder builder;
-  builder["collectComments"] = false;
-  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  Json::Value value;
-  std::string errors;
-  *ok = reader->parse(text.data(), text.data() + text.size(), &value, &errors);
-  return value;
-}
-
-std::string Write(const Json::Value& value) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  return Json::writeString(builder, value);
 }
 
 }  // namespace
@@ -80,35 +67,8 @@ std::unique_ptr<Connection> Connection::Launch(const LaunchOptions& options, std
   if (options.headless) args.push_back("--headless=new");
   args.insert(args.end(), options.extraArgs.begin(), options.extraArgs.end());
   args.push_back("about:blank");
-  std::vector<char*> argv;
-  for (auto& a : args) argv.push_back(a.data());
-  argv.push_back(nullptr);
-
-  const pid_t parent = getpid();
-  const pid_t pid = fork();
-  if (pid < 0) {
-    if (error) *error = std::string("fork: ") + std::strerror(errno);
-    return nullptr;
-  }
-  if (pid == 0) {
-    setpgid(0, 0);                     // a process group of its own
-    prctl(PR_SET_PDEATHSIG, SIGKILL);  // ended with its parent
-    if (getppid() != parent) _exit(1);
-    // The protocol's pipe is on descriptors 3 (Chromium reads) and 4 (Chromium writes). The
-    // ends move out of the way first, since either may already sit on 3 or 4; dup2 then clears
-    // their close-on-exec flag.
-    const int in = fcntl(toChild[0], F_DUPFD_CLOEXEC, 10);
-    const int out = fcntl(fromChild[1], F_DUPFD_CLOEXEC, 10);
-    if (in < 0 || out < 0 || dup2(in, 3) < 0 || dup2(out, 4) < 0) _exit(1);
-    const int null = open("/dev/null", O_RDWR);
-    if (null >= 0) {
-      dup2(null, 1);
-      dup2(null, 2);
-    }
-    execv(argv[0], argv.data());
-    _exit(127);
-  }
-  setpgid(pid, pid);
+  const pid_t pid = SpawnChild(args, {toChild[0], fromChild[1]}, true, error);
+  if (pid < 0) return nullptr;
   close(toChild[0]);
   close(fromChild[1]);
   auto connection = std::unique_ptr<Connection>(new Connection(pid, toChild[1], fromChild[0]));
@@ -124,15 +84,7 @@ Connection::Connection(pid_t pid, int toChromium, int fromChromium)
 Connection::~Connection() {
   closed_ = true;
   close(toChromium_);  // Chromium ends when its pipe closes
-  kill(-pid_, SIGTERM);
-  int status = 0;
-  bool reaped = false;
-  for (int i = 0; i < 300 && !reaped; ++i) {
-    reaped = waitpid(pid_, &status, WNOHANG) == pid_;
-    if (!reaped) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  kill(-pid_, SIGKILL);  // whatever of the group is left
-  if (!reaped) waitpid(pid_, &status, 0);
+  EndChild(pid_, 0);
   if (reader_.joinable()) reader_.join();
   close(fromChromium_);
   std::error_code ignored;
@@ -198,7 +150,7 @@ int Connection::Send(const std::string& method, const Json::Value& params,
   message["method"] = method;
   message["params"] = params.isNull() ? Json::Value(Json::objectValue) : params;
   if (!sessionId.empty()) message["sessionId"] = sessionId;
-  if (!WriteMessage(Write(message))) {
+  if (!WriteMessage(WriteJson(message))) {
     std::lock_guard<std::mutex> lock(mutex_);
     pending_.erase(id);
     return 0;
@@ -230,7 +182,7 @@ bool Connection::Call(const std::string& method, const Json::Value& params,
     std::lock_guard<std::mutex> lock(mutex_);
     direct_.insert(id);
   }
-  if (!WriteMessage(Write(message))) {
+  if (!WriteMessage(WriteJson(message))) {
     std::lock_guard<std::mutex> lock(mutex_);
     pending_.erase(id);
     direct_.erase(id);
@@ -279,9 +231,8 @@ void Connection::ReadLoop() {
 
 void Connection::Dispatch(const std::string& text) {
   ++messagesRead_;
-  bool ok = false;
-  Json::Value message = ParseMessage(text, &ok);
-  if (!ok || !message.isObject()) return;
+  Json::Value message;
+  if (!ParseJson(text, &message) || !message.isObject()) return;
   if (message.isMember("id") && message["id"].isInt()) {
     const int id = message["id"].asInt();
     Callback callback;

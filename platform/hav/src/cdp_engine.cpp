@@ -1,3 +1,5 @@
+#include "hav/cdp_engine.h"
+
 #include <QByteArray>
 #include <chrono>
 #include <condition_variable>
@@ -5,9 +7,12 @@
 #include <sstream>
 #include <thread>
 
-#include "cdp_render_host.h"
+#include "arg_list.h"
+#include "cdp_render_side.h"
 #include "cef/cef_task.h"
 #include "cef/inproc_v8.h"
+#include "host_browser.h"
+#include "json_text.h"
 
 namespace xhav::cdp {
 
@@ -193,6 +198,7 @@ Engine::Engine(EngineOptions options, int processType)
       [this](const std::string& method, const Json::Value& params, const std::string& session) {
         OnEvent(method, params, session);
       });
+  if (!StartRenderSide()) connection_.reset();
 }
 
 Engine::~Engine() {
@@ -200,11 +206,69 @@ Engine::~Engine() {
   if (watchdog_) watchdog_->Stop();  // it writes to the connection
   connection_.reset();               // ends Chromium
   ui_.RunUntilIdle();
+  renderSide_.reset();  // ends a render host process
+  ui_.RunUntilIdle();
   for (PageBrowser* b : browsers_) delete b;
   cef_inproc::SetTaskRunner(TID_UI, nullptr);
 }
 
 Core* Engine::core() { return core_.get(); }
+
+RenderHost* Engine::render_host() { return renderHost_; }
+
+// The render side's way to the pages. In this process it runs on the UI thread; the link to a
+// render host process calls it there too.
+class Engine::Link final : public PageLink {
+ public:
+  explicit Link(Engine* engine) : engine_(engine) {}
+  void SendToBrowser(int browser, CefRefPtr<CefProcessMessage> message) override {
+    // A process message arrives later, as one from another process would.
+    engine_->ui_.PostTask([this, browser, message] {
+      PageBrowser* page = Find(browser);
+      if (page && page->alive() && page->notify_) {
+        inproc::DeliverToView(page->notify_, page->hostBrowser_, message);
+      }
+    });
+  }
+  void RunPageFunction(const DocumentId& document, int handle, const std::string& args) override {
+    if (PageBrowser* page = Find(document.browser)) {
+      page->RunPageFunction(document.session, document.context, handle, args);
+    }
+  }
+  void Navigate(int browser, const std::string& how) override {
+    engine_->ui_.PostTask([this, browser, how] {
+      PageBrowser* page = Find(browser);
+      if (!page) return;
+      if (how == "reload") page->LoadUrl(page->url().c_str());
+      if (how == "back" || how == "forward") {
+        page->ExecuteJavaScript(nullptr, nullptr,
+                                how == "back" ? u"history.back()" : u"history.forward()");
+      }
+    });
+  }
+
+ private:
+  PageBrowser* Find(int id) {
+    std::lock_guard<std::mutex> lock(engine_->mutex_);
+    for (PageBrowser* page : engine_->browsers_) {
+      if (page->id_ == id) return page;
+    }
+    return nullptr;
+  }
+  Engine* engine_;
+};
+
+bool Engine::StartRenderSide() {
+  link_ = std::make_unique<Link>(this);
+  if (options_.renderHost.empty()) {
+    auto local = std::make_unique<LocalRenderSide>(link_.get());
+    renderHost_ = local->host();
+    renderSide_ = std::move(local);
+    return true;
+  }
+  renderSide_ = ConnectRenderHost(options_.renderHost, link_.get(), &ui_, &error_);
+  return renderSide_ != nullptr;
+}
 
 void Engine::SetBindingHandler(BindingHandler handler) {
   std::lock_guard<std::mutex> lock(mutex_);
@@ -257,7 +321,16 @@ bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* 
     bySession_[browser->session_] = browser;
   }
   const std::string& session = browser->session_;
-  SetUpRenderSide(this, browser);
+  const int id = browser->id_;
+  browser->hostBrowser_ =
+      new inproc::HostBrowser(id, [this, browser](CefRefPtr<CefProcessMessage> m) {
+        if (!browser->alive()) return false;
+        // The sender may change its message once this returns: the render side gets a copy.
+        ui_.PostTask([this, browser, m = m->Copy()] {
+          if (browser->alive()) renderSide_->Deliver(browser->id_, m);
+        });
+        return true;
+      });
   SetUpSession(session);
   if (out) *out = browser;
 
@@ -292,9 +365,9 @@ void Engine::SetUpSession(const std::string& session) {
   connection_->Call("Runtime.enable", Json::Value(), session, nullptr);
   connection_->Call("Runtime.addBinding", binding, session, nullptr);
   connection_->Call("Page.addScriptToEvaluateOnNewDocument", shim, session, nullptr);
-  for (const auto& extension : static_cast<RenderHostImpl*>(render_host())->extensions()) {
+  for (const std::string& extension : renderSide_->ExtensionScripts()) {
     Json::Value script;
-    script["source"] = extension.script;
+    script["source"] = extension;
     connection_->Call("Page.addScriptToEvaluateOnNewDocument", script, session, nullptr);
   }
   connection_->Call("Fetch.enable", fetch, session, nullptr);
@@ -378,16 +451,22 @@ void Engine::ServeCall(const std::string& session, const Json::Value& params) {
         QByteArray::fromStdString(request["postDataEntries"][0]["bytes"].asString()));
     body.assign(bytes.constData(), static_cast<std::size_t>(bytes.size()));
   }
-  const std::string requestId = params["requestId"].asString();
-  // When the watchdog has answered, the page has gone on: the call runs without waiting page.
-  const bool answerWithin = watchdog_->Claim(requestId);
-  const std::string reply =
-      page ? page->OnSyncCall(session, body, answerWithin) : "{\"handled\":false}";
-  if (answerWithin) FulfilCall(session, params["requestId"], reply);
+  const Json::Value requestId = params["requestId"];
+  // When the watchdog has answered, the page has gone on: the call runs without a waiting page.
+  const bool answerWithin = watchdog_->Claim(requestId.asString());
+  if (!page || !page->alive()) {
+    if (answerWithin) FulfilCall(session, requestId, "{\"handled\":false}");
+    return;
+  }
+  renderSide_->Call({page->id_, session, 0}, body, answerWithin,
+                    [this, session, requestId, answerWithin](const std::string& reply) {
+                      if (answerWithin) FulfilCall(session, requestId, reply);
+                    });
 }
 
 void Engine::FulfilCall(const std::string& session, const Json::Value& requestId,
                         const std::string& reply) {
+  if (!connection_) return;  // the engine is going away
   Json::Value fulfil;
   fulfil["requestId"] = requestId;
   fulfil["responseCode"] = 200;
@@ -416,8 +495,51 @@ PageBrowser::PageBrowser(Engine* engine, int id, BrowserNotify* notify,
 }
 
 PageBrowser::~PageBrowser() {
-  for (auto& [id, document] : documents_) cef_inproc::InvalidateContext(document.script);
   if (hwnd_) win::DestroyWindow(hwnd_);
+}
+
+RenderSide* PageBrowser::render() { return engine_->renderSide_.get(); }
+
+void PageBrowser::ReportState() { render()->PageState(id_, url(), CanGoBack()); }
+
+void PageBrowser::OnNewDocument(const std::string& session, int executionContextId) {
+  documents_.insert({session, executionContextId});
+  render()->NewDocument(
+      {id_, session, executionContextId}, [this, session, executionContextId](const auto& names) {
+        if (names.empty() || !alive_ || !engine_->ok()) return;
+        Json::Value list(Json::arrayValue);
+        for (const std::string& name : names) list.append(name);
+        const std::string context = std::to_string(executionContextId);
+        // The shim normally stands in the document from its start; should the page have been
+        // faster than its registration, it comes with the object (it is made once per document).
+        Json::Value params;
+        params["expression"] = "window.__tnpcNames = " + WriteJson(list) +
+                               "; window.__tnpcContext = " + context + ";" + ShimScript() +
+                               "; window.__tnpcShim.install(window.__tnpcNames, " + context + ")";
+        params["contextId"] = executionContextId;
+        engine_->connection().Send("Runtime.evaluate", params, session, nullptr);
+      });
+}
+
+void PageBrowser::OnDocumentGone(const std::string& session, int executionContextId) {
+  if (documents_.erase({session, executionContextId}) == 0) return;
+  render()->DocumentGone({id_, session, executionContextId});
+}
+
+void PageBrowser::OnPageCall(const std::string& session, const Json::Value& params) {
+  if (!params["payload"].isString() || !params["executionContextId"].isInt()) return;
+  render()->Call({id_, session, params["executionContextId"].asInt()}, params["payload"].asString(),
+                 false, [](const std::string&) {});
+}
+
+void PageBrowser::RunPageFunction(const std::string& session, int executionContextId, int handle,
+                                  const std::string& args) {
+  if (!alive_ || !engine_->ok()) return;
+  Json::Value params;
+  params["expression"] =
+      "window.__tnpcShim && window.__tnpcShim.run(" + std::to_string(handle) + ", " + args + ")";
+  params["contextId"] = executionContextId;
+  engine_->connection().Send("Runtime.evaluate", params, session, nullptr);
 }
 
 void PageBrowser::OnFrameAttached(const std::string& session, const std::string& targetId) {
@@ -444,7 +566,7 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
   }
   if (method == "Runtime.executionContextsCleared" || (!main && method == "Inspector.detached")) {
     std::vector<int> ids;
-    for (const auto& [key, document] : documents_) {
+    for (const auto& key : documents_) {
       if (key.first == session) ids.push_back(key.second);
     }
     for (int id : ids) OnDocumentGone(session, id);
@@ -469,12 +591,14 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
   // may come before the load ends), and the history follows when the load does.
   if (method == "Page.frameNavigated" && !params["frame"].isMember("parentId")) {
     const std::string url = Engine::ToClientUrl(params["frame"]["url"].asString());
-    std::lock_guard<std::mutex> lock(mutex_);
+    std::unique_lock<std::mutex> lock(mutex_);
     if (url != "about:blank" && (index_ < 0 || history_[index_] != url)) {
       history_.resize(index_ + 1);
       history_.push_back(url);
       index_ = static_cast<int>(history_.size()) - 1;
     }
+    lock.unlock();
+    ReportState();
     return;
   }
   // The main frame has stopped loading: a document is there. (Its load event can be missed
@@ -514,6 +638,7 @@ void PageBrowser::OnHistory(const Json::Value& result) {
     history_ = urls;
     index_ = index;
   }
+  ReportState();
   if (!notify_) return;
   tnbase::TnStringPtr text = tnbase::TnStringPtr::FromUTF8(current);
   notify_->OnPageLoaded(nullptr, nullptr, text.get());
@@ -522,6 +647,7 @@ void PageBrowser::OnHistory(const Json::Value& result) {
 
 void PageBrowser::FinishClose() {
   if (!alive_.exchange(false)) return;
+  render()->PageClosed(id_);
   if (notify_) notify_->OnBeforeBrowserClose();
   win::DestroyWindow(hwnd_);
   hwnd_ = nullptr;

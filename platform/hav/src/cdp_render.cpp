@@ -1,115 +1,20 @@
-// The render side over a real page: each new document gets a script context for the render
-// notify object, the native object built there is installed into the page, and the page's
-// calls come back through a binding. Page functions given to native calls are handles in a
-// page-side table of that document; native code runs them without waiting for the page.
-
-#include <json/reader.h>
-#include <json/writer.h>
+// The render side over real pages: each new document gets a script context for the render
+// notify object, and the page's calls of the native object it builds run there. Page functions
+// given to native calls are handles in a page-side table of their document; native code runs
+// them without waiting for the page.
 
 #include <QByteArray>
 #include <cmath>
+#include <regex>
 
 #include "arg_list.h"
-#include "cdp_render_host.h"
+#include "cdp_render_side.h"
 #include "cef/inproc_v8.h"
-#include "host_browser.h"
+#include "json_text.h"
 
 namespace xhav::cdp {
 
 namespace {
-
-constexpr char kBinding[] = "__tnpcNative";
-
-// The page-side part: the table of handles and the encoding of values both ways.
-constexpr char kShim[] = R"JS(
-(function () {
-  if (window.__tnpcShim) return;
-  var handles = [];
-  var send = window.__tnpcNative;
-  // Captured at document start: pages may patch them.
-  var stringify = JSON.stringify, parse = JSON.parse, XHR = window.XMLHttpRequest;
-  var context = 0;
-  // A call waits for its answer (a synchronous request to the reserved origin); functions that
-  // native code runs within it come back with the answer and run before the call returns.
-  // Where synchronous requests are forbidden (unload), the binding carries the call.
-  function call(name, args) {
-    var body = stringify({ctx: context, fn: name, args: args});
-    var reply;
-    try {
-      var x = new XHR();
-      x.open('POST', 'https://tnpc-call.pages.invalid/call', false);
-      x.setRequestHeader('Content-Type', 'text/plain');
-      x.send(body);
-      reply = parse(x.responseText);
-    } catch (e) {
-      send(body);
-      return undefined;
-    }
-    (reply.deferred || []).forEach(function (d) { window.__tnpcShim.run(d.h, d.a); });
-    return reply.handled ? decode(reply.ret) : undefined;
-  }
-  // A string with a lone surrogate is no valid UTF-8 on the way: it travels as code units.
-  var loneSurrogate = /[\ud800-\udbff](?![\udc00-\udfff])|(?:[^\ud800-\udbff]|^)[\udc00-\udfff]/;
-  function encode(v) {
-    if (typeof v === 'string') {
-      if (!loneSurrogate.test(v)) return {t: 's', v: v};
-      var units = [];
-      for (var i = 0; i < v.length; i++) units.push(v.charCodeAt(i));
-      return {t: 'w', v: units};
-    }
-    if (typeof v === 'number') {
-      if ((v | 0) === v && !Object.is(v, -0)) return {t: 'i', v: v};
-      // JSON has no -0, NaN or infinities: they travel as words.
-      if (Object.is(v, -0) || v !== v || v === Infinity || v === -Infinity) return {t: 'x', v: String(v === 0 ? '-0' : v)};
-      return {t: 'd', v: v};
-    }
-    if (typeof v === 'boolean') return {t: 'b', v: v};
-    if (v === null) return {t: 'n'};
-    if (typeof v === 'undefined') return {t: 'u'};
-    if (typeof v === 'function') { handles.push(v); return {t: 'f', h: handles.length - 1, n: v.name || ''}; }
-    if (Array.isArray(v)) return {t: 'a', v: v.map(encode)};
-    return {t: 'o'};
-  }
-  function decode(v) {
-    if (v.t === 'ab') {
-      var bin = atob(v.v), bytes = new Uint8Array(bin.length);
-      for (var i = 0; i < bin.length; i++) bytes[i] = bin.charCodeAt(i);
-      return bytes.buffer;
-    }
-    if (v.t === 'w') {
-      var text = '';
-      for (var j = 0; j < v.v.length; j++) text += String.fromCharCode(v.v[j]);
-      return text;
-    }
-    if (v.t === 'u') return undefined;
-    if (v.t === 'x') return v.v === '-0' ? -0 : Number(v.v);
-    if (v.t === 'n') return null;
-    return v.v;
-  }
-  window.__tnpcShim = {
-    install: function (names, ctx) {
-      var object = {};
-      context = ctx;
-      names.forEach(function (name) {
-        object[name] = function () {
-          return call(name, Array.prototype.map.call(arguments, encode));
-        };
-      });
-      window.tnpc = window.Tavrin = object;
-    },
-    // A function that an extension declares as native: its handler answers within the call.
-    native: function (name, args) {
-      return call('native:' + name, Array.prototype.map.call(args, encode));
-    },
-    run: function (handle, args) {
-      var f = handles[handle];
-      if (typeof f === 'function') f.apply(null, args.map(decode));
-    }
-  };
-  // The native side may have come first in this document.
-  if (window.__tnpcNames) window.__tnpcShim.install(window.__tnpcNames, window.__tnpcContext);
-})();
-)JS";
 
 std::string Base64(const void* data, std::size_t size) {
   const QByteArray b =
@@ -170,235 +75,251 @@ Json::Value Encode(const CefRefPtr<CefV8Value>& v) {
   return out;
 }
 
-std::string Write(const Json::Value& value) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  return Json::writeString(builder, value);
+bool ParseCall(const std::string& payload, Json::Value* call) {
+  return ParseJson(payload, call) && call->isObject() && (*call)["fn"].isString() &&
+         (*call)["args"].isArray();
 }
-
-// The page as the render side sees it.
-class RenderBrowser final : public CefBrowser {
- public:
-  RenderBrowser(PageBrowser* page, int id, std::function<void(CefRefPtr<CefProcessMessage>)> send)
-      : page_(page), id_(id), send_(std::move(send)) {}
-  int GetIdentifier() override { return id_; }
-  bool IsSame(CefRefPtr<CefBrowser> that) override { return that && that->GetIdentifier() == id_; }
-  void Reload() override { page_->LoadUrl(page_->url().c_str()); }
-  void GoBack() override { page_->ExecuteJavaScript(nullptr, nullptr, u"history.back()"); }
-  void GoForward() override { page_->ExecuteJavaScript(nullptr, nullptr, u"history.forward()"); }
-  bool CanGoBack() override { return page_->CanGoBack(); }
-  bool CanGoForward() override { return false; }
-  CefRefPtr<CefFrame> GetMainFrame() override { return nullptr; }
-  bool SendProcessMessage(CefProcessId target, CefRefPtr<CefProcessMessage> message) override {
-    if (target != PID_BROWSER || !message || !page_->alive()) return false;
-    send_(message->Copy());
-    return true;
-  }
-
- private:
-  PageBrowser* page_;
-  const int id_;
-  std::function<void(CefRefPtr<CefProcessMessage>)> send_;
-  IMPLEMENT_REFCOUNTING(RenderBrowser);
-};
 
 }  // namespace
 
-RenderHost* Engine::render_host() {
-  if (!renderHost_) renderHost_ = std::make_unique<RenderHostImpl>();
-  return renderHost_.get();
+// ---------------------------------------------------------------------------------------------
+
+void RenderHostImpl::RegisterExtension(const char*, const char* script,
+                                       CefRefPtr<CefV8Handler> handler) {
+  static const std::regex native(R"(native function (\w+)\(\);)");
+  const std::string page =
+      std::regex_replace(script ? script : "", native,
+                         "function $1() { return window.__tnpcShim ? "
+                         "window.__tnpcShim.native('$1', arguments) : undefined; }");
+  std::lock_guard<std::mutex> lock(mutex_);
+  extensions_.push_back({page, handler});
 }
 
-std::string ShimScript() { return kShim; }
-
-void SetUpRenderSide(Engine* engine, PageBrowser* page);
-
-void PageBrowser::OnNewDocument(const std::string& session, int executionContextId) {
-  auto* host = static_cast<Engine::RenderHostImpl*>(engine_->render_host());
-  RenderNotify* notify = host ? host->notify() : nullptr;
-  if (!notify) return;
-  Document document;
-  document.script = cef_inproc::CreateContext(renderBrowser_, nullptr);
-  notify->OnContextCreated(renderBrowser_, nullptr, document.script, true);
-  document.object = document.script->GetGlobal()->GetValue("tnpc");
-  documents_[{session, executionContextId}] = document;
-  if (!document.object) return;
-  std::vector<CefString> keys;
-  document.object->GetKeys(keys);
-  Json::Value names(Json::arrayValue);
-  for (const CefString& key : keys) names.append(key.ToString());
-  Json::Value params;
-  // The shim normally stands in the document from its start; should the page have been faster
-  // than its registration, it comes with the object (it is made only once per document).
-  params["expression"] = "window.__tnpcNames = " + Write(names) +
-                         "; window.__tnpcContext = " + std::to_string(executionContextId) + ";" +
-                         kShim + "; window.__tnpcShim.install(window.__tnpcNames, " +
-                         std::to_string(executionContextId) + ")";
-  params["contextId"] = executionContextId;
-  engine_->connection().Send("Runtime.evaluate", params, session, nullptr);
+void RenderHostImpl::SetRenderNotify(RenderNotify* notify) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  notify_ = notify;
 }
 
-void PageBrowser::OnDocumentGone(const std::string& session, int executionContextId) {
-  auto it = documents_.find({session, executionContextId});
+std::vector<RenderHostImpl::Extension> RenderHostImpl::extensions() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return extensions_;
+}
+
+RenderNotify* RenderHostImpl::notify() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return notify_;
+}
+
+// ---------------------------------------------------------------------------------------------
+
+// The page as the render side sees it: its history as the engine last reported it, its
+// operations and messages through the link.
+class LocalRenderSide::Browser final : public CefBrowser {
+ public:
+  Browser(PageLink* link, int id) : link_(link), id_(id) {}
+  int GetIdentifier() override { return id_; }
+  bool IsSame(CefRefPtr<CefBrowser> that) override { return that && that->GetIdentifier() == id_; }
+  void Reload() override { link_->Navigate(id_, "reload"); }
+  void GoBack() override { link_->Navigate(id_, "back"); }
+  void GoForward() override { link_->Navigate(id_, "forward"); }
+  bool CanGoBack() override { return canGoBack_; }
+  bool CanGoForward() override { return false; }
+  CefRefPtr<CefFrame> GetMainFrame() override { return nullptr; }
+  bool SendProcessMessage(CefProcessId target, CefRefPtr<CefProcessMessage> message) override {
+    if (target != PID_BROWSER || !message || closed_) return false;
+    // The sender may change its message once this returns: the link gets a copy.
+    link_->SendToBrowser(id_, message->Copy());
+    return true;
+  }
+  void SetState(bool canGoBack) { canGoBack_ = canGoBack; }
+  void SetClosed() { closed_ = true; }
+
+ private:
+  PageLink* link_;
+  const int id_;
+  bool canGoBack_ = false;
+  bool closed_ = false;
+  IMPLEMENT_REFCOUNTING(Browser);
+};
+
+LocalRenderSide::LocalRenderSide(PageLink* link) : link_(link) {}
+
+LocalRenderSide::~LocalRenderSide() {
+  for (auto& [id, document] : documents_) cef_inproc::InvalidateContext(document.script);
+}
+
+std::vector<std::string> LocalRenderSide::ExtensionScripts() {
+  std::vector<std::string> scripts;
+  for (const auto& extension : host_.extensions()) scripts.push_back(extension.script);
+  return scripts;
+}
+
+CefRefPtr<LocalRenderSide::Browser> LocalRenderSide::BrowserFor(int id) {
+  CefRefPtr<Browser>& browser = browsers_[id];
+  if (!browser) browser = new Browser(link_, id);
+  return browser;
+}
+
+void LocalRenderSide::PageState(int browser, const std::string&, bool canGoBack) {
+  BrowserFor(browser)->SetState(canGoBack);
+}
+
+void LocalRenderSide::PageClosed(int browser) {
+  auto it = browsers_.find(browser);
+  if (it == browsers_.end()) return;
+  it->second->SetClosed();
+  browsers_.erase(it);
+  for (auto doc = documents_.begin(); doc != documents_.end();) {
+    if (doc->first.browser == browser) {
+      cef_inproc::InvalidateContext(doc->second.script);
+      doc = documents_.erase(doc);
+    } else {
+      ++doc;
+    }
+  }
+}
+
+void LocalRenderSide::NewDocument(const DocumentId& id, std::function<void(const Names&)> done) {
+  Names names;
+  RenderNotify* notify = host_.notify();
+  if (notify) {
+    CefRefPtr<Browser> browser = BrowserFor(id.browser);
+    Document document;
+    document.script = cef_inproc::CreateContext(browser.get(), nullptr);
+    notify->OnContextCreated(browser.get(), nullptr, document.script, true);
+    document.object = document.script->GetGlobal()->GetValue("tnpc");
+    documents_[id] = document;
+    if (document.object) {
+      std::vector<CefString> keys;
+      document.object->GetKeys(keys);
+      for (const CefString& key : keys) names.push_back(key.ToString());
+    }
+  }
+  done(names);
+}
+
+void LocalRenderSide::DocumentGone(const DocumentId& id) {
+  auto it = documents_.find(id);
   if (it == documents_.end()) return;
   cef_inproc::InvalidateContext(it->second.script);
   documents_.erase(it);
 }
 
-void PageBrowser::OnPageCall(const std::string& session, const Json::Value& params) {
-  if (params["name"].asString() != kBinding) return;
+void LocalRenderSide::Call(const DocumentId& document, const std::string& body, bool answerWithin,
+                           std::function<void(const std::string&)> done) {
+  done(CallNative(document, body, answerWithin));
+}
+
+void LocalRenderSide::Deliver(int browser, CefRefPtr<CefProcessMessage> message) {
+  RenderNotify* notify = host_.notify();
+  auto it = browsers_.find(browser);
+  if (!notify || !message || it == browsers_.end()) return;
+  tnbase::TnStringPtr name(allocStringFromWideChars(
+      message->GetName().c_str(), static_cast<int32_t>(message->GetName().length())));
+  inproc::ListArgs list(message->GetArgumentList());
+  notify->OnHavMessage(it->second.get(), PID_BROWSER, name.get(), &list);
+}
+
+CefRefPtr<CefV8Value> LocalRenderSide::Decode(const DocumentId& document, const Json::Value& v) {
+  // The page's text: every member is checked for its type before it is read.
+  const Json::Value none;
+  const std::string t = v.isObject() && v["t"].isString() ? v["t"].asString() : "u";
+  const Json::Value& value = v.isObject() ? v["v"] : none;
+  if (t == "s" && value.isString()) return CefV8Value::CreateString(value.asString());
+  if (t == "w" && value.isArray()) {
+    std::u16string text;
+    for (const Json::Value& unit : value) {
+      text.push_back(unit.isUInt() && unit.asUInt() <= 0xFFFF ? static_cast<char16_t>(unit.asUInt())
+                                                              : u'\uFFFD');
+    }
+    return CefV8Value::CreateString(CefString(std::move(text)));
+  }
+  if (t == "i" && value.isInt()) return CefV8Value::CreateInt(value.asInt());
+  if (t == "d" && value.isNumeric()) return CefV8Value::CreateDouble(value.asDouble());
+  if (t == "x" && value.isString()) {
+    const std::string word = value.asString();
+    if (word == "-0") return CefV8Value::CreateDouble(-0.0);
+    if (word == "NaN") return CefV8Value::CreateDouble(std::nan(""));
+    if (word == "Infinity" || word == "-Infinity") {
+      return CefV8Value::CreateDouble(word == "Infinity" ? HUGE_VAL : -HUGE_VAL);
+    }
+  }
+  if (t == "b" && value.isBool()) return CefV8Value::CreateBool(value.asBool());
+  if (t == "n") return CefV8Value::CreateNull();
+  if (t == "a" && value.isArray()) {
+    CefRefPtr<CefV8Value> array = CefV8Value::CreateArray(static_cast<int>(value.size()));
+    for (Json::ArrayIndex i = 0; i < value.size(); ++i) {
+      array->SetValue(static_cast<int>(i), Decode(document, value[i]));
+    }
+    return array;
+  }
+  if (t == "f" && v["h"].isInt()) {
+    const int handle = v["h"].asInt();
+    return cef_inproc::CreateScriptFunction(
+        v["n"].isString() ? v["n"].asString() : std::string(),
+        cef_inproc::ScriptFunction([this, document, handle](const CefV8ValueList& args) {
+          RunPageFunction(document, handle, args);
+          return CefV8Value::CreateUndefined();
+        }));
+  }
+  if (t == "o") return CefV8Value::CreateObject(nullptr);
+  return CefV8Value::CreateUndefined();
+}
+
+std::string LocalRenderSide::CallNative(const DocumentId& target, const std::string& body,
+                                        bool answerWithin) {
   Json::Value call;
-  if (!ParseCall(params["payload"].asString(), &call)) return;
-  CallNative(session, params["executionContextId"].asInt(), call);
-}
-
-bool PageBrowser::ParseCall(const std::string& payload, Json::Value* call) {
-  Json::CharReaderBuilder builder;
-  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  std::string errors;
-  return reader->parse(payload.data(), payload.data() + payload.size(), call, &errors) &&
-         call->isObject() && (*call)["fn"].isString() && (*call)["args"].isArray();
-}
-
-Json::Value PageBrowser::CallNative(const std::string& session, int contextId,
-                                    const Json::Value& call) {
   Json::Value reply;
   reply["handled"] = false;
-  auto doc = documents_.find({session, contextId});
-  if (doc == documents_.end() || !doc->second.object) return reply;  // a document that is gone
+  if (!ParseCall(body, &call)) return WriteJson(reply);
+  DocumentId id = target;
+  if (id.context == 0) {
+    if (!call["ctx"].isInt()) return WriteJson(reply);
+    id.context = call["ctx"].asInt();
+  }
+  auto doc = documents_.find(id);
+  // A document that is gone, or one without the native object.
+  if (doc == documents_.end() || !doc->second.object) return WriteJson(reply);
   const Document document = doc->second;
   const std::string fn = call["fn"].asString();
   CefRefPtr<CefV8Value> function;
   if (fn.rfind("native:", 0) == 0) {
     // An extension's native function: a function of its handler, told apart by name.
-    auto* host = static_cast<Engine::RenderHostImpl*>(engine_->render_host());
-    for (const auto& extension : host->extensions()) {
+    for (const auto& extension : host_.extensions()) {
       if (extension.handler) function = CefV8Value::CreateFunction(fn.substr(7), extension.handler);
     }
   } else {
     function = document.object->GetValue(fn);
   }
-  if (!function || !function->IsFunction()) return reply;
-  std::function<CefRefPtr<CefV8Value>(const Json::Value&)> decode =
-      [&](const Json::Value& v) -> CefRefPtr<CefV8Value> {
-    // The page's text: every member is checked for its type before it is read.
-    const Json::Value none;
-    const std::string t = v.isObject() && v["t"].isString() ? v["t"].asString() : "u";
-    const Json::Value& value = v.isObject() ? v["v"] : none;
-    if (t == "s" && value.isString()) return CefV8Value::CreateString(value.asString());
-    if (t == "w" && value.isArray()) {
-      std::u16string text;
-      for (const Json::Value& unit : value) {
-        text.push_back(unit.isUInt() && unit.asUInt() <= 0xFFFF
-                           ? static_cast<char16_t>(unit.asUInt())
-                           : u'\uFFFD');
-      }
-      return CefV8Value::CreateString(CefString(std::move(text)));
-    }
-    if (t == "i" && value.isInt()) return CefV8Value::CreateInt(value.asInt());
-    if (t == "d" && value.isNumeric()) return CefV8Value::CreateDouble(value.asDouble());
-    if (t == "x" && value.isString()) {
-      const std::string word = value.asString();
-      if (word == "-0") return CefV8Value::CreateDouble(-0.0);
-      if (word == "NaN") return CefV8Value::CreateDouble(std::nan(""));
-      if (word == "Infinity" || word == "-Infinity") {
-        return CefV8Value::CreateDouble(word == "Infinity" ? HUGE_VAL : -HUGE_VAL);
-      }
-    }
-    if (t == "b" && value.isBool()) return CefV8Value::CreateBool(value.asBool());
-    if (t == "n") return CefV8Value::CreateNull();
-    if (t == "a" && value.isArray()) {
-      CefRefPtr<CefV8Value> array = CefV8Value::CreateArray(static_cast<int>(value.size()));
-      for (Json::ArrayIndex i = 0; i < value.size(); ++i) {
-        array->SetValue(static_cast<int>(i), decode(value[i]));
-      }
-      return array;
-    }
-    if (t == "f" && v["h"].isInt()) {
-      const int handle = v["h"].asInt();
-      return cef_inproc::CreateScriptFunction(
-          v["n"].isString() ? v["n"].asString() : std::string(),
-          cef_inproc::ScriptFunction(
-              [this, session, contextId, handle](const CefV8ValueList& args) {
-                RunPageFunction(session, contextId, handle, args);
-                return CefV8Value::CreateUndefined();
-              }));
-    }
-    if (t == "o") return CefV8Value::CreateObject(nullptr);
-    return CefV8Value::CreateUndefined();
-  };
+  if (!function || !function->IsFunction()) return WriteJson(reply);
   CefV8ValueList args;
-  for (const Json::Value& v : call["args"]) args.push_back(decode(v));
+  for (const Json::Value& v : call["args"]) args.push_back(Decode(id, v));
+  // Page functions due within the call go back with its answer.
+  if (answerWithin) syncDocument_ = id;
+  deferred_ = Json::Value(Json::arrayValue);
   const cef_inproc::ScriptCallResult result =
       cef_inproc::CallFromScript(document.script, function, args);
+  syncDocument_ = DocumentId();
   reply["handled"] = result.handled;
   reply["ret"] = Encode(result.value);
-  return reply;
+  reply["deferred"] = deferred_;
+  return WriteJson(reply);
 }
 
-std::string PageBrowser::OnSyncCall(const std::string& session, const std::string& body,
-                                    bool answerWithin) {
-  Json::Value call;
-  Json::Value reply;
-  if (ParseCall(body, &call) && call["ctx"].isInt()) {
-    // Page functions due within the call go back with its answer.
-    const int contextId = call["ctx"].asInt();
-    if (answerWithin) syncDocument_ = {session, contextId};
-    deferred_ = Json::Value(Json::arrayValue);
-    reply = CallNative(session, contextId, call);
-    reply["deferred"] = deferred_;
-    syncDocument_ = {};
-  } else {
-    reply["handled"] = false;
-  }
-  return Write(reply);
-}
-
-void PageBrowser::RunPageFunction(const std::string& session, int executionContextId, int handle,
-                                  const CefV8ValueList& args) {
+void LocalRenderSide::RunPageFunction(const DocumentId& document, int handle,
+                                      const CefV8ValueList& args) {
   // A handle of a document that is gone fails silently, as a stale context does.
-  if (!alive_ || documents_.count({session, executionContextId}) == 0) return;
+  if (documents_.count(document) == 0) return;
   Json::Value encoded(Json::arrayValue);
   for (const auto& a : args) encoded.append(Encode(a));
-  if (syncDocument_ == std::make_pair(session, executionContextId)) {
+  if (syncDocument_ == document) {
     Json::Value deferred;
     deferred["h"] = handle;
     deferred["a"] = encoded;
     deferred_.append(deferred);
     return;
   }
-  Json::Value params;
-  params["expression"] = "window.__tnpcShim && window.__tnpcShim.run(" + std::to_string(handle) +
-                         ", " + Write(encoded) + ")";
-  params["contextId"] = executionContextId;
-  engine_->connection().Send("Runtime.evaluate", params, session, nullptr);
-}
-
-void SetUpRenderSide(Engine* engine, PageBrowser* page) {
-  tnbase::TaskQueue* ui = &engine->ui();
-  page->renderBrowser_ =
-      new RenderBrowser(page, page->id_, [engine, page, ui](CefRefPtr<CefProcessMessage> m) {
-        ui->PostTask([engine, page, m] {
-          if (!page->alive() || !page->notify_) return;
-          inproc::DeliverToView(page->notify_, page->hostBrowser_, m);
-          (void)engine;
-        });
-      });
-  page->hostBrowser_ =
-      new inproc::HostBrowser(page->id_, [engine, page, ui](CefRefPtr<CefProcessMessage> m) {
-        if (!page->alive()) return false;
-        // The sender may change its message once this returns: the render side gets a copy.
-        ui->PostTask([engine, page, m = m->Copy()] {
-          auto* host = static_cast<Engine::RenderHostImpl*>(engine->render_host());
-          RenderNotify* notify = host ? host->notify() : nullptr;
-          if (!notify || !page->alive()) return;
-          tnbase::TnStringPtr name(allocStringFromWideChars(
-              m->GetName().c_str(), static_cast<int32_t>(m->GetName().length())));
-          inproc::ListArgs list(m->GetArgumentList());
-          notify->OnHavMessage(page->renderBrowser_, PID_BROWSER, name.get(), &list);
-        });
-        return true;
-      });
+  link_->RunPageFunction(document, handle, WriteJson(encoded));
 }
 
 }  // namespace xhav::cdp

@@ -626,7 +626,7 @@ void Engine::OnControl(const Control& control) {
   std::shared_ptr<Page> page;
   {
     std::lock_guard<std::mutex> lock(mutex_);
-    page.reset(new Page(this, control.browserId, true, control.url));
+    page.reset(new Page(this, control.browserId, true, control.text));
     pages_.push_back(page);
     remotePages_[control.browserId] = page;
   }

@@ -230,7 +230,7 @@ class SocketTransport final : public Transport {
     Writer w;
     w.U8(control.kind);
     w.I32(control.browserId);
-    w.Bytes(control.url.data(), control.url.size());
+    w.Bytes(control.text.data(), control.text.size());
     Write(Frame(w.out()));
   }
 
@@ -251,7 +251,7 @@ class SocketTransport final : public Transport {
         Control control;
         control.kind = static_cast<Control::Kind>(r.U8());
         control.browserId = r.I32();
-        control.url = r.Bytes();
+        control.text = r.Bytes();
         if (!r.ok()) break;
         runner_->PostTask([this, control] {
           ControlReceiver receiver;

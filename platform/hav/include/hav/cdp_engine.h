@@ -11,6 +11,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -26,11 +27,15 @@ struct EngineOptions {
   std::string pagesDir;  // the folder with one subfolder a resource root
   // A page's synchronous call that the UI thread has not answered by then is answered empty.
   int syncCallLimitMs = 5000;
+  // A render host program and its arguments: the engine starts it and the render side of the
+  // pages lives there (see cdp_render_host.h). Empty: the render side runs in this process, on
+  // the UI thread, and `Engine::render_host()` is its host.
+  std::vector<std::string> renderHost;
 };
 
 class Engine;
 class PageBrowser;
-void SetUpRenderSide(Engine* engine, PageBrowser* page);
+class RenderSide;
 
 class HAV_API PageBrowser final : public Browser {
  public:
@@ -58,21 +63,16 @@ class HAV_API PageBrowser final : public Browser {
   void ExecuteJavaScript(CefRefPtr<CefBrowser> browser, CefRefPtr<CefFrame> frame,
                          const char16_t* script) override;
 
-  // The render side of this page: a new document gets a context whose native object is
-  // installed into the page; page calls come back by a binding.
-  // Documents are named by the session of their frame and their execution context.
+  // The render side of this page: each new document (named by the session of its frame and
+  // its execution context) gets the native object; page calls come by a binding or as
+  // synchronous requests.
   void OnNewDocument(const std::string& session, int executionContextId);
   void OnDocumentGone(const std::string& session, int executionContextId);
   void OnPageCall(const std::string& session, const Json::Value& params);
-  // A call that waits: the page's synchronous request to the reserved origin. The reply holds
-  // the function's result and the page functions due within the call.
-  // A call that the page sent as a request to the reserved origin; `answerWithin` false when the
-  // page no longer waits for it (its functions then go back as for a call by the binding).
-  std::string OnSyncCall(const std::string& session, const std::string& body,
-                         bool answerWithin = true);
-  // Runs page function `handle` of the document in `executionContextId` (no waiting).
+  // Runs page function `handle` of the document in `executionContextId` with `args` (the
+  // page's value form) without waiting for the page.
   void RunPageFunction(const std::string& session, int executionContextId, int handle,
-                       const CefV8ValueList& args);
+                       const std::string& args);
 
   const std::string& session() const { return session_; }
   const std::string& target() const { return target_; }
@@ -86,7 +86,6 @@ class HAV_API PageBrowser final : public Browser {
 
  private:
   friend class Engine;
-  friend void SetUpRenderSide(Engine* engine, PageBrowser* page);
   PageBrowser(Engine* engine, int id, BrowserNotify* notify, const inproc::BrowserParamRecord& p);
   ~PageBrowser() override;
   void OnEvent(const std::string& method, const Json::Value& params, const std::string& session);
@@ -109,17 +108,11 @@ class HAV_API PageBrowser final : public Browser {
   std::vector<std::string> history_;  // main-frame addresses, client form, without about:blank
   int index_ = -1;
   std::string title_;
-  CefRefPtr<CefBrowser> renderBrowser_;  // the page as the render side sees it
-  CefRefPtr<CefBrowser> hostBrowser_;    // the engine's browser on this side
-  struct Document {
-    CefRefPtr<CefV8Context> script;  // the render side's context of the document
-    CefRefPtr<CefV8Value> object;    // its native object
-  };
-  std::map<std::pair<std::string, int>, Document> documents_;
-  static bool ParseCall(const std::string& payload, Json::Value* call);
-  Json::Value CallNative(const std::string& session, int contextId, const Json::Value& call);
-  std::pair<std::string, int> syncDocument_;  // the document whose synchronous call runs now
-  Json::Value deferred_;                      // page functions due within that call
+  CefRefPtr<CefBrowser> hostBrowser_;                // the engine's browser on this side
+  std::set<std::pair<std::string, int>> documents_;  // (session, context) the render side has
+  // Tells the render side the page's history.
+  void ReportState();
+  RenderSide* render();
 };
 
 class HAV_API Engine {
@@ -148,10 +141,11 @@ class HAV_API Engine {
 
  private:
   friend class PageBrowser;
-  friend void SetUpRenderSide(Engine* engine, PageBrowser* page);
   class CoreImpl;
-  class RenderHostImpl;
+  class Link;
   class SyncWatchdog;
+  // The render side in this process, or the link to a render host process.
+  bool StartRenderSide();
   bool CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* notify, Browser** out);
   std::string ContextFor(const std::string& space);
   void OnEvent(const std::string& method, const Json::Value& params, const std::string& session);
@@ -168,7 +162,9 @@ class HAV_API Engine {
   std::unique_ptr<Connection> connection_;
   std::string error_;
   std::unique_ptr<CoreImpl> core_;
-  std::unique_ptr<RenderHostImpl> renderHost_;
+  std::unique_ptr<Link> link_;
+  std::unique_ptr<RenderSide> renderSide_;
+  RenderHost* renderHost_ = nullptr;  // the host of the render side in this process
   mutable std::mutex mutex_;
   int nextId_ = 1;
   std::vector<PageBrowser*> browsers_;

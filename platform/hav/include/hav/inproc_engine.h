@@ -21,12 +21,13 @@
 
 namespace xhav::inproc {
 
-// What the browser side tells a render process that lives apart from it.
+// What the browser side tells a render process that lives apart from it. Other engines may use
+// kinds of their own from 3 up.
 struct Control {
   enum Kind : uint8_t { kOpenPage = 1, kClosePage = 2 };
   Kind kind = kOpenPage;
   int browserId = 0;
-  std::string url;
+  std::string text;  // the page's address, or what the kind carries
 };
 
 // Carries process messages between the two sides. The receiver of a side runs on that side's

@@ -1,0 +1,351 @@
+// The render side in a render host process of its own, as a real browser keeps its pages'
+// script apart from the browser process. The engine and the render host talk over a stream
+// socket: process messages cross as they are, and the render side's requests and answers
+// cross as control frames whose text is a JSON object with an "op".
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <condition_variable>
+#include <cstdlib>
+#include <cstring>
+
+#include "cdp_render_side.h"
+#include "child_process.h"
+#include "hav/cdp_render_host.h"
+#include "hav/inproc_engine.h"
+#include "json_text.h"
+
+namespace xhav::cdp {
+
+namespace {
+
+constexpr auto kRenderControl = static_cast<inproc::Control::Kind>(3);
+
+void SendOp(inproc::Transport* transport, int browser, const Json::Value& op) {
+  transport->SendControl({kRenderControl, browser, WriteJson(op)});
+}
+
+Json::Value Op(const char* name) {
+  Json::Value op;
+  op["op"] = name;
+  return op;
+}
+
+Json::Value DocumentOp(const char* name, const DocumentId& document) {
+  Json::Value op = Op(name);
+  op["session"] = document.session;
+  op["context"] = document.context;
+  return op;
+}
+
+// A document named in a frame, or false; the browser comes with the frame.
+bool ReadDocument(const inproc::Control& control, const Json::Value& op, DocumentId* document) {
+  if (!op["session"].isString() || !op["context"].isInt()) return false;
+  *document = {control.browserId, op["session"].asString(), op["context"].asInt()};
+  return true;
+}
+
+bool ReadOp(const inproc::Control& control, Json::Value* op) {
+  return control.kind == kRenderControl && ParseJson(control.text, op) && op->isObject() &&
+         (*op)["op"].isString();
+}
+
+// ---------------------------------------------------------------------------------------------
+// The engine's side: a render side whose work is done by the render host process.
+
+class RemoteRenderSide final : public RenderSide {
+ public:
+  RemoteRenderSide(PageLink* link, tnbase::TaskQueue* ui) : link_(link), ui_(ui) {
+    linkQueue_.StartThread();
+  }
+  ~RemoteRenderSide() override {
+    transport_.reset();  // the render host leaves when its socket closes
+    EndChild(pid_, 3000);
+    linkQueue_.Stop();
+    FailPending();
+  }
+
+  bool Start(const std::vector<std::string>& command, std::string* error) {
+    int fds[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds) != 0) {
+      *error = std::string("socketpair: ") + std::strerror(errno);
+      return false;
+    }
+    std::vector<std::string> args = command;
+    args.push_back("--render-fd=3");
+    pid_ = SpawnChild(args, {fds[1]}, false, error);
+    close(fds[1]);
+    if (pid_ < 0) {
+      close(fds[0]);
+      return false;
+    }
+    transport_ = inproc::CreateSocketTransport(fds[0], PID_BROWSER, &linkQueue_, [this] {
+      std::lock_guard<std::mutex> lock(mutex_);
+      gone_ = true;
+      changed_.notify_all();
+    });
+    transport_->SetReceiver(PID_BROWSER, [this](int browser, CefRefPtr<CefProcessMessage> m) {
+      link_->SendToBrowser(browser, m);
+    });
+    transport_->SetControlReceiver([this](const inproc::Control& c) { OnControl(c); });
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait_for(lock, std::chrono::seconds(20), [this] { return ready_ || gone_; });
+    if (!ready_) *error = "the render host " + command.front() + " did not come up";
+    return ready_;
+  }
+
+  std::vector<std::string> ExtensionScripts() override {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return extensions_;
+  }
+  void PageState(int browser, const std::string& url, bool canGoBack) override {
+    Json::Value op = Op("state");
+    op["url"] = url;
+    op["back"] = canGoBack;
+    SendOp(transport_.get(), browser, op);
+  }
+  void PageClosed(int browser) override { SendOp(transport_.get(), browser, Op("closed")); }
+  void NewDocument(const DocumentId& document, std::function<void(const Names&)> done) override {
+    Json::Value op = DocumentOp("document", document);
+    op["request"] = Expect([done](const Json::Value& answer) {
+      Names names;
+      for (const Json::Value& name : answer["names"]) {
+        if (name.isString()) names.push_back(name.asString());
+      }
+      done(names);
+    });
+    SendOp(transport_.get(), document.browser, op);
+  }
+  void DocumentGone(const DocumentId& document) override {
+    SendOp(transport_.get(), document.browser, DocumentOp("gone", document));
+  }
+  void Call(const DocumentId& document, const std::string& body, bool answerWithin,
+            std::function<void(const std::string&)> done) override {
+    Json::Value op = DocumentOp("call", document);
+    op["body"] = body;
+    op["within"] = answerWithin;
+    op["request"] = Expect([done](const Json::Value& answer) {
+      done(answer["reply"].isString() ? answer["reply"].asString() : "{\"handled\":false}");
+    });
+    SendOp(transport_.get(), document.browser, op);
+  }
+  void Deliver(int browser, CefRefPtr<CefProcessMessage> message) override {
+    transport_->Send(PID_RENDERER, browser, message);
+  }
+
+ private:
+  using Answer = std::function<void(const Json::Value&)>;
+
+  // A request whose answer `answer` takes on the UI thread; a render host that is gone answers
+  // every request with nothing.
+  int Expect(Answer answer) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (gone_) {
+      ui_->PostTask([answer] { answer(Json::Value()); });
+      return 0;
+    }
+    pending_[++nextRequest_] = std::move(answer);
+    return nextRequest_;
+  }
+
+  void OnControl(const inproc::Control& control) {
+    Json::Value op;
+    if (!ReadOp(control, &op)) return;
+    const std::string name = op["op"].asString();
+    DocumentId document;
+    if (name == "ready") {
+      std::lock_guard<std::mutex> lock(mutex_);
+      for (const Json::Value& script : op["extensions"]) {
+        if (script.isString()) extensions_.push_back(script.asString());
+      }
+      ready_ = true;
+      changed_.notify_all();
+    } else if (name == "answer" && op["request"].isInt()) {
+      Answer answer;
+      {
+        std::lock_guard<std::mutex> lock(mutex_);
+        auto it = pending_.find(op["request"].asInt());
+        if (it == pending_.end()) return;
+        answer = std::move(it->second);
+        pending_.erase(it);
+      }
+      ui_->PostTask([answer, op] { answer(op); });
+    } else if (name == "run" && op["handle"].isInt() && op["args"].isString() &&
+               ReadDocument(control, op, &document)) {
+      ui_->PostTask([this, document, handle = op["handle"].asInt(), args = op["args"].asString()] {
+        link_->RunPageFunction(document, handle, args);
+      });
+    } else if (name == "navigate" && op["how"].isString()) {
+      link_->Navigate(control.browserId, op["how"].asString());
+    }
+  }
+
+  void FailPending() {
+    std::map<int, Answer> pending;
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      gone_ = true;
+      pending.swap(pending_);
+    }
+    for (auto& [id, answer] : pending) {
+      ui_->PostTask([answer = std::move(answer)] { answer(Json::Value()); });
+    }
+  }
+
+  PageLink* link_;
+  tnbase::TaskQueue* ui_;
+  tnbase::TaskQueue linkQueue_{"render link"};
+  std::unique_ptr<inproc::Transport> transport_;
+  pid_t pid_ = -1;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool ready_ = false, gone_ = false;
+  std::vector<std::string> extensions_;
+  std::map<int, Answer> pending_;
+  int nextRequest_ = 0;
+};
+
+// ---------------------------------------------------------------------------------------------
+// The render host's side: the render side itself, reaching the pages through the socket.
+
+class SocketPageLink final : public PageLink {
+ public:
+  explicit SocketPageLink(inproc::Transport* transport) : transport_(transport) {}
+  void SendToBrowser(int browser, CefRefPtr<CefProcessMessage> message) override {
+    transport_->Send(PID_BROWSER, browser, message);
+  }
+  void RunPageFunction(const DocumentId& document, int handle, const std::string& args) override {
+    Json::Value op = DocumentOp("run", document);
+    op["handle"] = handle;
+    op["args"] = args;
+    SendOp(transport_, document.browser, op);
+  }
+  void Navigate(int browser, const std::string& how) override {
+    Json::Value op = Op("navigate");
+    op["how"] = how;
+    SendOp(transport_, browser, op);
+  }
+
+ private:
+  inproc::Transport* transport_;
+};
+
+// The render process's hav core: it makes no browsers.
+class RenderCore final : public Core {
+ public:
+  int GetProcessType() override { return kProcessTypeRender; }
+  HandlerRegistry* GetHandlerRegistry() override { return &registry_; }
+  bool CreateBrowser(const char*, BrowserParam*, BrowserNotify*, Browser** out) override {
+    if (out) *out = nullptr;
+    return false;
+  }
+
+ private:
+  class Registry final : public HandlerRegistry {
+   public:
+    void AddHandler(const char*, HandlerCreator*) override {}
+    void RemoveHandler(const char*) override {}
+  };
+  Registry registry_;
+};
+
+void Answer(inproc::Transport* transport, int browser, const Json::Value& request,
+            Json::Value answer) {
+  answer["op"] = "answer";
+  answer["request"] = request;
+  SendOp(transport, browser, answer);
+}
+
+void Serve(LocalRenderSide* side, inproc::Transport* transport, const inproc::Control& control) {
+  Json::Value op;
+  if (!ReadOp(control, &op)) return;
+  const std::string name = op["op"].asString();
+  const int browser = control.browserId;
+  const Json::Value request = op["request"];
+  DocumentId document;
+  if (name == "state") {
+    side->PageState(browser, op["url"].isString() ? op["url"].asString() : std::string(),
+                    op["back"].isBool() && op["back"].asBool());
+  } else if (name == "closed") {
+    side->PageClosed(browser);
+  } else if (name == "gone" && ReadDocument(control, op, &document)) {
+    side->DocumentGone(document);
+  } else if (name == "document" && ReadDocument(control, op, &document)) {
+    side->NewDocument(document, [&](const RenderSide::Names& names) {
+      Json::Value answer;
+      answer["names"] = Json::Value(Json::arrayValue);
+      for (const std::string& n : names) answer["names"].append(n);
+      Answer(transport, browser, request, answer);
+    });
+  } else if (name == "call" && op["body"].isString() && ReadDocument(control, op, &document)) {
+    side->Call(document, op["body"].asString(), op["within"].isBool() && op["within"].asBool(),
+               [&](const std::string& reply) {
+                 Json::Value answer;
+                 answer["reply"] = reply;
+                 Answer(transport, browser, request, answer);
+               });
+  }
+}
+
+}  // namespace
+
+std::unique_ptr<RenderSide> ConnectRenderHost(const std::vector<std::string>& command,
+                                              PageLink* link, tnbase::TaskQueue* ui,
+                                              std::string* error) {
+  if (command.empty() || access(command.front().c_str(), X_OK) != 0) {
+    *error = "no render host program at " + (command.empty() ? std::string() : command.front());
+    return nullptr;
+  }
+  auto side = std::make_unique<RemoteRenderSide>(link, ui);
+  if (!side->Start(command, error)) return nullptr;
+  return side;
+}
+
+int RenderFdFromArgs(int argc, char** argv) {
+  for (int i = 1; i < argc; ++i) {
+    if (std::strncmp(argv[i], "--render-fd=", 12) == 0) return std::atoi(argv[i] + 12);
+  }
+  return -1;
+}
+
+int ServeRenderSide(int fd, const std::function<void(Core*, RenderHost*)>& load) {
+  tnbase::TaskQueue main("TID_RENDERER");
+  std::mutex mutex;
+  std::condition_variable closed;
+  bool engineGone = false;
+  main.StartThread();
+  std::unique_ptr<inproc::Transport> transport =
+      inproc::CreateSocketTransport(fd, PID_RENDERER, &main, [&] {
+        std::lock_guard<std::mutex> lock(mutex);
+        engineGone = true;
+        closed.notify_all();
+      });
+  SocketPageLink link(transport.get());
+  RenderCore core;
+  std::unique_ptr<LocalRenderSide> side;
+  main.PostTask([&] {
+    side = std::make_unique<LocalRenderSide>(&link);
+    load(&core, side->host());
+    Json::Value ready = Op("ready");
+    ready["extensions"] = Json::Value(Json::arrayValue);
+    for (const std::string& script : side->ExtensionScripts()) ready["extensions"].append(script);
+    transport->SetReceiver(PID_RENDERER, [&](int browser, CefRefPtr<CefProcessMessage> m) {
+      side->Deliver(browser, m);
+    });
+    transport->SetControlReceiver(
+        [&](const inproc::Control& control) { Serve(side.get(), transport.get(), control); });
+    SendOp(transport.get(), 0, ready);
+  });
+  {
+    std::unique_lock<std::mutex> lock(mutex);
+    closed.wait(lock, [&] { return engineGone; });
+  }
+  main.PostTask([&] { side.reset(); });
+  main.Flush();
+  main.Stop();
+  transport.reset();
+  return 0;
+}
+
+}  // namespace xhav::cdp

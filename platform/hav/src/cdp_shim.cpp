@@ -1,0 +1,104 @@
+// The page-side part of the render side: the script that every document runs at its start. It
+// keeps the table of the document's function handles and encodes values both ways.
+
+#include <string>
+
+namespace xhav::cdp {
+
+namespace {
+
+constexpr char kShim[] = R"JS(
+(function () {
+  if (window.__tnpcShim) return;
+  var handles = [];
+  var send = window.__tnpcNative;
+  // Captured at document start: pages may patch them.
+  var stringify = JSON.stringify, parse = JSON.parse, XHR = window.XMLHttpRequest;
+  var context = 0;
+  // A call waits for its answer (a synchronous request to the reserved origin); functions that
+  // native code runs within it come back with the answer and run before the call returns.
+  // Where synchronous requests are forbidden (unload), the binding carries the call.
+  function call(name, args) {
+    var body = stringify({ctx: context, fn: name, args: args});
+    var reply;
+    try {
+      var x = new XHR();
+      x.open('POST', 'https://tnpc-call.pages.invalid/call', false);
+      x.setRequestHeader('Content-Type', 'text/plain');
+      x.send(body);
+      reply = parse(x.responseText);
+    } catch (e) {
+      send(body);
+      return undefined;
+    }
+    (reply.deferred || []).forEach(function (d) { window.__tnpcShim.run(d.h, d.a); });
+    return reply.handled ? decode(reply.ret) : undefined;
+  }
+  // A string with a lone surrogate is no valid UTF-8 on the way: it travels as code units.
+  var loneSurrogate = /[\ud800-\udbff](?![\udc00-\udfff])|(?:[^\ud800-\udbff]|^)[\udc00-\udfff]/;
+  function encode(v) {
+    if (typeof v === 'string') {
+      if (!loneSurrogate.test(v)) return {t: 's', v: v};
+      var units = [];
+      for (var i = 0; i < v.length; i++) units.push(v.charCodeAt(i));
+      return {t: 'w', v: units};
+    }
+    if (typeof v === 'number') {
+      if ((v | 0) === v && !Object.is(v, -0)) return {t: 'i', v: v};
+      // JSON has no -0, NaN or infinities: they travel as words.
+      if (Object.is(v, -0) || v !== v || v === Infinity || v === -Infinity) return {t: 'x', v: String(v === 0 ? '-0' : v)};
+      return {t: 'd', v: v};
+    }
+    if (typeof v === 'boolean') return {t: 'b', v: v};
+    if (v === null) return {t: 'n'};
+    if (typeof v === 'undefined') return {t: 'u'};
+    if (typeof v === 'function') { handles.push(v); return {t: 'f', h: handles.length - 1, n: v.name || ''}; }
+    if (Array.isArray(v)) return {t: 'a', v: v.map(encode)};
+    return {t: 'o'};
+  }
+  function decode(v) {
+    if (v.t === 'ab') {
+      var bin = atob(v.v), bytes = new Uint8Array(bin.length);
+      for (var i = 0; i < bin.length; i++) bytes[i] = bin.charCodeAt(i);
+      return bytes.buffer;
+    }
+    if (v.t === 'w') {
+      var text = '';
+      for (var j = 0; j < v.v.length; j++) text += String.fromCharCode(v.v[j]);
+      return text;
+    }
+    if (v.t === 'u') return undefined;
+    if (v.t === 'x') return v.v === '-0' ? -0 : Number(v.v);
+    if (v.t === 'n') return null;
+    return v.v;
+  }
+  window.__tnpcShim = {
+    install: function (names, ctx) {
+      var object = {};
+      context = ctx;
+      names.forEach(function (name) {
+        object[name] = function () {
+          return call(name, Array.prototype.map.call(arguments, encode));
+        };
+      });
+      window.tnpc = window.Tavrin = object;
+    },
+    // A function that an extension declares as native: its handler answers within the call.
+    native: function (name, args) {
+      return call('native:' + name, Array.prototype.map.call(args, encode));
+    },
+    run: function (handle, args) {
+      var f = handles[handle];
+      if (typeof f === 'function') f.apply(null, args.map(decode));
+    }
+  };
+  // The native side may have come first in this document.
+  if (window.__tnpcNames) window.__tnpcShim.install(window.__tnpcNames, window.__tnpcContext);
+})();
+)JS";
+
+}  // namespace
+
+std::string ShimScript() { return kShim; }
+
+}  // namespace xhav::cdp

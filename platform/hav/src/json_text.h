@@ -1,0 +1,28 @@
+#pragma once
+
+// JSON text both ways, compact, for the protocol and the pages.
+
+#include <json/reader.h>
+#include <json/writer.h>
+
+#include <memory>
+#include <string>
+
+namespace xhav {
+
+inline std::string WriteJson(const Json::Value& value) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  return Json::writeString(builder, value);
+}
+
+// False for text that isn't one JSON value.
+inline bool ParseJson(const std::string& text, Json::Value* value) {
+  Json::CharReaderBuilder builder;
+  builder["collectComments"] = false;
+  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  std::string errors;
+  return reader->parse(text.data(), text.data() + text.size(), value, &errors);
+}
+
+}  // namespace xhav
