@@ -3,6 +3,7 @@
 // and the watermark is drawn over the page.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -20,10 +21,12 @@
 
 namespace {
 
-xhav::cdp::EngineOptions Options() {
+// `renderHost`: the render side lives in a render host process, as in the client.
+xhav::cdp::EngineOptions Options(bool renderHost) {
   xhav::cdp::EngineOptions options;
   options.pagesDir = TNWEBUI_PAGES_DIR;
   options.syncCallLimitMs = 1500;  // well above the 300 ms that the tests block the UI thread
+  if (renderHost) options.renderHost = {TNWEBUI_RENDER_HOST, "--module=" TNWEBUI_MODULE};
   return options;
 }
 
@@ -31,8 +34,11 @@ xhav::cdp::EngineOptions Options() {
 
 class ChromiumViews : public ::testing::Test {
  protected:
+  explicit ChromiumViews(bool renderHost = false) : engine(Options(renderHost)) {}
   void SetUp() override {
-    if (!engine.ok()) GTEST_SKIP() << "Chromium is not available: " << engine.error();
+    if (access(xhav::cdp::LaunchOptions().executable.c_str(), X_OK) != 0)
+      GTEST_SKIP() << "Chromium is not available: " << engine.error();
+    ASSERT_TRUE(engine.ok()) << engine.error();
     engine.ui().BindCurrentThread();
     previous = tnwebui::TnWebUIModule::Install(&module);
     factory = module.GetOrCreateFactory();
@@ -79,7 +85,7 @@ class ChromiumViews : public ::testing::Test {
     return engine.browsers().back();
   }
 
-  xhav::cdp::Engine engine{Options()};
+  xhav::cdp::Engine engine;
   tnmainui::InProcessHost host{engine.core(), nullptr};
   tnwebui::TnWebUIModule module{&host};
   tnwebui::TnWebUIModule* previous = nullptr;
@@ -147,17 +153,19 @@ TEST_F(ChromiumViews, AMissingPageGetsTheErrorPage) {
 // business core, and the answer runs the page's function; events reach it too.
 class ChromiumPages : public ChromiumViews {
  protected:
+  explicit ChromiumPages(bool renderHost = false) : ChromiumViews(renderHost) {}
   void SetUp() override {
     ChromiumViews::SetUp();
     if (!engine.ok()) return;
-    host.SetHav(engine.core(), engine.render_host());
     host.SetService(SID_EventBus, static_cast<EventBus*>(&bus));
+    if (!engine.render_host()) return;  // the render host process has its own module
+    host.SetHav(engine.core(), engine.render_host());
     render.RegisterNativeExtension();
     engine.render_host()->SetRenderNotify(&render);
   }
   void TearDown() override {
     ChromiumViews::TearDown();
-    if (engine.ok()) engine.render_host()->SetRenderNotify(nullptr);
+    if (engine.ok() && engine.render_host()) engine.render_host()->SetRenderNotify(nullptr);
   }
   // The newest view's core answers every business call with `data`.
   void AnswerEveryCallWith(std::u16string data) {
@@ -167,12 +175,16 @@ class ChromiumPages : public ChromiumViews {
       return S_OK;
     });
   }
+  void ExpectAnswersWithinTheCall();
+  void ExpectCallsAnswersAndEvents();
   tnmainui::InProcessEventBus bus{[this](std::function<void()> t) { engine.ui().PostTask(t); }};
   tnwebui::RenderProcess render{&module};
   LogCapture log;
 };
 
-TEST_F(ChromiumPages, AnswersThatThePageNeedsAtOnceComeWithinTheCall) {
+// A page's own script gets cangoback's boolean and an SDK-form error within the call; the
+// extension's native function is declared, and declined.
+void ChromiumPages::ExpectAnswersWithinTheCall() {
   auto* page = Open(u"Sync", u"org-1", "file://tavrin4/loading.html",
                     R"({"url":"file://tavrin5main/sync.html"})");
   ASSERT_NE(page, nullptr);
@@ -187,10 +199,14 @@ TEST_F(ChromiumPages, AnswersThatThePageNeedsAtOnceComeWithinTheCall) {
   EXPECT_EQ(results["global"].asString(), "object");
   EXPECT_TRUE(results["version"].isString());
   EXPECT_EQ(results["getVersion"].asString(), "undefined");  // declared, and declined
-  EXPECT_GE(log.Count("CCefV8HandlerImpl - Execute name[GetVersion]", 1), 1);
+  if (engine.render_host()) {                                // the render side logs in this process
+    EXPECT_GE(log.Count("CCefV8HandlerImpl - Execute name[GetVersion]", 1), 1);
+  }
 }
 
-TEST_F(ChromiumPages, APageCallReachesTheCoreAndTheAnswerItsFunction) {
+// A page call reaches the core and the answer its function, which calls tnpc again; events in
+// "json" and "binary" reach the page.
+void ChromiumPages::ExpectCallsAnswersAndEvents() {
   auto* page = Open(u"Business", u"org-1", "file://tavrin5main/business.html", "{}");
   ASSERT_NE(page, nullptr);
   cores.back()->SetHandler([](const tnmainui::BusinessCall& call) {
@@ -219,6 +235,26 @@ TEST_F(ChromiumPages, APageCallReachesTheCoreAndTheAnswerItsFunction) {
   ASSERT_EQ(calls.size(), 2u);
   EXPECT_EQ(calls[0].business, u"contact");
   EXPECT_EQ(calls[0].json, u"{\"uid\":7}");
+}
+
+TEST_F(ChromiumPages, AnswersThatThePageNeedsAtOnceComeWithinTheCall) {
+  ExpectAnswersWithinTheCall();
+}
+
+TEST_F(ChromiumPages, APageCallReachesTheCoreAndTheAnswerItsFunction) {
+  ExpectCallsAnswersAndEvents();
+}
+
+// The client's arrangement: the render side in a render host process that loads the module.
+class ChromiumRenderHost : public ChromiumPages {
+ protected:
+  ChromiumRenderHost() : ChromiumPages(true) {}
+};
+
+TEST_F(ChromiumRenderHost, PagesWorkTheSameWithTheRenderSideInAProcessOfItsOwn) {
+  ASSERT_EQ(engine.render_host(), nullptr);
+  ExpectAnswersWithinTheCall();
+  ExpectCallsAnswersAndEvents();
 }
 
 TEST_F(ChromiumPages, AFrameOfAnotherSiteHasItsOwnTnpc) {
