@@ -104,7 +104,7 @@ TEST_F(ChromiumViews, ALoadingPageMovesOnWithCookiesAndAWatermark) {
   Json::Value marked;
   ASSERT_TRUE(Pump([&] {
     return page->url() == "file://tavrin5main/index.html" &&
-           page->Evaluate("!!document.querySelector('div.tavrin-watermark')", &marked) &&
+           page->Evaluate("!!document.querySelector('div.tavrin-watermark')", &marked, 300) &&
            marked.asBool();
   })) << "the page is at "
       << page->url();
@@ -132,9 +132,9 @@ TEST_F(ChromiumViews, CookieSpacesOfTwoAccountsStayApart) {
            theirs->url() == "file://tavrin5main/index.html";
   }));
   Json::Value a, b;
-  ASSERT_TRUE(
-      Pump([&] { return mine->Evaluate("document.cookie", &a) && a.asString() == "sid=mine"; }));
-  ASSERT_TRUE(theirs->Evaluate("document.cookie", &b));
+  ASSERT_TRUE(Pump(
+      [&] { return mine->Evaluate("document.cookie", &a, 300) && a.asString() == "sid=mine"; }));
+  ASSERT_TRUE(Pump([&] { return theirs->Evaluate("document.cookie", &b, 300); }));
   EXPECT_EQ(b.asString(), "");
 }
 
@@ -145,7 +145,8 @@ TEST_F(ChromiumViews, AMissingPageGetsTheErrorPage) {
   // The address stays the one asked for; the error page stands in for the missing file.
   ASSERT_TRUE(Pump([&] {
     return page->url() == "file://tavrin5main/nope.html" &&
-           page->Evaluate("document.title", &title) && title.asString() == "Page not available";
+           page->Evaluate("document.title", &title, 300) &&
+           title.asString() == "Page not available";
   })) << title.asString();
 }
 
@@ -191,6 +192,7 @@ void ChromiumPages::ExpectAnswersWithinTheCall() {
   Json::Value results;
   ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) { return r["done"].asBool(); }))
       << results.toStyledString();
+  EXPECT_EQ(results["firstLine"].asString(), "object");
   EXPECT_TRUE(results["canGoBack"].isBool());
   EXPECT_TRUE(results["canGoBack"].asBool());  // the loading page is behind it
   EXPECT_EQ(results["errorInsideCall"].asString(),

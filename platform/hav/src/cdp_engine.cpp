@@ -458,6 +458,13 @@ void Engine::ServeCall(const std::string& session, const Json::Value& params) {
     if (answerWithin) FulfilCall(session, requestId, "{\"handled\":false}");
     return;
   }
+  if (request["url"].asString() == "https://tnpc-call.pages.invalid/hello") {
+    if (!answerWithin) return;  // the page has gone on without its object
+    page->OnHelloRequest(session, body, [this, session, requestId](const std::string& reply) {
+      FulfilCall(session, requestId, reply);
+    });
+    return;
+  }
   renderSide_->Call({page->id_, session, 0}, body, answerWithin,
                     [this, session, requestId, answerWithin](const std::string& reply) {
                       if (answerWithin) FulfilCall(session, requestId, reply);
@@ -503,9 +510,14 @@ RenderSide* PageBrowser::render() { return engine_->renderSide_.get(); }
 void PageBrowser::ReportState() { render()->PageState(id_, url(), CanGoBack()); }
 
 void PageBrowser::OnNewDocument(const std::string& session, int executionContextId) {
-  documents_.insert({session, executionContextId});
+  if (!documents_.emplace(std::make_pair(session, executionContextId), Document()).second) return;
   render()->NewDocument(
       {id_, session, executionContextId}, [this, session, executionContextId](const auto& names) {
+        auto it = documents_.find({session, executionContextId});
+        if (it == documents_.end()) return;
+        it->second.named = true;
+        it->second.names = names;
+        AnswerHellos();
         if (names.empty() || !alive_ || !engine_->ok()) return;
         Json::Value list(Json::arrayValue);
         for (const std::string& name : names) list.append(name);
@@ -523,11 +535,62 @@ void PageBrowser::OnNewDocument(const std::string& session, int executionContext
 
 void PageBrowser::OnDocumentGone(const std::string& session, int executionContextId) {
   if (documents_.erase({session, executionContextId}) == 0) return;
+  for (auto it = hellos_.begin(); it != hellos_.end();) {
+    const bool gone = it->second.session == session && it->second.context == executionContextId;
+    it = gone ? hellos_.erase(it) : std::next(it);
+  }
   render()->DocumentGone({id_, session, executionContextId});
+}
+
+void PageBrowser::OnHello(const std::string& token, const std::string& session, int context,
+                          std::function<void(const std::string&)> answer) {
+  Hello& hello = hellos_[token];
+  hello.session = session;
+  if (context) hello.context = context;
+  if (answer) hello.answer = std::move(answer);
+  // A document that the engine has not seen as a page's own (a frame of the same site) is
+  // known from its request: it gets its object too.
+  if (context) OnNewDocument(session, context);
+  AnswerHellos();
+}
+
+void PageBrowser::AnswerHellos() {
+  for (auto it = hellos_.begin(); it != hellos_.end();) {
+    const Hello& hello = it->second;
+    auto document = documents_.find({hello.session, hello.context});
+    if (!hello.answer || document == documents_.end() || !document->second.named) {
+      ++it;
+      continue;
+    }
+    Json::Value reply;
+    reply["handled"] = true;
+    reply["ctx"] = hello.context;
+    reply["names"] = Json::Value(Json::arrayValue);
+    for (const std::string& name : document->second.names) reply["names"].append(name);
+    hello.answer(WriteJson(reply));
+    it = hellos_.erase(it);
+  }
+}
+
+void PageBrowser::OnHelloRequest(const std::string& session, const std::string& body,
+                                 std::function<void(const std::string&)> answer) {
+  Json::Value hello;
+  if (!ParseJson(body, &hello) || !hello.isObject() || !hello["hello"].isString()) {
+    answer("{\"handled\":false}");
+    return;
+  }
+  OnHello(hello["hello"].asString(), session, 0, std::move(answer));
 }
 
 void PageBrowser::OnPageCall(const std::string& session, const Json::Value& params) {
   if (!params["payload"].isString() || !params["executionContextId"].isInt()) return;
+  Json::Value hello;
+  if (params["payload"].asString().rfind("{\"hello\":", 0) == 0) {
+    if (ParseJson(params["payload"].asString(), &hello) && hello["hello"].isString()) {
+      OnHello(hello["hello"].asString(), session, params["executionContextId"].asInt(), nullptr);
+    }
+    return;
+  }
   render()->Call({id_, session, params["executionContextId"].asInt()}, params["payload"].asString(),
                  false, [](const std::string&) {});
 }
@@ -566,7 +629,7 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
   }
   if (method == "Runtime.executionContextsCleared" || (!main && method == "Inspector.detached")) {
     std::vector<int> ids;
-    for (const auto& key : documents_) {
+    for (const auto& [key, document] : documents_) {
       if (key.first == session) ids.push_back(key.second);
     }
     for (int id : ids) OnDocumentGone(session, id);

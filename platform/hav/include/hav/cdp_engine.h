@@ -8,6 +8,7 @@
 //
 // Protocol events run on the engine's browser UI thread (`ui()`), as hav's notifications do.
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -69,6 +70,9 @@ class HAV_API PageBrowser final : public Browser {
   void OnNewDocument(const std::string& session, int executionContextId);
   void OnDocumentGone(const std::string& session, int executionContextId);
   void OnPageCall(const std::string& session, const Json::Value& params);
+  // A new document's request for its native object; `answer` gets the names and its context.
+  void OnHelloRequest(const std::string& session, const std::string& body,
+                      std::function<void(const std::string&)> answer);
   // Runs page function `handle` of the document in `executionContextId` with `args` (the
   // page's value form) without waiting for the page.
   void RunPageFunction(const std::string& session, int executionContextId, int handle,
@@ -108,8 +112,25 @@ class HAV_API PageBrowser final : public Browser {
   std::vector<std::string> history_;  // main-frame addresses, client form, without about:blank
   int index_ = -1;
   std::string title_;
-  CefRefPtr<CefBrowser> hostBrowser_;                // the engine's browser on this side
-  std::set<std::pair<std::string, int>> documents_;  // (session, context) the render side has
+  CefRefPtr<CefBrowser> hostBrowser_;  // the engine's browser on this side
+  // The documents that the render side has, by (session, context), with their native
+  // object's function names once the render side has told them.
+  struct Document {
+    bool named = false;
+    std::vector<std::string> names;
+  };
+  std::map<std::pair<std::string, int>, Document> documents_;
+  // A document's first request, named by its token: it waits for the document's execution
+  // context (from the binding) and its object's names.
+  struct Hello {
+    std::string session;
+    int context = 0;
+    std::function<void(const std::string&)> answer;
+  };
+  std::map<std::string, Hello> hellos_;
+  void OnHello(const std::string& token, const std::string& session, int context,
+               std::function<void(const std::string&)> answer);
+  void AnswerHellos();
   // Tells the render side the page's history.
   void ReportState();
   RenderSide* render();
