@@ -3,11 +3,14 @@
 // with dlopen and uses only its two exports and the public headers.
 
 #include <dlfcn.h>
+#include <limits.h>
 #include <stdarg.h>
+#include <stdlib.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -94,6 +97,9 @@ std::string DescribeList(const CefRefPtr<CefListValue>& list) {
         break;
       case VTYPE_LIST:
         out += DescribeList(list->GetList(i));
+        break;
+      case VTYPE_BINARY:
+        out += "<" + std::to_string(list->GetBinary(i)->GetSize()) + " bytes>";
         break;
       default:
         out += "?";
@@ -401,15 +407,37 @@ void PageEvents() {
   page.reset();
 }
 
+// Prints each process message as it crosses between the host and a render process.
+template <typename Engine>
+void TraceMessages(Engine& engine) {
+  engine.SetTracer([](const char* hop, CefProcessId target, int id,
+                      CefRefPtr<CefProcessMessage> message) {
+    const bool sending = std::string(hop) == "send";
+    Say("  %s \"%s\" %s %s browser %d", sending ? "sends" : "receives",
+        message->GetName().ToString().c_str(), DescribeList(message->GetArgumentList()).c_str(),
+        sending ? (target == PID_BROWSER ? "to the host process for" : "to the render process for")
+                : "for",
+        id);
+  });
+}
+
 // ---------------------------------------------------------------------------------------------
 // Part 5: the same view over a real page in Debian's Chromium.
 
 void RealPage() {
+  g_who = "[host]   ";
+  ShowLog(1);
   Module m = Load();
   xhav::cdp::EngineOptions options;
   options.pagesDir = TNWEBUI_PAGES_DIR;
-  // The engine reports a render process too: the module puts its render side over the pages.
-  xhav::cdp::Engine engine(options, xhav::kProcessTypeRender);
+  // As in the client, the pages' render side lives in a render process of its own, which
+  // loads the module too and prints its log lines with its own prefix.
+  char library[PATH_MAX];
+  if (!realpath(g_library, library)) std::snprintf(library, sizeof library, "%s", g_library);
+  options.renderHost = {TNWEBUI_RENDER_HOST, std::string("--module=") + library, "--log=1",
+                        "--prefix=[render] "};
+  xhav::cdp::Engine engine(options);
+  TraceMessages(engine);
   if (!engine.ok()) {
     Say("== Chromium is not available (%s)", engine.error().c_str());
     Fail("the real pages could not run");
@@ -489,14 +517,15 @@ void RealPage() {
     return page->Evaluate("!!window.results.ready", &subscribed, 300) && subscribed.asBool();
   });
   // The page may be waiting in a call for this very thread: evaluations in it give up quickly
-  // and the loop runs the thread's work. The subscription's message may still be on its way;
-  // give it a moment before raising.
-  WaitFor(
-      [&] {
-        engine.ui().RunUntilIdle();
-        return false;
-      },
-      200);
+  // and the loop runs the thread's work. The page subscribed before its answer's function
+  // called again, and one page's messages keep their order: once the core has that call, the
+  // view holds the subscription.
+  WaitFor([&] {
+    engine.ui().RunUntilIdle();
+    const auto calls = core->calls();
+    return std::any_of(calls.begin(), calls.end(),
+                       [](const tnmainui::BusinessCall& c) { return c.action == u"again"; });
+  });
   for (const char* format : {"json", "base64", "pbtext", "binary", "pb"}) {
     bus.Raise(12, "tn.demo", format, std::string("{\"unread\":3}"));
   }
@@ -530,18 +559,6 @@ void RealPage() {
 // ---------------------------------------------------------------------------------------------
 // Part 6: one typical request, from a page in a render process through the view in the host
 // process to the business core and back; the two processes talk over a socket.
-
-void TraceMessages(xhav::inproc::Engine& engine) {
-  engine.SetTracer([](const char* hop, CefProcessId target, int id,
-                      CefRefPtr<CefProcessMessage> message) {
-    const bool sending = std::string(hop) == "send";
-    Say("  %s \"%s\" %s %s browser %d", sending ? "sends" : "receives",
-        message->GetName().ToString().c_str(), DescribeList(message->GetArgumentList()).c_str(),
-        sending ? (target == PID_BROWSER ? "to the host process for" : "to the render process for")
-                : "for",
-        id);
-  });
-}
 
 void HostProcess(int fd) {
   g_who = "[host]   ";
