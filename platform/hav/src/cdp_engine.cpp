@@ -225,7 +225,7 @@ class Engine::Link final : public PageLink {
     // A process message arrives later, as one from another process would.
     engine_->ui_.PostTask([this, browser, message] {
       PageBrowser* page = Find(browser);
-      engine_->Trace("deliver", PID_BROWSER, browser, message);
+      engine_->trace_("deliver", PID_BROWSER, browser, message);
       if (page && page->alive() && page->notify_) {
         inproc::DeliverToView(page->notify_, page->hostBrowser_, message);
       }
@@ -274,21 +274,6 @@ bool Engine::StartRenderSide() {
 void Engine::SetBindingHandler(BindingHandler handler) {
   std::lock_guard<std::mutex> lock(mutex_);
   bindingHandler_ = std::move(handler);
-}
-
-void Engine::SetTracer(Tracer tracer) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  tracer_ = std::move(tracer);
-}
-
-void Engine::Trace(const char* hop, CefProcessId target, int browser,
-                   const CefRefPtr<CefProcessMessage>& message) {
-  Tracer tracer;
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    tracer = tracer_;
-  }
-  if (tracer) tracer(hop, target, browser, message);
 }
 
 std::vector<PageBrowser*> Engine::browsers() const {
@@ -341,7 +326,7 @@ bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* 
   browser->hostBrowser_ =
       new inproc::HostBrowser(id, [this, browser, id](CefRefPtr<CefProcessMessage> m) {
         if (!browser->alive()) return false;
-        Trace("send", PID_RENDERER, id, m);
+        trace_("send", PID_RENDERER, id, m);
         // The sender may change its message once this returns: the render side gets a copy.
         ui_.PostTask([this, browser, m = m->Copy()] {
           if (browser->alive()) renderSide_->Deliver(browser->id_, m);

@@ -553,7 +553,7 @@ BrowserImpl* Engine::FindBrowser(int id) const {
 }
 
 void Engine::DeliverToBrowser(int browserId, CefRefPtr<CefProcessMessage> message) {
-  Trace("deliver", PID_BROWSER, browserId, message);
+  trace_("deliver", PID_BROWSER, browserId, message);
   BrowserImpl* browser = FindBrowser(browserId);
   Transport::Receiver receiver;
   {
@@ -591,21 +591,6 @@ void Engine::SetTransport(std::unique_ptr<Transport> transport) {
     DeliverToBrowser(id, message);
   });
   transport_->SetControlReceiver([this](const Control& control) { OnControl(control); });
-}
-
-void Engine::SetTracer(Tracer tracer) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  tracer_ = std::move(tracer);
-}
-
-void Engine::Trace(const char* hop, CefProcessId target, int browserId,
-                   const CefRefPtr<CefProcessMessage>& message) {
-  Tracer tracer;
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    tracer = tracer_;
-  }
-  if (tracer) tracer(hop, target, browserId, message);
 }
 
 void Engine::SetPageObserver(std::function<void(std::shared_ptr<Page>)> observer) {
@@ -666,7 +651,7 @@ bool Engine::SendToRenderer(int browserId, CefRefPtr<CefProcessMessage> message)
     std::lock_guard<std::mutex> lock(mutex_);
     if (std::count(gone_.begin(), gone_.end(), browserId)) return false;
   }
-  Trace("send", PID_RENDERER, browserId, message);
+  trace_("send", PID_RENDERER, browserId, message);
   return transport_->Send(PID_RENDERER, browserId, message);
 }
 
@@ -675,12 +660,12 @@ bool Engine::SendFromPage(int browserId, CefRefPtr<CefProcessMessage> message) {
     std::lock_guard<std::mutex> lock(mutex_);
     if (std::count(gone_.begin(), gone_.end(), browserId)) return false;
   }
-  Trace("send", PID_BROWSER, browserId, message);
+  trace_("send", PID_BROWSER, browserId, message);
   return transport_->Send(PID_BROWSER, browserId, message);
 }
 
 void Engine::DeliverToRenderer(int browserId, CefRefPtr<CefProcessMessage> message) {
-  Trace("deliver", PID_RENDERER, browserId, message);
+  trace_("deliver", PID_RENDERER, browserId, message);
   std::shared_ptr<Page> page = FindPage(browserId);
   RenderNotify* notify = render_notify();
   if (!page || !notify) return;

@@ -157,8 +157,8 @@ class HAV_API Engine {
   void SetBindingHandler(BindingHandler handler);
   // Sees every process message as the browser side sends it ("send") and as it reaches the
   // browser side ("deliver"); for a demo's trace.
-  using Tracer = inproc::Engine::Tracer;
-  void SetTracer(Tracer tracer);
+  using Tracer = inproc::MessageTracer::Tracer;
+  void SetTracer(Tracer tracer) { trace_.Set(std::move(tracer)); }
 
   // "file://tavrin4/x" <-> "https://tavrin4.pages.invalid/x"; other addresses stay.
   static std::string ToEngineUrl(const std::string& url);
@@ -196,9 +196,7 @@ class HAV_API Engine {
   std::map<std::string, PageBrowser*> bySession_;
   std::map<std::string, std::string> contexts_;  // cookie space -> browser context
   BindingHandler bindingHandler_;
-  Tracer tracer_;
-  void Trace(const char* hop, CefProcessId target, int browser,
-             const CefRefPtr<CefProcessMessage>& message);
+  inproc::MessageTracer trace_;
 };
 
 }  // namespace xhav::cdp

@@ -63,6 +63,31 @@ HAV_API std::string EncodeProcessMessage(CefProcessId target, int browserId,
 HAV_API bool DecodeProcessMessage(const std::string& bytes, CefProcessId* target, int* browserId,
                                   CefRefPtr<CefProcessMessage>* message);
 
+// Sees every process message as it leaves one side ("send") and reaches the other
+// ("deliver"); for a demo's trace. Set from any thread.
+class MessageTracer {
+ public:
+  using Tracer = std::function<void(const char* hop, CefProcessId target, int browserId,
+                                    CefRefPtr<CefProcessMessage> message)>;
+  void Set(Tracer tracer) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    tracer_ = std::move(tracer);
+  }
+  void operator()(const char* hop, CefProcessId target, int browserId,
+                  const CefRefPtr<CefProcessMessage>& message) {
+    Tracer tracer;
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      tracer = tracer_;
+    }
+    if (tracer) tracer(hop, target, browserId, message);
+  }
+
+ private:
+  std::mutex mutex_;
+  Tracer tracer_;
+};
+
 struct Extension {
   std::string name;
   std::string script;
@@ -230,11 +255,8 @@ class HAV_API Engine {
   void SetTransport(std::unique_ptr<Transport> transport);
   // Render side: runs after a page that the browser side opened has its context.
   void SetPageObserver(std::function<void(std::shared_ptr<Page>)> observer);
-  // Sees every process message as it leaves one side ("send") and reaches the other
-  // ("deliver"); for a demo's trace.
-  using Tracer = std::function<void(const char* hop, CefProcessId target, int browserId,
-                                    CefRefPtr<CefProcessMessage> message)>;
-  void SetTracer(Tracer tracer);
+  using Tracer = MessageTracer::Tracer;
+  void SetTracer(Tracer tracer) { trace_.Set(std::move(tracer)); }
 
   // Opens a page in the render process; the context notification is queued on the renderer.
   std::shared_ptr<Page> OpenPage(bool enableBusiness = true);
@@ -279,9 +301,7 @@ class HAV_API Engine {
   std::unique_ptr<Transport> transport_;
   const Sides sides_;
   std::function<void(std::shared_ptr<Page>)> pageObserver_;
-  Tracer tracer_;
-  void Trace(const char* hop, CefProcessId target, int browserId,
-             const CefRefPtr<CefProcessMessage>& message);
+  MessageTracer trace_;
 
   mutable std::mutex mutex_;
   int nextId_ = 1;
