@@ -121,6 +121,20 @@ TEST_F(ChromiumViews, ALoadingPageMovesOnWithCookiesAndAWatermark) {
   EXPECT_EQ(png.substr(1, 3), "PNG");
 }
 
+TEST_F(ChromiumViews, AFrameOfAnotherSiteGetsTheWatermarkToo) {
+  auto* page = Open(u"Frames", u"org-1", "file://tavrin5main/frames.html",
+                    R"({"showWatermark":1,"name":"Ann Lee","watermark_modes":["1"]})");
+  ASSERT_NE(page, nullptr);
+  const char* marked = "!!document.querySelector('div.tavrin-watermark')";
+  Json::Value inPage, inFrame;
+  ASSERT_TRUE(Pump([&] {
+    const auto frames = page->frame_sessions();
+    return frames.size() == 1 && page->Evaluate(marked, &inPage, 300) && inPage.asBool() &&
+           page->Evaluate(marked, &inFrame, 300, frames[0]) && inFrame.asBool();
+  })) << "page "
+      << inPage.toStyledString() << "frame " << inFrame.toStyledString();
+}
+
 TEST_F(ChromiumViews, CookieSpacesOfTwoAccountsStayApart) {
   const std::string init =
       R"({"url":"file://tavrin5main/index.html","cookie":"[{\"Set-Cookie\":\"sid=mine\"}]"})";

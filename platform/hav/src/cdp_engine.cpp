@@ -607,8 +607,25 @@ void PageBrowser::RunPageFunction(const std::string& session, int executionConte
   engine_->connection().Send("Runtime.evaluate", params, session, nullptr);
 }
 
+// A frame of another site, a target of its own: the view hears of its loads with it and runs
+// its scripts there.
+class PageBrowser::Frame final : public CefFrame {
+ public:
+  Frame(std::string session, std::string target, int64_t id)
+      : session(std::move(session)), target(std::move(target)), id_(id) {}
+  bool IsMain() override { return false; }
+  int64_t GetIdentifier() override { return id_; }
+  CefString GetURL() override { return url; }
+  const std::string session, target;
+  std::string url;  // client form; UI thread only
+
+ private:
+  const int64_t id_;
+  IMPLEMENT_REFCOUNTING(Frame);
+};
+
 void PageBrowser::OnFrameAttached(const std::string& session, const std::string& targetId) {
-  frames_[session] = targetId;
+  frames_[session] = new Frame(session, targetId, static_cast<int64_t>(frames_.size()) + 1);
   engine_->SetUpSession(session);
   engine_->connection().Send("Runtime.runIfWaitingForDebugger", Json::Value(), session, nullptr);
 }
@@ -617,7 +634,9 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
                           const std::string& session) {
   if (!alive_) return;
   const bool main = session == session_;
-  const std::string frame = main ? target_ : frames_[session];
+  auto attached = frames_.find(session);
+  if (!main && attached == frames_.end()) return;
+  const std::string frame = main ? target_ : attached->second->target;
   if (method == "Runtime.executionContextCreated") {
     const Json::Value& aux = params["context"]["auxData"];
     if (aux["isDefault"].asBool() && aux["frameId"].asString() == frame) {
@@ -651,7 +670,18 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
     if (handler) handler(this, params["name"].asString(), params["payload"].asString());
     return;
   }
-  if (!main) return;  // the rest is the page's own
+  if (!main) {
+    // A cross-site frame's own loads: the view runs its steps for that frame too.
+    Frame* f = attached->second.get();
+    if (method == "Page.frameNavigated" && params["frame"]["id"].asString() == frame) {
+      f->url = Engine::ToClientUrl(params["frame"]["url"].asString());
+    } else if (method == "Page.frameStoppedLoading" && params["frameId"].asString() == frame &&
+               notify_ && !f->url.empty()) {
+      tnbase::TnStringPtr text = tnbase::TnStringPtr::FromUTF8(f->url);
+      notify_->OnPageLoaded(hostBrowser_, f, text.get());
+    }
+    return;
+  }
   // A main-frame document has committed: its address is known at once (the page's first calls
   // may come before the load ends), and the history follows when the load does.
   if (method == "Page.frameNavigated" && !params["frame"].isMember("parentId")) {
@@ -849,22 +879,33 @@ void PageBrowser::DeleteCookie(TnString* address, TnString* name, TnString*) {
                    });
 }
 
-void PageBrowser::ExecuteJavaScript(CefRefPtr<CefBrowser>, CefRefPtr<CefFrame>,
+void PageBrowser::ExecuteJavaScript(CefRefPtr<CefBrowser>, CefRefPtr<CefFrame> frame,
                                     const char16_t* script) {
   if (!alive_ || !script) return;
   tnbase::TnStringPtr text(allocStringFromWideChars(script));
   Json::Value params;
   params["expression"] = text->ToUTF8();
-  engine_->connection().Send("Runtime.evaluate", params, session_, nullptr);
+  // A cross-site frame's script runs in its own target; any other in the page.
+  auto* own = dynamic_cast<Frame*>(frame.get());
+  const bool attached = own && frames_.count(own->session) != 0;
+  engine_->connection().Send("Runtime.evaluate", params, attached ? own->session : session_,
+                             nullptr);
 }
 
-bool PageBrowser::Evaluate(const std::string& expression, Json::Value* value, int timeoutMs) {
+std::vector<std::string> PageBrowser::frame_sessions() const {
+  std::vector<std::string> sessions;
+  for (const auto& [session, frame] : frames_) sessions.push_back(session);
+  return sessions;
+}
+
+bool PageBrowser::Evaluate(const std::string& expression, Json::Value* value, int timeoutMs,
+                           const std::string& session) {
   Json::Value params, result;
   params["expression"] = expression;
   params["returnByValue"] = true;
   params["awaitPromise"] = true;
-  if (!engine_->connection().Call("Runtime.evaluate", params, session_, &result, nullptr,
-                                  timeoutMs)) {
+  if (!engine_->connection().Call("Runtime.evaluate", params, session.empty() ? session_ : session,
+                                  &result, nullptr, timeoutMs)) {
     return false;
   }
   if (value) *value = result["result"]["value"];

@@ -83,8 +83,12 @@ class HAV_API PageBrowser final : public Browser {
   bool alive() const { return alive_; }
   std::string url() const;
   bool CanGoBack() const;
-  // Evaluates `expression` in the page and waits for its value (tests and the demo).
-  bool Evaluate(const std::string& expression, Json::Value* value, int timeoutMs = 10000);
+  // Evaluates `expression` in the page, or in the cross-site frame of `session`, and waits for
+  // its value (tests and the demo).
+  bool Evaluate(const std::string& expression, Json::Value* value, int timeoutMs = 10000,
+                const std::string& session = std::string());
+  // The sessions of the page's cross-site frames.
+  std::vector<std::string> frame_sessions() const;
   // The page as PNG bytes.
   bool CaptureScreenshot(std::string* png);
 
@@ -105,7 +109,8 @@ class HAV_API PageBrowser final : public Browser {
   BrowserNotify* notify_;
   inproc::BrowserParamRecord param_;
   std::string target_, session_, context_;
-  std::map<std::string, std::string> frames_;  // session of a cross-site frame -> its target
+  class Frame;
+  std::map<std::string, CefRefPtr<Frame>> frames_;  // cross-site frames by their session
   HWND hwnd_ = nullptr;
   std::atomic<bool> alive_{true};
   mutable std::mutex mutex_;
