@@ -6,10 +6,16 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <optional>
 #include <thread>
 
 #include "adapt/tn_browser_pb_ui.h"
+#include "cef/inproc_v8.h"
 #include "hav/cdp_engine.h"
 #include "log_capture.h"
 #include "render/render_process.h"
@@ -63,10 +69,27 @@ class ChromiumViews : public ::testing::Test {
     }
     return false;
   }
+  // Evaluates `expression` in the page while this thread goes on with the UI's work: a page
+  // may be waiting in a call for this very thread.
+  bool EvaluatePumping(xhav::cdp::PageBrowser* page, const std::string& expression,
+                       Json::Value* value) {
+    Json::Value params;
+    params["expression"] = expression;
+    params["returnByValue"] = true;
+    auto answer = std::make_shared<std::optional<Json::Value>>();
+    engine.connection().Send(
+        "Runtime.evaluate", params, page->session(),
+        [answer](const Json::Value& result, const Json::Value&) { *answer = result; });
+    if (!Pump([&] { return answer->has_value(); }) || (*answer)->isMember("exceptionDetails"))
+      return false;
+    *value = (**answer)["result"]["value"];
+    return true;
+  }
   // Pumps until the page's `window.results` meets `until`; `results` holds the last seen.
   bool PumpResults(xhav::cdp::PageBrowser* page, Json::Value* results,
                    const std::function<bool(const Json::Value&)>& until) {
-    return Pump([&] { return page->Evaluate("window.results", results, 300) && until(*results); });
+    return Pump(
+        [&] { return EvaluatePumping(page, "window.results", results) && until(*results); });
   }
   xhav::cdp::PageBrowser* Open(const std::u16string& name, const char16_t* org, const char* url,
                                const std::string& initData) {
@@ -346,6 +369,85 @@ TEST_F(ChromiumPages, OddValuesFromAPageNeitherCrashNorLoseText) {
   EXPECT_EQ(results["malformed"].asString(), "{\"handled\":false}");
   EXPECT_TRUE(results["echo"].asBool());
   EXPECT_EQ(echoed, u"{\"s\":\"\xD800-\xDC00-\xD83D\xDE00\"}");
+}
+
+// A render side whose page object echoes a value (returned, and given to the page's function)
+// and hands out ArrayBuffers that count their releases: how values cross a real page's border.
+class ValueEcho final : public xhav::RenderNotify {
+ public:
+  class Counted final : public CefV8ArrayBufferReleaseCallback {
+   public:
+    explicit Counted(std::atomic<int>* count) : count_(count) {}
+    void ReleaseBuffer(void* buffer) override {
+      ++*count_;
+      std::free(buffer);
+    }
+
+   private:
+    std::atomic<int>* count_;
+    IMPLEMENT_REFCOUNTING(Counted);
+  };
+  void OnContextCreated(CefRefPtr<CefBrowser>, CefRefPtr<CefFrame>, CefRefPtr<CefV8Context> context,
+                        bool) override {
+    cef_inproc::ScriptFunction echo = [](const CefV8ValueList& a) {
+      if (a.size() > 1 && a[1]->IsFunction()) a[1]->ExecuteFunction(nullptr, {a[0]});
+      return a.empty() ? CefV8Value::CreateUndefined() : a[0];
+    };
+    cef_inproc::ScriptFunction buffer = [this](const CefV8ValueList& a) {
+      void* bytes = std::malloc(3);
+      std::memcpy(bytes, "\x01\x02\x03", 3);
+      auto value = CefV8Value::CreateArrayBuffer(bytes, 3, new Counted(&released));
+      if (!a.empty() && a[0]->IsFunction()) a[0]->ExecuteFunction(nullptr, {value});
+      return value;
+    };
+    auto object = CefV8Value::CreateObject(nullptr);
+    object->SetValue("echo", cef_inproc::CreateScriptFunction("echo", echo),
+                     V8_PROPERTY_ATTRIBUTE_NONE);
+    object->SetValue("buffer", cef_inproc::CreateScriptFunction("buffer", buffer),
+                     V8_PROPERTY_ATTRIBUTE_NONE);
+    context->GetGlobal()->SetValue("tnpc", object, V8_PROPERTY_ATTRIBUTE_NONE);
+  }
+  bool OnHavMessage(CefRefPtr<CefBrowser>, int, TnString*, const xhav::ArgList*) override {
+    return false;
+  }
+  std::atomic<int> released{0};
+};
+
+TEST_F(ChromiumViews, NumbersStringsAndArrayBuffersCrossAsTheValueApiDefinesThem) {
+  ValueEcho echo;
+  engine.render_host()->SetRenderNotify(&echo);
+  auto* page = Open(u"Values", u"org-1", "file://tavrin5main/index.html", "{}");
+  ASSERT_NE(page, nullptr);
+  Json::Value results;
+  // Each value goes out and back twice: as the call's result and through the page's function.
+  Json::Value ready;
+  ASSERT_TRUE(Pump([&] {
+    return page->Evaluate("typeof tnpc.echo", &ready, 300) && ready.asString() == "function";
+  }));
+  ASSERT_TRUE(page->Evaluate(R"JS(setTimeout(function () {
+      var values = [-0, NaN, Infinity, -Infinity, 7, 2147483648, 1.5, null, undefined, '\ud800x', ''];
+      var same = values.map(function (v) {
+        var back, ret = tnpc.echo(v, function (b) { back = b; });
+        return Object.is(ret, v) && Object.is(back, v);
+      });
+      var buffers = [];
+      var buffer = tnpc.buffer(function (b) { buffers.push(b); });
+      window.results = {same: same, buffers: [buffer].concat(buffers).map(function (b) {
+        return b instanceof ArrayBuffer ? Array.from(new Uint8Array(b)).join(',') : String(b);
+      })};
+    }, 0); true)JS",
+                             nullptr, 1000));
+  ASSERT_TRUE(
+      PumpResults(page, &results, [](const Json::Value& r) { return r["same"].isArray(); }));
+  ASSERT_EQ(results["same"].size(), 11u);
+  for (Json::ArrayIndex i = 0; i < 11; ++i)
+    EXPECT_TRUE(results["same"][i].asBool()) << "value " << i;
+  ASSERT_EQ(results["buffers"].size(), 2u);
+  EXPECT_EQ(results["buffers"][0].asString(), "1,2,3");
+  EXPECT_EQ(results["buffers"][1].asString(), "1,2,3");
+  // The page holds copies; the native buffer was released once, after the call.
+  EXPECT_EQ(echo.released.load(), 1);
+  engine.render_host()->SetRenderNotify(nullptr);
 }
 
 TEST_F(ChromiumPages, APageNeverHangsOnABlockedUiThreadAndItsCallStillRuns) {

@@ -157,7 +157,11 @@ class LocalValue : public CefV8Value {
   CefRefPtr<CefV8ArrayBufferReleaseCallback> release_;
 
  private:
-  bool IsIntegral() const { return kind_ == Kind::kNumber && std::trunc(number_) == number_; }
+  // As in V8, -0 is no integer: it would lose its sign.
+  bool IsIntegral() const {
+    return kind_ == Kind::kNumber && std::trunc(number_) == number_ &&
+           !(number_ == 0 && std::signbit(number_));
+  }
 
   const Kind kind_;
   std::map<CefString, CefRefPtr<CefV8Value>> props_;
