@@ -1,8 +1,9 @@
 // A page's classic business action over the Chromium engine, from the page's call to its
 // function running with the answer (page -> render side -> view -> business core -> page), beside
 // the floor measured in the same run: a bare binding call from the page answered by one
-// Runtime.evaluate. Both are timed from a Runtime.evaluate that waits for the page's promise, so
-// the evaluate's own cost is in both. Prints the median and the 99th percentile.
+// Runtime.evaluate. The business action is measured with the render side in this process and
+// in a render host process. All are timed from a Runtime.evaluate that waits for the page's
+// promise, so the evaluate's own cost is in each. Prints the median and the 99th percentile.
 
 #include <benchmark/benchmark.h>
 
@@ -20,21 +21,26 @@
 
 namespace {
 
+// `renderHost`: the render side in a render host process (as in the client); otherwise in
+// this process, on the UI thread.
 class Pages {
  public:
-  Pages() {
+  explicit Pages(bool renderHost) {
     tnbase::SetLogSink([](const tnbase::LogRecord&) {});
     xhav::cdp::EngineOptions options;
     options.pagesDir = TNWEBUI_PAGES_DIR;
-    engine = std::make_unique<xhav::cdp::Engine>(options, xhav::kProcessTypeRender);
+    if (renderHost) options.renderHost = {TNWEBUI_RENDER_HOST, "--module=" TNWEBUI_MODULE};
+    engine = std::make_unique<xhav::cdp::Engine>(options);
     if (!engine->ok()) return;
     engine->ui().BindCurrentThread();
     host = std::make_unique<tnmainui::InProcessHost>(engine->core(), engine->render_host());
     module = std::make_unique<tnwebui::TnWebUIModule>(host.get());
     previous = tnwebui::TnWebUIModule::Install(module.get());
-    render = std::make_unique<tnwebui::RenderProcess>(module.get());
-    render->RegisterNativeExtension();
-    engine->render_host()->SetRenderNotify(render.get());
+    if (engine->render_host()) {
+      render = std::make_unique<tnwebui::RenderProcess>(module.get());
+      render->RegisterNativeExtension();
+      engine->render_host()->SetRenderNotify(render.get());
+    }
     core = new tnmainui::ScriptedBusinessCore(u"org", "acc");
     core->SetRecordCalls(false);
     core->SetHandler([](const tnmainui::BusinessCall& call) {
@@ -76,7 +82,7 @@ class Pages {
     page->Close(0);
     for (int i = 0; i < 2000 && page->alive(); ++i) engine->ui().RunUntilIdle();
     view->Release();
-    engine->render_host()->SetRenderNotify(nullptr);
+    if (render) engine->render_host()->SetRenderNotify(nullptr);
     tnwebui::TnWebUIModule::Install(previous);
     core->Release();
   }
@@ -92,13 +98,14 @@ class Pages {
   xhav::cdp::PageBrowser* page = nullptr;
 };
 
-Pages& Shared() {
-  static Pages pages;
-  return pages;
+Pages& Shared(bool renderHost) {
+  static Pages inProcess(false);
+  static Pages apart(true);
+  return renderHost ? apart : inProcess;
 }
 
-void Measure(benchmark::State& state, const std::string& expression) {
-  Pages& pages = Shared();
+void Measure(benchmark::State& state, const std::string& expression, bool renderHost = false) {
+  Pages& pages = Shared(renderHost);
   if (!pages.ok()) {
     state.SkipWithError("Chromium is not available");
     return;
@@ -126,6 +133,13 @@ void BM_PageBusinessAction(benchmark::State& state) {
           "function () { r(true); }); })");
 }
 
+void BM_PageBusinessAction_RenderHost(benchmark::State& state) {
+  Measure(state,
+          "new Promise(function (r) { tnpc.exebusinessaction('Contact', 'Ping', '', '{}', 'p', "
+          "function () { r(true); }); })",
+          true);
+}
+
 void BM_PageBusinessAction_Floor(benchmark::State& state) {
   Measure(state,
           "new Promise(function (r) { window.__floorResolve = function () { r(true); }; "
@@ -133,6 +147,7 @@ void BM_PageBusinessAction_Floor(benchmark::State& state) {
 }
 
 BENCHMARK(BM_PageBusinessAction)->Iterations(300)->UseRealTime();
+BENCHMARK(BM_PageBusinessAction_RenderHost)->Iterations(300)->UseRealTime();
 BENCHMARK(BM_PageBusinessAction_Floor)->Iterations(300)->UseRealTime();
 
 }  // namespace

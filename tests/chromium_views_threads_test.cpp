@@ -332,7 +332,7 @@ TEST_F(ChromiumPages, AReloadedPageKeepsWorkingAndOldHandlesStayInTheirDocument)
   EXPECT_EQ(pool->subscribers().at("tn.demo")[0].key, oldKey);
   bus.Raise(1, "tn.demo", "json", "{}");
   Pump([&] { return false; }, 100);  // half a second for it to travel
-  ASSERT_TRUE(page->Evaluate("window.results", &results, 1000));
+  ASSERT_TRUE(EvaluatePumping(page, "window.results", &results));
   EXPECT_EQ(results["events"].size(), 0u);
 }
 
@@ -351,7 +351,7 @@ TEST_F(ChromiumPages, OddValuesFromAPageNeitherCrashNorLoseText) {
       PumpResults(page, &results, [](const Json::Value& r) { return r["ready"].asBool(); }));
   // Malformed calls by both channels, then a text with lone surrogates each way. The page's own
   // script runs them: a page call made from within an evaluation would wait for this thread.
-  ASSERT_TRUE(page->Evaluate(R"JS(setTimeout(function () {
+  ASSERT_TRUE(EvaluatePumping(page, R"JS(setTimeout(function () {
     window.__tnpcNative('{"ctx":0,"fn":"exebusinessaction","args":[5,{"t":3},{"t":"s","v":7},{"t":"f","h":"x"},{"t":"w","v":[1e9,"a"]}]}');
     window.__tnpcNative('[1,2');
     var x = new XMLHttpRequest();
@@ -363,7 +363,7 @@ TEST_F(ChromiumPages, OddValuesFromAPageNeitherCrashNorLoseText) {
       window.results.echo = data === sent;
     });
   }, 0); true)JS",
-                             &results, 1000));
+                              &results));
   ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) { return r["echo"].isBool(); }))
       << results.toStyledString();
   EXPECT_EQ(results["malformed"].asString(), "{\"handled\":false}");
@@ -424,7 +424,7 @@ TEST_F(ChromiumViews, NumbersStringsAndArrayBuffersCrossAsTheValueApiDefinesThem
   ASSERT_TRUE(Pump([&] {
     return page->Evaluate("typeof tnpc.echo", &ready, 300) && ready.asString() == "function";
   }));
-  ASSERT_TRUE(page->Evaluate(R"JS(setTimeout(function () {
+  ASSERT_TRUE(EvaluatePumping(page, R"JS(setTimeout(function () {
       var values = [-0, NaN, Infinity, -Infinity, 7, 2147483648, 1.5, null, undefined, '\ud800x', ''];
       var same = values.map(function (v) {
         var back, ret = tnpc.echo(v, function (b) { back = b; });
@@ -436,7 +436,7 @@ TEST_F(ChromiumViews, NumbersStringsAndArrayBuffersCrossAsTheValueApiDefinesThem
         return b instanceof ArrayBuffer ? Array.from(new Uint8Array(b)).join(',') : String(b);
       })};
     }, 0); true)JS",
-                             nullptr, 1000));
+                              &ready));
   ASSERT_TRUE(
       PumpResults(page, &results, [](const Json::Value& r) { return r["same"].isArray(); }));
   ASSERT_EQ(results["same"].size(), 11u);
@@ -478,9 +478,9 @@ TEST_F(ChromiumPages, APageNeverHangsOnABlockedUiThreadAndItsCallStillRuns) {
                           [](const tnmainui::BusinessCall& c) { return c.action == u"late"; }),
             1);
   // Later calls are answered within the call again.
-  ASSERT_TRUE(page->Evaluate(
-      "setTimeout(function () { window.results.now = typeof tnpc.cangoback(); }, 0); true", &value,
-      1000));
+  ASSERT_TRUE(EvaluatePumping(
+      page, "setTimeout(function () { window.results.now = typeof tnpc.cangoback(); }, 0); true",
+      &value));
   ASSERT_TRUE(
       PumpResults(page, &results, [](const Json::Value& r) { return r["now"].isString(); }));
   EXPECT_EQ(results["now"].asString(), "boolean");
