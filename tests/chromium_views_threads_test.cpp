@@ -3,6 +3,7 @@
 // and the watermark is drawn over the page.
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -294,6 +295,25 @@ TEST_F(ChromiumRenderHost, PagesWorkTheSameWithTheRenderSideInAProcessOfItsOwn) 
   ASSERT_EQ(engine.render_host(), nullptr);
   ExpectAnswersWithinTheCall();
   ExpectCallsAnswersAndEvents();
+}
+
+TEST_F(ChromiumRenderHost, APageOutlivesItsRenderHost) {
+  auto* page = Open(u"Orphan", u"org-1", "file://tavrin5main/business.html", "{}");
+  ASSERT_NE(page, nullptr);
+  AnswerEveryCallWith(u"fine");
+  Json::Value results;
+  ASSERT_TRUE(
+      PumpResults(page, &results, [](const Json::Value& r) { return r["again"].isString(); }));
+  ASSERT_EQ(kill(engine.render_process(), SIGKILL), 0);
+  // Calls after its end are answered at once, with nothing; the page goes on.
+  const auto start = std::chrono::steady_clock::now();
+  ASSERT_TRUE(EvaluatePumping(
+      page, "setTimeout(function () { window.results.after = String(tnpc.cangoback()); }, 50); 1",
+      &results));
+  ASSERT_TRUE(
+      PumpResults(page, &results, [](const Json::Value& r) { return r["after"].isString(); }));
+  EXPECT_EQ(results["after"].asString(), "undefined");
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1000));
 }
 
 TEST_F(ChromiumPages, AFrameOfAnotherSiteHasItsOwnTnpc) {

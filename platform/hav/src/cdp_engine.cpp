@@ -216,6 +216,8 @@ Core* Engine::core() { return core_.get(); }
 
 RenderHost* Engine::render_host() { return renderHost_; }
 
+pid_t Engine::render_process() const { return renderSide_ ? renderSide_->process() : -1; }
+
 // The render side's way to the pages. In this process it runs on the UI thread; the link to a
 // render host process calls it there too.
 class Engine::Link final : public PageLink {

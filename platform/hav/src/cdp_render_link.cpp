@@ -80,11 +80,9 @@ class RemoteRenderSide final : public RenderSide {
       close(fds[0]);
       return false;
     }
-    transport_ = inproc::CreateSocketTransport(fds[0], PID_BROWSER, &linkQueue_, [this] {
-      std::lock_guard<std::mutex> lock(mutex_);
-      gone_ = true;
-      changed_.notify_all();
-    });
+    // A render host that goes away answers what it still owes with nothing.
+    transport_ =
+        inproc::CreateSocketTransport(fds[0], PID_BROWSER, &linkQueue_, [this] { FailPending(); });
     transport_->SetReceiver(PID_BROWSER, [this](int browser, CefRefPtr<CefProcessMessage> m) {
       link_->SendToBrowser(browser, m);
     });
@@ -133,6 +131,7 @@ class RemoteRenderSide final : public RenderSide {
   void Deliver(int browser, CefRefPtr<CefProcessMessage> message) override {
     transport_->Send(PID_RENDERER, browser, message);
   }
+  pid_t process() const override { return pid_; }
 
  private:
   using Answer = std::function<void(const Json::Value&)>;
@@ -187,6 +186,7 @@ class RemoteRenderSide final : public RenderSide {
       std::lock_guard<std::mutex> lock(mutex_);
       gone_ = true;
       pending.swap(pending_);
+      changed_.notify_all();
     }
     for (auto& [id, answer] : pending) {
       ui_->PostTask([answer = std::move(answer)] { answer(Json::Value()); });

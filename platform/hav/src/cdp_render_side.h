@@ -7,6 +7,7 @@
 // render side can live in this process or in a render host process of its own.
 
 #include <json/value.h>
+#include <sys/types.h>
 
 #include <functional>
 #include <map>
@@ -69,6 +70,8 @@ class RenderSide {
                     std::function<void(const std::string&)> done) = 0;
   // A process message from the browser side.
   virtual void Deliver(int browser, CefRefPtr<CefProcessMessage> message) = 0;
+  // The render host process, or -1 when the render side is in this one.
+  virtual pid_t process() const { return -1; }
 };
 
 // The render side's host: keeps the render notify object and the script extensions. An

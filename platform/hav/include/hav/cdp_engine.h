@@ -149,6 +149,8 @@ class HAV_API Engine {
   bool ok() const { return connection_ != nullptr; }
   const std::string& error() const { return error_; }
   Core* core();
+  // The render host process (EngineOptions::renderHost), or -1.
+  pid_t render_process() const;
   // The render side's host: the script extension and the notify object.
   RenderHost* render_host();
   tnbase::TaskQueue& ui() { return ui_; }
