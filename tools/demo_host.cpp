@@ -3,6 +3,7 @@
 // with dlopen and uses only its two exports and the public headers.
 
 #include <dlfcn.h>
+#include <json/writer.h>
 #include <limits.h>
 #include <stdarg.h>
 #include <stdlib.h>
@@ -107,6 +108,12 @@ std::string DescribeList(const CefRefPtr<CefListValue>& list) {
     }
   }
   return out + "]";
+}
+
+std::string Compact(const Json::Value& value) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  return Json::writeString(builder, value);
 }
 
 std::string Status(HRESULT hr) {
@@ -453,104 +460,107 @@ void RealPage() {
   ITnWebUI* factory = nullptr;
   m.createInterface(&IID_ITnWebUI, reinterpret_cast<void**>(&factory));
   auto* core = new tnmainui::ScriptedBusinessCore(u"org-7", "account-42");
-
-  const char* initData =
-      R"({"url":"file://tavrin5main/index.html","showWatermark":1,"name":"Ann Lee","mobile":"13800001234",)"
-      R"("watermark_modes":["1"],"cookie":"[{\"Set-Cookie\":\"sid=s-991; Path=/\"}]"})";
-  Say("== in Chromium: a view opens \"file://tavrin4/loading.html\"");
-  IBrowserView* view = nullptr;
-  const HRESULT hr =
-      OpenView(factory, u"TnMain", "file://tavrin4/loading.html", core, initData, &view);
-  Say("ITnWebUI::CreateBrowserView -> %s", Status(hr).c_str());
-  xhav::cdp::PageBrowser* page = engine.browsers().back();
-  Json::Value marked;
-  WaitFor([&] {
-    engine.ui().RunUntilIdle();
-    return page->url() == "file://tavrin5main/index.html" &&
-           page->Evaluate("!!document.querySelector('div.tavrin-watermark')", &marked, 300) &&
-           marked.asBool();
-  });
-  Json::Value cookie, info;
-  page->Evaluate("document.cookie", &cookie);
-  page->Evaluate("JSON.stringify(window.watermarkInfo)", &info);
-  Say("  the page moved on to %s (back to the loading page: %s)", page->url().c_str(),
-      page->CanGoBack() ? "yes" : "no");
-  Say("  document.cookie in its cookie space: %s", cookie.asString().c_str());
-  Say("  window.watermarkInfo = %s", info.asString().c_str());
-  Say("  the watermark layer is on the page: %s", marked.asBool() ? "yes" : "no");
-  if (!marked.asBool() || cookie.asString() != "sid=s-991")
-    Fail("TnMain has no watermark or cookie");
-  std::string png;
-  const std::string shot = std::string(TNWEBUI_BUILD_DIR) + "/demo-tnmain-watermark.png";
-  if (page->CaptureScreenshot(&png)) {
-    std::FILE* f = std::fopen(shot.c_str(), "wb");
-    if (f) {
-      std::fwrite(png.data(), 1, png.size(), f);
-      std::fclose(f);
-      Say("  screenshot: %s", shot.c_str());
-    }
-  }
-  page->Close(0);
-  WaitFor([&] {
-    engine.ui().RunUntilIdle();
-    return !page->alive();
-  });
-  view->Release();
-
-  // A page whose own script asks the client and subscribes to an event.
   core->SetHandler([](const tnmainui::BusinessCall& call) {
     Say("  the business core takes %s/%s for callback %s",
         tnbase::TnStringPtr(allocStringFromWideChars(call.business.c_str()))->ToUTF8().c_str(),
         tnbase::TnStringPtr(allocStringFromWideChars(call.action.c_str()))->ToUTF8().c_str(),
         tnbase::TnStringPtr(allocStringFromWideChars(call.callbackId.c_str()))->ToUTF8().c_str());
-    const std::u16string data = call.action == u"getuserinfo" ? u"{\"name\":\"Ann\"}" : u"again";
+    const std::u16string data = call.action == u"getuserinfo" ? u"{\"name\":\"Ann\"}"
+                                : call.action == u"config"    ? u"{\"appIdImplId\":\"demo-app\"}"
+                                                              : u"again";
     call.callback->OnBusinessResult(call.business.c_str(), call.action.c_str(),
                                     call.callbackId.c_str(), 0, data.c_str());
     return S_OK;
   });
-  Say("== in Chromium: \"file://tavrin5main/business.html\" runs its own script");
-  OpenView(factory, u"TnBusiness", "file://tavrin5main/business.html", core, nullptr, &view);
-  page = engine.browsers().back();
-  Json::Value subscribed;
-  WaitFor([&] {
-    engine.ui().RunUntilIdle();
-    return page->Evaluate("!!window.results.ready", &subscribed, 300) && subscribed.asBool();
-  });
-  // The page may be waiting in a call for this very thread: evaluations in it give up quickly
-  // and the loop runs the thread's work. The page subscribed before its answer's function
-  // called again, and one page's messages keep their order: once the core has that call, the
-  // view holds the subscription.
-  WaitFor([&] {
-    engine.ui().RunUntilIdle();
-    const auto calls = core->calls();
-    return std::any_of(calls.begin(), calls.end(),
-                       [](const tnmainui::BusinessCall& c) { return c.action == u"again"; });
-  });
-  for (const char* format : {"json", "base64", "pbtext", "binary", "pb"}) {
-    bus.Raise(12, "tn.demo", format, std::string("{\"unread\":3}"));
-  }
-  Json::Value results;
-  WaitFor([&] {
-    engine.ui().RunUntilIdle();
-    return page->Evaluate("window.results", &results, 300) && results["again"].isString() &&
-           results["events"].size() == 5;
-  });
-  Say("  the page's function got: code %d, data %s, id %s; its call from inside the answer got %s",
-      results["answer"]["code"].asInt(), results["answer"]["data"].asString().c_str(),
-      results["answer"]["id"].asString().c_str(), results["again"].asString().c_str());
-  if (!results["again"].isString() || results["events"].size() != 5) {
-    Fail("the business page's own script did not get all its answers and events");
-  }
-  for (const Json::Value& event : results["events"]) {
-    Say("  the page's event function got: type %d, name %s, format %s, payload %s",
-        event["type"].asInt(), event["name"].asString().c_str(), event["format"].asString().c_str(),
-        event["payload"].asString().c_str());
-  }
+
+  // Runs the engine's UI thread until `done`. A page may be waiting in a call for this very
+  // thread: evaluations in it give up quickly and the loop runs the thread's work.
+  auto pumpUntil = [&](const std::function<bool()>& done) {
+    return WaitFor([&] {
+      engine.ui().RunUntilIdle();
+      return done();
+    });
+  };
+  auto results = [&](xhav::cdp::PageBrowser* page) {
+    Json::Value r;
+    page->Evaluate("window.results", &r, 300);
+    return r;
+  };
+  // Opens `url` behind the loading page with the watermark and a session cookie, waits until
+  // the page's own script reports success (`ready` first, if given) and saves its screenshot.
+  auto runPage = [&](const char16_t* name, const char* url, const char* shot,
+                     const std::function<void(xhav::cdp::PageBrowser*)>& ready) {
+    const std::string initData =
+        std::string(R"({"url":")") + url +
+        R"(","showWatermark":1,"name":"Ann Lee","mobile":"13800001234","watermark_modes":["1"],)"
+        R"("cookie":"[{\"Set-Cookie\":\"sid=s-991; Path=/\"}]"})";
+    Say("== in Chromium: a view opens \"file://tavrin4/loading.html\", then %s", url);
+    IBrowserView* view = nullptr;
+    const HRESULT hr =
+        OpenView(factory, name, "file://tavrin4/loading.html", core, initData.c_str(), &view);
+    Say("ITnWebUI::CreateBrowserView -> %s", Status(hr).c_str());
+    xhav::cdp::PageBrowser* page = engine.browsers().back();
+    Json::Value marked;
+    pumpUntil([&] {
+      return page->url() == url &&
+             page->Evaluate("!!document.querySelector('div.tavrin-watermark')", &marked, 300) &&
+             marked.asBool();
+    });
+    if (ready) ready(page);
+    pumpUntil([&] { return results(page)["success"].asBool(); });
+    Json::Value cookie, info;
+    page->Evaluate("document.cookie", &cookie, 1000);
+    page->Evaluate("JSON.stringify(window.watermarkInfo)", &info, 1000);
+    Say("  the page moved on to %s (back to the loading page: %s)", page->url().c_str(),
+        page->CanGoBack() ? "yes" : "no");
+    Say("  document.cookie in its cookie space: %s", cookie.asString().c_str());
+    Say("  window.watermarkInfo = %s; the watermark layer is on the page: %s",
+        info.asString().c_str(), marked.asBool() ? "yes" : "no");
+    const Json::Value r = results(page);
+    Say("  the page's own script reports: %s", Compact(r).c_str());
+    if (!r["success"].asBool()) Fail("the page's own script did not report success");
+    std::string png;
+    const std::string path = std::string(TNWEBUI_BUILD_DIR) + "/" + shot;
+    if (page->CaptureScreenshot(&png)) {
+      if (std::FILE* f = std::fopen(path.c_str(), "wb")) {
+        std::fwrite(png.data(), 1, png.size(), f);
+        std::fclose(f);
+        Say("  screenshot: %s", path.c_str());
+      }
+    }
+    page->Close(0);
+    pumpUntil([&] { return !page->alive(); });
+    view->Release();
+  };
+
+  runPage(u"TnMain", "file://tavrin5main/index.html", "demo-tnmain.png", nullptr);
+  // A light app: it subscribes to an event before its answer's function calls again, and one
+  // page's messages keep their order, so once the core has that call the view holds the
+  // subscription and the events can go.
+  runPage(u"LightApp", "file://tavrin5main/lightapp.html", "demo-lightapp.png",
+          [&](xhav::cdp::PageBrowser*) {
+            pumpUntil([&] {
+              const auto calls = core->calls();
+              return std::any_of(calls.begin(), calls.end(), [](const tnmainui::BusinessCall& c) {
+                return c.action == u"again";
+              });
+            });
+            for (const char* format : {"json", "base64", "pbtext", "binary", "pb"}) {
+              bus.Raise(12, "tn.demo", format, std::string("{\"unread\":3}"));
+            }
+          });
+
+  // A page of another site asks for a business action: the view refuses it.
+  Say("== in Chromium: a page of another site, https://tavrin5.frames.invalid/foreign.html");
+  IBrowserView* view = nullptr;
+  OpenView(factory, u"Foreign", "https://tavrin5.frames.invalid/foreign.html", core, nullptr,
+           &view);
+  xhav::cdp::PageBrowser* page = engine.browsers().back();
+  pumpUntil([&] { return results(page)["success"].asBool(); });
+  Say("  the page's own script reports: %s", Compact(results(page)).c_str());
+  if (!results(page)["success"].asBool()) Fail("the foreign page was not refused");
   page->Close(0);
-  WaitFor([&] {
-    engine.ui().RunUntilIdle();
-    return !page->alive();
-  });
+  pumpUntil([&] { return !page->alive(); });
   view->Release();
   factory->Release();
   core->Release();
