@@ -36,7 +36,8 @@ constexpr char kShim[] = R"JS(
   }
   // A string with a lone surrogate is no valid UTF-8 on the way: it travels as code units.
   var loneSurrogate = /[\ud800-\udbff](?![\udc00-\udfff])|(?:[^\ud800-\udbff]|^)[\udc00-\udfff]/;
-  function encode(v) {
+  // `outer`: the arrays that hold this value; an array that holds itself goes as undefined.
+  function encode(v, outer) {
     if (typeof v === 'string') {
       if (!loneSurrogate.test(v)) return {t: 's', v: v};
       var units = [];
@@ -53,8 +54,16 @@ constexpr char kShim[] = R"JS(
     if (v === null) return {t: 'n'};
     if (typeof v === 'undefined') return {t: 'u'};
     if (typeof v === 'function') { handles.push(v); return {t: 'f', h: handles.length - 1, n: v.name || ''}; }
-    if (Array.isArray(v)) return {t: 'a', v: v.map(encode)};
+    if (Array.isArray(v)) {
+      outer = outer || [];
+      if (outer.indexOf(v) >= 0) return {t: 'u'};
+      var inner = outer.concat([v]);
+      return {t: 'a', v: v.map(function (e) { return encode(e, inner); })};
+    }
     return {t: 'o'};
+  }
+  function encodeAll(list) {
+    return Array.prototype.map.call(list, function (v) { return encode(v); });
   }
   function decode(v) {
     if (v.t === 'ab') {
@@ -79,14 +88,14 @@ constexpr char kShim[] = R"JS(
       context = ctx;
       names.forEach(function (name) {
         object[name] = function () {
-          return call(name, Array.prototype.map.call(arguments, encode));
+          return call(name, encodeAll(arguments));
         };
       });
       window.tnpc = window.Tavrin = object;
     },
     // A function that an extension declares as native: its handler answers within the call.
     native: function (name, args) {
-      return call('native:' + name, Array.prototype.map.call(args, encode));
+      return call('native:' + name, encodeAll(args));
     },
     run: function (handle, args) {
       var f = handles[handle];
