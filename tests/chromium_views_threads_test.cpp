@@ -356,6 +356,31 @@ TEST_F(ChromiumPages, AReloadedPageKeepsWorkingAndOldHandlesStayInTheirDocument)
   EXPECT_EQ(results["events"].size(), 0u);
 }
 
+TEST_F(ChromiumPages, ACallWhileThePageUnloadsStillArrives) {
+  auto* page = Open(u"Unload", u"org-1", "file://tavrin5main/business.html", "{}");
+  ASSERT_NE(page, nullptr);
+  AnswerEveryCallWith(u"too late");
+  Json::Value results;
+  ASSERT_TRUE(
+      PumpResults(page, &results, [](const Json::Value& r) { return r["again"].isString(); }));
+  // Chromium refuses synchronous requests while a page goes away: the call goes by a beacon,
+  // which arrives after the document has gone, and still reaches the core.
+  ASSERT_TRUE(EvaluatePumping(page, R"JS(addEventListener('pagehide', function () {
+    tnpc.exebusinessaction('Contact', 'Bye', '', '{}', 'bye', function () {});
+  }); true)JS",
+                              &results));
+  page->LoadUrl("file://tavrin5main/index.html");
+  auto said = [&](const char16_t* action) {
+    const auto calls = cores.back()->calls();
+    return std::any_of(calls.begin(), calls.end(),
+                       [&](const tnmainui::BusinessCall& c) { return c.action == action; });
+  };
+  ASSERT_TRUE(Pump([&] { return said(u"bye"); }));
+  ASSERT_TRUE(
+      PumpResults(page, &results, [](const Json::Value& r) { return r["native"].isBool(); }));
+  EXPECT_TRUE(results["native"].asBool());  // the next document has its object
+}
+
 TEST_F(ChromiumPages, OddValuesFromAPageNeitherCrashNorLoseText) {
   auto* page = Open(u"Odd", u"org-1", "file://tavrin5main/business.html", "{}");
   ASSERT_NE(page, nullptr);

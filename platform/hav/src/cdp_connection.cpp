@@ -53,17 +53,13 @@ std::unique_ptr<Connection> Connection::Launch(const LaunchOptions& options, std
     return nullptr;
   }
   const std::string profile = FreshProfileDir();
-  std::vector<std::string> args = {options.executable,
-                                   "--remote-debugging-pipe",
-                                   "--no-sandbox",
-                                   "--user-data-dir=" + profile,
-                                   "--disable-background-networking",
-                                   "--disable-component-update",
-                                   "--disable-sync",
-                                   "--no-first-run",
-                                   "--disable-gpu",
-                                   "--disable-breakpad",
-                                   "--disable-crash-reporter"};
+  std::vector<std::string> args = {
+      options.executable, "--remote-debugging-pipe", "--no-sandbox", "--user-data-dir=" + profile,
+      "--disable-background-networking", "--disable-component-update", "--disable-sync",
+      "--no-first-run", "--disable-gpu", "--disable-breakpad", "--disable-crash-reporter",
+      // A page that is left goes away, as in an embedded browser:
+      // no back-forward cache keeps it frozen.
+      "--disable-features=BackForwardCache"};
   if (options.headless) args.push_back("--headless=new");
   args.insert(args.end(), options.extraArgs.begin(), options.extraArgs.end());
   args.push_back("about:blank");

@@ -180,6 +180,7 @@ void LocalRenderSide::PageClosed(int browser) {
 }
 
 void LocalRenderSide::NewDocument(const DocumentId& id, std::function<void(const Names&)> done) {
+  EndLeftDocuments();
   Names names;
   RenderNotify* notify = host_.notify();
   if (notify) {
@@ -199,10 +200,24 @@ void LocalRenderSide::NewDocument(const DocumentId& id, std::function<void(const
 }
 
 void LocalRenderSide::DocumentGone(const DocumentId& id) {
+  EndLeftDocuments();
   auto it = documents_.find(id);
-  if (it == documents_.end()) return;
-  cef_inproc::InvalidateContext(it->second.script);
-  documents_.erase(it);
+  if (it != documents_.end() && !it->second.left)
+    it->second.left = std::chrono::steady_clock::now();
+}
+
+void LocalRenderSide::EndLeftDocuments() {
+  // Long enough for a beacon sent while the page went away to arrive.
+  constexpr std::chrono::seconds kGrace(2);
+  const auto now = std::chrono::steady_clock::now();
+  for (auto it = documents_.begin(); it != documents_.end();) {
+    if (it->second.left && now - *it->second.left >= kGrace) {
+      cef_inproc::InvalidateContext(it->second.script);
+      it = documents_.erase(it);
+    } else {
+      ++it;
+    }
+  }
 }
 
 void LocalRenderSide::Call(const DocumentId& document, const std::string& body, bool answerWithin,
@@ -309,7 +324,8 @@ std::string LocalRenderSide::CallNative(const DocumentId& target, const std::str
 void LocalRenderSide::RunPageFunction(const DocumentId& document, int handle,
                                       const CefV8ValueList& args) {
   // A handle of a document that is gone fails silently, as a stale context does.
-  if (documents_.count(document) == 0) return;
+  auto it = documents_.find(document);
+  if (it == documents_.end() || it->second.left) return;
   Json::Value encoded(Json::arrayValue);
   for (const auto& a : args) encoded.append(Encode(a));
   if (syncDocument_ == document) {

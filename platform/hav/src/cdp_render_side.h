@@ -9,10 +9,12 @@
 #include <json/value.h>
 #include <sys/types.h>
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -115,7 +117,12 @@ class LocalRenderSide final : public RenderSide {
   struct Document {
     CefRefPtr<CefV8Context> script;  // the render side's context of the document
     CefRefPtr<CefV8Value> object;    // its native object
+    // When the page left it. A page's calls while it goes away come after (by a beacon) and
+    // still run, for a moment; its functions no longer do.
+    std::optional<std::chrono::steady_clock::time_point> left;
   };
+  // Ends the documents that were left long enough ago.
+  void EndLeftDocuments();
   CefRefPtr<Browser> BrowserFor(int id);
   std::string CallNative(const DocumentId& document, const std::string& body, bool answerWithin);
   CefRefPtr<CefV8Value> Decode(const DocumentId& document, const Json::Value& value);

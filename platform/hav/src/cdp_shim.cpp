@@ -14,10 +14,12 @@ constexpr char kShim[] = R"JS(
   var send = window.__tnpcNative;
   // Captured at document start: pages may patch them.
   var stringify = JSON.stringify, parse = JSON.parse, XHR = window.XMLHttpRequest;
+  var beacon = navigator.sendBeacon && navigator.sendBeacon.bind(navigator);
   var context = 0;
   // A call waits for its answer (a synchronous request to the reserved origin); functions that
   // native code runs within it come back with the answer and run before the call returns.
-  // Where synchronous requests are forbidden (unload), the binding carries the call.
+  // Where synchronous requests are forbidden (a page going away), a beacon carries the call,
+  // or else the binding.
   function call(name, args) {
     var body = stringify({ctx: context, fn: name, args: args});
     var reply;
@@ -28,7 +30,8 @@ constexpr char kShim[] = R"JS(
       x.send(body);
       reply = parse(x.responseText);
     } catch (e) {
-      send(body);
+      // A page that goes away may not wait: a beacon outlives it.
+      if (!(beacon && beacon('https://tnpc-call.pages.invalid/beacon', body))) send(body);
       return undefined;
     }
     (reply.deferred || []).forEach(function (d) { window.__tnpcShim.run(d.h, d.a); });
