@@ -214,6 +214,18 @@ class ChromiumPages : public ChromiumViews {
       return S_OK;
     });
   }
+  // Opens the business page, whose core answers every call with `answer`, once its script has
+  // had its answers.
+  xhav::cdp::PageBrowser* OpenAnsweredBusinessPage(const std::u16string& name,
+                                                   std::u16string answer) {
+    auto* page = Open(name, u"org-1", "file://tavrin5main/business.html", "{}");
+    if (!page) return nullptr;
+    AnswerEveryCallWith(std::move(answer));
+    Json::Value results;
+    const bool answered =
+        PumpResults(page, &results, [](const Json::Value& r) { return r["again"].isString(); });
+    return answered ? page : nullptr;
+  }
   void ExpectAnswersWithinTheCall();
   void ExpectCallsAnswersAndEvents();
   tnmainui::InProcessEventBus bus{[this](std::function<void()> t) { engine.ui().PostTask(t); }};
@@ -298,12 +310,9 @@ TEST_F(ChromiumRenderHost, PagesWorkTheSameWithTheRenderSideInAProcessOfItsOwn) 
 }
 
 TEST_F(ChromiumRenderHost, APageOutlivesItsRenderHost) {
-  auto* page = Open(u"Orphan", u"org-1", "file://tavrin5main/business.html", "{}");
+  auto* page = OpenAnsweredBusinessPage(u"Orphan", u"fine");
   ASSERT_NE(page, nullptr);
-  AnswerEveryCallWith(u"fine");
   Json::Value results;
-  ASSERT_TRUE(
-      PumpResults(page, &results, [](const Json::Value& r) { return r["again"].isString(); }));
   ASSERT_EQ(kill(engine.render_process(), SIGKILL), 0);
   // Calls after its end are answered at once, with nothing; the page goes on.
   const auto start = std::chrono::steady_clock::now();
@@ -357,12 +366,9 @@ TEST_F(ChromiumPages, AReloadedPageKeepsWorkingAndOldHandlesStayInTheirDocument)
 }
 
 TEST_F(ChromiumPages, ACallWhileThePageUnloadsStillArrives) {
-  auto* page = Open(u"Unload", u"org-1", "file://tavrin5main/business.html", "{}");
+  auto* page = OpenAnsweredBusinessPage(u"Unload", u"too late");
   ASSERT_NE(page, nullptr);
-  AnswerEveryCallWith(u"too late");
   Json::Value results;
-  ASSERT_TRUE(
-      PumpResults(page, &results, [](const Json::Value& r) { return r["again"].isString(); }));
   // Chromium refuses synchronous requests while a page goes away: the call goes by a beacon,
   // which arrives after the document has gone, and still reaches the core.
   ASSERT_TRUE(EvaluatePumping(page, R"JS(addEventListener('pagehide', function () {
@@ -499,12 +505,9 @@ TEST_F(ChromiumViews, NumbersStringsAndArrayBuffersCrossAsTheValueApiDefinesThem
 }
 
 TEST_F(ChromiumPages, APageNeverHangsOnABlockedUiThreadAndItsCallStillRuns) {
-  auto* page = Open(u"Blocked", u"org-1", "file://tavrin5main/business.html", "{}");
+  auto* page = OpenAnsweredBusinessPage(u"Blocked", u"late but here");
   ASSERT_NE(page, nullptr);
-  AnswerEveryCallWith(u"late but here");
   Json::Value results;
-  ASSERT_TRUE(
-      PumpResults(page, &results, [](const Json::Value& r) { return r["ready"].asBool(); }));
   // This is the UI thread: while it waits for the evaluation, the page's calls wait for it.
   const auto start = std::chrono::steady_clock::now();
   Json::Value value;
