@@ -143,6 +143,12 @@ TEST_F(ChromiumViews, ALoadingPageMovesOnWithCookiesAndAWatermark) {
   std::string png;
   ASSERT_TRUE(page->CaptureScreenshot(&png));
   EXPECT_EQ(png.substr(1, 3), "PNG");
+
+  page->MoveWindow(10, 20, 640, 480);  // the browser's window takes the bounds
+  Json::Value width;
+  EXPECT_TRUE(Pump([&] {
+    return page->Evaluate("window.outerWidth", &width, 300) && width.asInt() == 640;
+  })) << width.toStyledString();
 }
 
 TEST_F(ChromiumViews, AFrameOfAnotherSiteGetsTheWatermarkToo) {

@@ -759,20 +759,25 @@ bool PageBrowser::GetProperty(int32_t id, void** out) {
   return true;
 }
 
-void PageBrowser::SetWindowState(const char* state) {
+void PageBrowser::SetWindowBounds(const Json::Value& bounds) {
   if (!alive_) return;
   Json::Value params;
   params["targetId"] = target_;
   Connection* connection = &engine_->connection();
-  const std::string windowState = state;
   connection->Send("Browser.getWindowForTarget", params, "",
-                   [connection, windowState](const Json::Value& result, const Json::Value&) {
+                   [connection, bounds](const Json::Value& result, const Json::Value&) {
                      if (!result.isMember("windowId")) return;
-                     Json::Value bounds;
-                     bounds["windowId"] = result["windowId"];
-                     bounds["bounds"]["windowState"] = windowState;
-                     connection->Send("Browser.setWindowBounds", bounds, "", nullptr);
+                     Json::Value set;
+                     set["windowId"] = result["windowId"];
+                     set["bounds"] = bounds;
+                     connection->Send("Browser.setWindowBounds", set, "", nullptr);
                    });
+}
+
+void PageBrowser::SetWindowState(const char* state) {
+  Json::Value bounds;
+  bounds["windowState"] = state;
+  SetWindowBounds(bounds);
 }
 
 void PageBrowser::Show(bool show) {
@@ -804,7 +809,14 @@ void PageBrowser::Close(int32_t) {
 }
 
 void PageBrowser::MoveWindow(int32_t x, int32_t y, int32_t width, int32_t height) {
-  if (alive_) win::SetWindowPos(hwnd_, nullptr, x, y, width, height, win::SWP_NOZORDER);
+  if (!alive_) return;
+  win::SetWindowPos(hwnd_, nullptr, x, y, width, height, win::SWP_NOZORDER);
+  Json::Value bounds;
+  bounds["left"] = x;
+  bounds["top"] = y;
+  bounds["width"] = width;
+  bounds["height"] = height;
+  SetWindowBounds(bounds);
 }
 
 void PageBrowser::AddHandler(const char*, HandlerCreator*) {}

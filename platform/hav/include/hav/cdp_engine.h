@@ -103,6 +103,7 @@ class HAV_API PageBrowser final : public Browser {
   void OnHistory(const Json::Value& result);
   void FinishClose();
   void SetWindowState(const char* state);
+  void SetWindowBounds(const Json::Value& bounds);
 
   Engine* engine_;
   const int id_;
