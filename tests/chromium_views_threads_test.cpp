@@ -371,6 +371,25 @@ TEST_F(ChromiumPages, AReloadedPageKeepsWorkingAndOldHandlesStayInTheirDocument)
   EXPECT_EQ(results["events"].size(), 0u);
 }
 
+TEST_F(ChromiumPages, APagesHistoryCommandsMoveItsBrowser) {
+  auto* page = Open(u"History", u"org-1", "file://tavrin5main/index.html", "{}");
+  ASSERT_NE(page, nullptr);
+  ASSERT_TRUE(Pump([&] { return page->url() == "file://tavrin5main/index.html"; }));
+  page->LoadUrl("file://tavrin5main/sync.html");
+  Json::Value results;
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) { return r["done"].asBool(); }));
+  ASSERT_TRUE(EvaluatePumping(page, "setTimeout(function () { tnpc.goback(); }, 0); 1", &results));
+  ASSERT_TRUE(Pump([&] { return page->url() == "file://tavrin5main/index.html"; }));
+  ASSERT_TRUE(
+      PumpResults(page, &results, [](const Json::Value& r) { return r["native"].isBool(); }));
+  Json::Value forward;
+  ASSERT_TRUE(Pump(
+      [&] { return EvaluatePumping(page, "tnpc.cangoforward()", &forward) && forward.asBool(); }));
+  ASSERT_TRUE(
+      EvaluatePumping(page, "setTimeout(function () { tnpc.goforward(); }, 0); 1", &results));
+  EXPECT_TRUE(Pump([&] { return page->url() == "file://tavrin5main/sync.html"; }));
+}
+
 TEST_F(ChromiumPages, ACallWhileThePageUnloadsStillArrives) {
   auto* page = OpenAnsweredBusinessPage(u"Unload", u"too late");
   ASSERT_NE(page, nullptr);

@@ -242,11 +242,8 @@ class Engine::Link final : public PageLink {
     engine_->ui_.PostTask([this, browser, how] {
       PageBrowser* page = Find(browser);
       if (!page) return;
-      if (how == "reload") page->LoadUrl(page->url().c_str());
-      if (how == "back" || how == "forward") {
-        page->ExecuteJavaScript(nullptr, nullptr,
-                                how == "back" ? u"history.back()" : u"history.forward()");
-      }
+      if (how == "reload") page->Reload();
+      if (how == "back" || how == "forward") page->GoInHistory(how == "back" ? -1 : 1);
     });
   }
 
@@ -511,7 +508,36 @@ PageBrowser::~PageBrowser() {
 
 RenderSide* PageBrowser::render() { return engine_->renderSide_.get(); }
 
-void PageBrowser::ReportState() { render()->PageState(id_, url(), CanGoBack()); }
+void PageBrowser::ReportState() {
+  std::unique_lock<std::mutex> lock(mutex_);
+  const bool back = index_ > 0, forward = index_ + 1 < static_cast<int>(history_.size());
+  lock.unlock();
+  render()->PageState(id_, back, forward);
+}
+
+void PageBrowser::Reload() {
+  if (alive_) engine_->connection().Send("Page.reload", Json::Value(), session_, nullptr);
+}
+
+void PageBrowser::GoInHistory(int offset) {
+  if (!alive_) return;
+  // The browser's own history, as it stands when the step is taken.
+  Connection* connection = &engine_->connection();
+  const std::string session = session_;
+  connection->Send(
+      "Page.getNavigationHistory", Json::Value(), session,
+      [connection, session, offset](const Json::Value& result, const Json::Value&) {
+        const int index =
+            result["currentIndex"].isInt() ? result["currentIndex"].asInt() + offset : -1;
+        const Json::Value& entries = result["entries"];
+        if (!entries.isArray() || index < 0 || index >= static_cast<int>(entries.size()) ||
+            entries[index]["url"] == "about:blank")  // where every page target starts
+          return;
+        Json::Value params;
+        params["entryId"] = entries[index]["id"];
+        connection->Send("Page.navigateToHistoryEntry", params, session, nullptr);
+      });
+}
 
 void PageBrowser::OnNewDocument(const std::string& session, int executionContextId) {
   if (!documents_.emplace(std::make_pair(session, executionContextId), Document()).second) return;
@@ -723,7 +749,8 @@ void PageBrowser::OnHistory(const Json::Value& result) {
     // navigation, and it isn't reported meanwhile.
     urls.erase(urls.begin());
     --index;
-    if (index == 0)
+    // Forgotten once the first page is the only entry: a reset would also drop forward entries.
+    if (urls.size() == 1)
       engine_->connection().Send("Page.resetNavigationHistory", Json::Value(), session_, nullptr);
   }
   if (index < 0 || index >= static_cast<int>(urls.size())) return;

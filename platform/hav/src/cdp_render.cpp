@@ -123,7 +123,7 @@ class LocalRenderSide::Browser final : public CefBrowser {
   void GoBack() override { link_->Navigate(id_, "back"); }
   void GoForward() override { link_->Navigate(id_, "forward"); }
   bool CanGoBack() override { return canGoBack_; }
-  bool CanGoForward() override { return false; }
+  bool CanGoForward() override { return canGoForward_; }
   CefRefPtr<CefFrame> GetMainFrame() override { return nullptr; }
   bool SendProcessMessage(CefProcessId target, CefRefPtr<CefProcessMessage> message) override {
     if (target != PID_BROWSER || !message || closed_) return false;
@@ -131,13 +131,16 @@ class LocalRenderSide::Browser final : public CefBrowser {
     link_->SendToBrowser(id_, message->Copy());
     return true;
   }
-  void SetState(bool canGoBack) { canGoBack_ = canGoBack; }
+  void SetState(bool canGoBack, bool canGoForward) {
+    canGoBack_ = canGoBack;
+    canGoForward_ = canGoForward;
+  }
   void SetClosed() { closed_ = true; }
 
  private:
   PageLink* link_;
   const int id_;
-  bool canGoBack_ = false;
+  bool canGoBack_ = false, canGoForward_ = false;
   bool closed_ = false;
   IMPLEMENT_REFCOUNTING(Browser);
 };
@@ -160,8 +163,8 @@ CefRefPtr<LocalRenderSide::Browser> LocalRenderSide::BrowserFor(int id) {
   return browser;
 }
 
-void LocalRenderSide::PageState(int browser, const std::string&, bool canGoBack) {
-  BrowserFor(browser)->SetState(canGoBack);
+void LocalRenderSide::PageState(int browser, bool canGoBack, bool canGoForward) {
+  BrowserFor(browser)->SetState(canGoBack, canGoForward);
 }
 
 void LocalRenderSide::PageClosed(int browser) {

@@ -97,10 +97,10 @@ class RemoteRenderSide final : public RenderSide {
     std::lock_guard<std::mutex> lock(mutex_);
     return extensions_;
   }
-  void PageState(int browser, const std::string& url, bool canGoBack) override {
+  void PageState(int browser, bool canGoBack, bool canGoForward) override {
     Json::Value op = Op("state");
-    op["url"] = url;
     op["back"] = canGoBack;
+    op["forward"] = canGoForward;
     SendOp(transport_.get(), browser, op);
   }
   void PageClosed(int browser) override { SendOp(transport_.get(), browser, Op("closed")); }
@@ -265,8 +265,8 @@ void Serve(LocalRenderSide* side, inproc::Transport* transport, const inproc::Co
   const Json::Value request = op["request"];
   DocumentId document;
   if (name == "state") {
-    side->PageState(browser, op["url"].isString() ? op["url"].asString() : std::string(),
-                    op["back"].isBool() && op["back"].asBool());
+    side->PageState(browser, op["back"].isBool() && op["back"].asBool(),
+                    op["forward"].isBool() && op["forward"].asBool());
   } else if (name == "closed") {
     side->PageClosed(browser);
   } else if (name == "gone" && ReadDocument(control, op, &document)) {

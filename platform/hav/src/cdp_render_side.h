@@ -58,8 +58,8 @@ class RenderSide {
   virtual ~RenderSide() = default;
   // The script extensions' page text: every document runs it at its start.
   virtual std::vector<std::string> ExtensionScripts() = 0;
-  // A page's address and history as its navigations leave them.
-  virtual void PageState(int browser, const std::string& url, bool canGoBack) = 0;
+  // A page's history as its navigations leave it.
+  virtual void PageState(int browser, bool canGoBack, bool canGoForward) = 0;
   virtual void PageClosed(int browser) = 0;
   // A new document: `done` gets the names of the native object's functions (none when the
   // render side puts no object there).
@@ -104,7 +104,7 @@ class LocalRenderSide final : public RenderSide {
   RenderHostImpl* host() { return &host_; }
 
   std::vector<std::string> ExtensionScripts() override;
-  void PageState(int browser, const std::string& url, bool canGoBack) override;
+  void PageState(int browser, bool canGoBack, bool canGoForward) override;
   void PageClosed(int browser) override;
   void NewDocument(const DocumentId& document, std::function<void(const Names&)> done) override;
   void DocumentGone(const DocumentId& document) override;

@@ -83,6 +83,9 @@ class HAV_API PageBrowser final : public Browser {
   bool alive() const { return alive_; }
   std::string url() const;
   bool CanGoBack() const;
+  // A new document of the same address; a step through the history.
+  void Reload();
+  void GoInHistory(int offset);
   // Evaluates `expression` in the page, or in the cross-site frame of `session`, and waits for
   // its value (tests and the demo).
   bool Evaluate(const std::string& expression, Json::Value* value, int timeoutMs = 10000,
