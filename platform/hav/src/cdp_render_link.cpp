@@ -56,9 +56,7 @@ bool ReadOp(const inproc::Control& control, Json::Value* op) {
 
 class RemoteRenderSide final : public RenderSide {
  public:
-  RemoteRenderSide(PageLink* link, tnbase::TaskQueue* ui) : link_(link), ui_(ui) {
-    linkQueue_.StartThread();
-  }
+  RemoteRenderSide(PageLink* link, tnbase::TaskQueue* ui) : link_(link), ui_(ui) {}
   ~RemoteRenderSide() override {
     transport_.reset();  // the render host leaves when its socket closes
     EndChild(pid_, 3000);
@@ -87,6 +85,8 @@ class RemoteRenderSide final : public RenderSide {
       link_->SendToBrowser(browser, m);
     });
     transport_->SetControlReceiver([this](const inproc::Control& c) { OnControl(c); });
+    // Frames wait in the queue until both receivers are in place.
+    linkQueue_.StartThread();
     std::unique_lock<std::mutex> lock(mutex_);
     changed_.wait_for(lock, std::chrono::seconds(20), [this] { return ready_ || gone_; });
     if (!ready_) *error = "the render host " + command.front() + " did not come up";
