@@ -108,7 +108,7 @@ void Connection::SetEventHandler(EventHandler handler) {
   eventHandler_ = std::move(handler);
 }
 
-void Connection::SetReaderHook(EventHandler hook) {
+void Connection::SetReaderHook(ReaderHook hook) {
   std::lock_guard<std::mutex> lock(mutex_);
   readerHook_ = std::move(hook);
 }
@@ -252,7 +252,8 @@ void Connection::Dispatch(const std::string& text) {
     return;
   }
   if (!message["method"].isString()) return;
-  EventHandler handler, hook;
+  EventHandler handler;
+  ReaderHook hook;
   {
     std::lock_guard<std::mutex> lock(mutex_);
     handler = eventHandler_;
@@ -261,7 +262,7 @@ void Connection::Dispatch(const std::string& text) {
   const std::string method = message["method"].asString();
   const std::string session =
       message["sessionId"].isString() ? message["sessionId"].asString() : "";
-  if (hook) hook(method, message["params"], session);
+  if (hook && hook(method, message["params"], session)) return;
   if (!handler) return;
   auto params = std::make_shared<Json::Value>(std::move(message["params"]));
   Post([handler, method, params, session] { handler(method, *params, session); });

@@ -24,6 +24,18 @@ bool IsCallUrl(const Json::Value& url) {
   return url.isString() && url.asString().rfind("https://tnpc-call.pages.invalid/", 0) == 0;
 }
 
+constexpr char kCallUrl[] = "https://tnpc-call.pages.invalid/call";
+
+// What the page posted with its request.
+std::string RequestBody(const Json::Value& request) {
+  if (request["postData"].isString()) return request["postData"].asString();
+  const Json::Value& entries = request["postDataEntries"];
+  if (!entries.isArray() || entries.size() == 0 || !entries[0]["bytes"].isString()) return "";
+  const QByteArray bytes =
+      QByteArray::fromBase64(QByteArray::fromStdString(entries[0]["bytes"].asString()));
+  return std::string(bytes.constData(), static_cast<std::size_t>(bytes.size()));
+}
+
 constexpr const char* kRoots[] = {"tavrin5main", "tavrin5", "tavrin4"};
 constexpr char kPagesHost[] = ".pages.invalid";
 // A second reserved site with the same files: pages can hold frames of another site.
@@ -187,24 +199,35 @@ Engine::Engine(EngineOptions options, int processType)
       options_.syncCallLimitMs, [this](const std::string& session, const std::string& request) {
         FulfilCall(session, request, "{\"handled\":false}");
       });
+  answers_ = std::make_shared<CallAnswers>(connection_.get());
   connection_->SetReaderHook(
       [this](const std::string& method, const Json::Value& params, const std::string& session) {
-        if (method == "Fetch.requestPaused" && params["requestId"].isString() &&
-            IsCallUrl(params["request"]["url"])) {
-          watchdog_->Watch(params["requestId"].asString(), session);
+        if (method != "Fetch.requestPaused" || !params["requestId"].isString() ||
+            !IsCallUrl(params["request"]["url"])) {
+          return false;
         }
+        watchdog_->Watch(params["requestId"].asString(), session);
+        return params["request"]["url"] == kCallUrl && CallFromReader(session, params);
       });
   connection_->SetEventHandler(
       [this](const std::string& method, const Json::Value& params, const std::string& session) {
         OnEvent(method, params, session);
       });
-  if (!StartRenderSide()) connection_.reset();
+  if (!StartRenderSide()) {
+    answers_->Close();
+    connection_.reset();
+  }
 }
 
 Engine::~Engine() {
+  {
+    std::lock_guard<std::mutex> lock(directMutex_);
+    direct_ = false;  // the reader no longer hands calls to the render side
+  }
   ui_.Stop();
   if (watchdog_) watchdog_->Stop();  // it writes to the connection
-  connection_.reset();               // ends Chromium
+  if (answers_) answers_->Close();
+  connection_.reset();  // ends Chromium
   ui_.RunUntilIdle();
   renderSide_.reset();  // ends a render host process
   ui_.RunUntilIdle();
@@ -267,7 +290,11 @@ bool Engine::StartRenderSide() {
     return true;
   }
   renderSide_ = ConnectRenderHost(options_.renderHost, link_.get(), &ui_, &error_);
-  return renderSide_ != nullptr;
+  if (!renderSide_) return false;
+  // A render host answers pages' calls without the UI thread, as a render process does.
+  std::lock_guard<std::mutex> lock(directMutex_);
+  direct_ = true;
+  return true;
 }
 
 void Engine::SetBindingHandler(BindingHandler handler) {
@@ -445,13 +472,7 @@ void Engine::ServeCall(const std::string& session, const Json::Value& params) {
     if (it != bySession_.end()) page = it->second;
   }
   const Json::Value& request = params["request"];
-  std::string body = request["postData"].asString();
-  if (body.empty() && request["postDataEntries"].isArray() &&
-      request["postDataEntries"].size() > 0) {
-    const QByteArray bytes = QByteArray::fromBase64(
-        QByteArray::fromStdString(request["postDataEntries"][0]["bytes"].asString()));
-    body.assign(bytes.constData(), static_cast<std::size_t>(bytes.size()));
-  }
+  const std::string body = RequestBody(request);
   const Json::Value requestId = params["requestId"];
   // When the watchdog has answered, the page has gone on: the call runs without a waiting page.
   const bool answerWithin = watchdog_->Claim(requestId.asString());
@@ -472,9 +493,39 @@ void Engine::ServeCall(const std::string& session, const Json::Value& params) {
                     });
 }
 
+bool Engine::CallFromReader(const std::string& session, const Json::Value& params) {
+  std::lock_guard<std::mutex> lock(directMutex_);
+  if (!direct_) return false;
+  int browser = 0;
+  {
+    std::lock_guard<std::mutex> pages(mutex_);
+    auto it = bySession_.find(session);
+    if (it == bySession_.end() || !it->second->alive()) return false;
+    browser = it->second->id_;
+  }
+  const std::string body = RequestBody(params["request"]);
+  const std::string requestId = params["requestId"].asString();
+  SyncWatchdog* watchdog = watchdog_.get();
+  std::shared_ptr<CallAnswers> answers = answers_;
+  return renderSide_->CallFromAnyThread(
+      {browser, session, 0}, body,
+      [watchdog, answers, session, requestId, body](const std::string& reply) {
+        if (watchdog->Claim(requestId)) {
+          answers->Fulfil(session, requestId, reply);
+        } else {
+          // The watchdog answered first: the page functions due within the call run now.
+          answers->RunDeferred(session, body, reply);
+        }
+      });
+}
+
 void Engine::FulfilCall(const std::string& session, const Json::Value& requestId,
                         const std::string& reply) {
-  if (!connection_) return;  // the engine is going away
+  answers_->Fulfil(session, requestId.asString(), reply);
+}
+
+void Engine::CallAnswers::Fulfil(const std::string& session, const std::string& requestId,
+                                 const std::string& reply) {
   Json::Value fulfil;
   fulfil["requestId"] = requestId;
   fulfil["responseCode"] = 200;
@@ -487,7 +538,25 @@ void Engine::FulfilCall(const std::string& session, const Json::Value& requestId
     fulfil["responseHeaders"].append(header);
   }
   fulfil["body"] = Base64(reply);
-  connection_->Send("Fetch.fulfillRequest", fulfil, session, nullptr);
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (connection_) connection_->Send("Fetch.fulfillRequest", fulfil, session, nullptr);
+}
+
+void Engine::CallAnswers::RunDeferred(const std::string& session, const std::string& body,
+                                      const std::string& reply) {
+  Json::Value call, answer;
+  if (!ParseJson(body, &call) || !call["ctx"].isInt() || !ParseJson(reply, &answer) ||
+      !answer["deferred"].isArray())
+    return;
+  std::lock_guard<std::mutex> lock(mutex_);
+  for (const Json::Value& due : answer["deferred"]) {
+    if (!connection_ || !due["h"].isInt()) continue;
+    Json::Value params;
+    params["expression"] = "window.__tnpcShim && window.__tnpcShim.run(" +
+                           std::to_string(due["h"].asInt()) + ", " + WriteJson(due["a"]) + ")";
+    params["contextId"] = call["ctx"];
+    connection_->Send("Runtime.evaluate", params, session, nullptr);
+  }
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -516,11 +585,14 @@ void PageBrowser::ReportState() {
 }
 
 void PageBrowser::Reload() {
-  if (alive_) engine_->connection().Send("Page.reload", Json::Value(), session_, nullptr);
+  if (!alive_) return;
+  ++navigations_;
+  engine_->connection().Send("Page.reload", Json::Value(), session_, nullptr);
 }
 
 void PageBrowser::GoInHistory(int offset) {
   if (!alive_) return;
+  ++navigations_;
   // The browser's own history, as it stands when the step is taken.
   Connection* connection = &engine_->connection();
   const std::string session = session_;
@@ -715,7 +787,18 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
   if (method == "Page.frameNavigated" && !params["frame"].isMember("parentId")) {
     const std::string url = Engine::ToClientUrl(params["frame"]["url"].asString());
     std::unique_lock<std::mutex> lock(mutex_);
-    if (url != "about:blank" && (index_ < 0 || history_[index_] != url)) {
+    ++navigations_;
+    // A step back or forward, or a new entry; the browser's own history settles it at the end
+    // of the load.
+    const int size = static_cast<int>(history_.size());
+    const bool stays = url == "about:blank" || (index_ >= 0 && history_[index_] == url);
+    if (stays) {
+      // about:blank, where every page target starts, is no entry; the same address neither.
+    } else if (index_ > 0 && history_[index_ - 1] == url) {
+      --index_;
+    } else if (index_ >= 0 && index_ + 1 < size && history_[index_ + 1] == url) {
+      ++index_;
+    } else {
       history_.resize(index_ + 1);
       history_.push_back(url);
       index_ = static_cast<int>(history_.size()) - 1;
@@ -727,17 +810,24 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
   // The main frame has stopped loading: a document is there. (Its load event can be missed
   // when the navigation moves the page to another renderer process; this one is not.)
   if (method == "Page.frameStoppedLoading" && params["frameId"].asString() == target_) {
+    // Chromium drops a close that a navigation overtakes: it is asked again.
+    if (closing_) {
+      Close(0);
+      return;
+    }
     // The history is the browser's own; about:blank, where every page target starts, is
     // dropped from it.
     engine_->connection().Send(
         "Page.getNavigationHistory", Json::Value(), session_,
-        [this](const Json::Value& result, const Json::Value&) { OnHistory(result); });
+        [this, navigations = navigations_.load()](const Json::Value& result, const Json::Value&) {
+          OnHistory(result, navigations);
+        });
     return;
   }
   if (method == "Inspector.detached") FinishClose();
 }
 
-void PageBrowser::OnHistory(const Json::Value& result) {
+void PageBrowser::OnHistory(const Json::Value& result, int navigations) {
   if (!alive_ || !result["entries"].isArray()) return;
   std::vector<std::string> urls;
   for (const Json::Value& entry : result["entries"]) {
@@ -745,12 +835,12 @@ void PageBrowser::OnHistory(const Json::Value& result) {
   }
   int index = result["currentIndex"].asInt();
   if (!urls.empty() && urls.front() == "about:blank" && index > 0) {
-    // The target's own about:blank is no back entry: the browser forgets it after the first
-    // navigation, and it isn't reported meanwhile.
+    // The target's own about:blank is no back entry: the browser forgets it once the first
+    // page is the only other entry and no navigation has begun since the history was read (a
+    // reset then would drop the entries it adds).
     urls.erase(urls.begin());
     --index;
-    // Forgotten once the first page is the only entry: a reset would also drop forward entries.
-    if (urls.size() == 1)
+    if (urls.size() == 1 && navigations == navigations_)
       engine_->connection().Send("Page.resetNavigationHistory", Json::Value(), session_, nullptr);
   }
   if (index < 0 || index >= static_cast<int>(urls.size())) return;
@@ -830,6 +920,7 @@ void PageBrowser::SetTopMost(bool) {}
 
 void PageBrowser::Close(int32_t) {
   if (!alive_) return;
+  closing_ = true;
   Json::Value params;
   params["targetId"] = target_;
   engine_->connection().Send("Target.closeTarget", params, "", nullptr);
@@ -869,6 +960,7 @@ TnString* PageBrowser::GetUrl() {
 
 void PageBrowser::LoadUrl(const char* url) {
   if (!alive_ || !url) return;
+  ++navigations_;
   Json::Value params;
   params["url"] = Engine::ToEngineUrl(url);
   engine_->connection().Send("Page.navigate", params, session_, nullptr);

@@ -120,13 +120,12 @@ class RemoteRenderSide final : public RenderSide {
   }
   void Call(const DocumentId& document, const std::string& body, bool answerWithin,
             std::function<void(const std::string&)> done) override {
-    Json::Value op = DocumentOp("call", document);
-    op["body"] = body;
-    op["within"] = answerWithin;
-    op["request"] = Expect([done](const Json::Value& answer) {
-      done(answer["reply"].isString() ? answer["reply"].asString() : "{\"handled\":false}");
-    });
-    SendOp(transport_.get(), document.browser, op);
+    SendCall(document, body, answerWithin, std::move(done), false);
+  }
+  bool CallFromAnyThread(const DocumentId& document, const std::string& body,
+                         std::function<void(const std::string&)> done) override {
+    SendCall(document, body, true, std::move(done), true);
+    return true;
   }
   void Deliver(int browser, CefRefPtr<CefProcessMessage> message) override {
     transport_->Send(PID_RENDERER, browser, message);
@@ -135,17 +134,42 @@ class RemoteRenderSide final : public RenderSide {
 
  private:
   using Answer = std::function<void(const Json::Value&)>;
+  struct Pending {
+    Answer answer;
+    bool direct = false;  // answered on the link's thread rather than the UI thread
+  };
 
-  // A request whose answer `answer` takes on the UI thread; a render host that is gone answers
-  // every request with nothing.
-  int Expect(Answer answer) {
-    std::lock_guard<std::mutex> lock(mutex_);
+  void SendCall(const DocumentId& document, const std::string& body, bool answerWithin,
+                std::function<void(const std::string&)> done, bool direct) {
+    Json::Value op = DocumentOp("call", document);
+    op["body"] = body;
+    op["within"] = answerWithin;
+    op["request"] = Expect(
+        [done](const Json::Value& answer) {
+          done(answer["reply"].isString() ? answer["reply"].asString() : "{\"handled\":false}");
+        },
+        direct);
+    SendOp(transport_.get(), document.browser, op);
+  }
+
+  // A request whose answer `answer` takes on the UI thread (or, `direct`, on the link's); a
+  // render host that is gone answers every request with nothing.
+  int Expect(Answer answer, bool direct = false) {
+    std::unique_lock<std::mutex> lock(mutex_);
     if (gone_) {
-      ui_->PostTask([answer] { answer(Json::Value()); });
+      lock.unlock();
+      Run({std::move(answer), direct}, Json::Value());
       return 0;
     }
-    pending_[++nextRequest_] = std::move(answer);
+    pending_[++nextRequest_] = {std::move(answer), direct};
     return nextRequest_;
+  }
+  void Run(Pending pending, const Json::Value& answer) {
+    if (pending.direct) {
+      pending.answer(answer);
+    } else {
+      ui_->PostTask([answer, run = std::move(pending.answer)] { run(answer); });
+    }
   }
 
   void OnControl(const inproc::Control& control) {
@@ -161,15 +185,15 @@ class RemoteRenderSide final : public RenderSide {
       ready_ = true;
       changed_.notify_all();
     } else if (name == "answer" && op["request"].isInt()) {
-      Answer answer;
+      Pending pending;
       {
         std::lock_guard<std::mutex> lock(mutex_);
         auto it = pending_.find(op["request"].asInt());
         if (it == pending_.end()) return;
-        answer = std::move(it->second);
+        pending = std::move(it->second);
         pending_.erase(it);
       }
-      ui_->PostTask([answer, op] { answer(op); });
+      Run(std::move(pending), op);
     } else if (name == "run" && op["handle"].isInt() && op["args"].isString() &&
                ReadDocument(control, op, &document)) {
       ui_->PostTask([this, document, handle = op["handle"].asInt(), args = op["args"].asString()] {
@@ -181,16 +205,14 @@ class RemoteRenderSide final : public RenderSide {
   }
 
   void FailPending() {
-    std::map<int, Answer> pending;
+    std::map<int, Pending> pending;
     {
       std::lock_guard<std::mutex> lock(mutex_);
       gone_ = true;
       pending.swap(pending_);
       changed_.notify_all();
     }
-    for (auto& [id, answer] : pending) {
-      ui_->PostTask([answer = std::move(answer)] { answer(Json::Value()); });
-    }
+    for (auto& [id, request] : pending) Run(std::move(request), Json::Value());
   }
 
   PageLink* link_;
@@ -202,7 +224,7 @@ class RemoteRenderSide final : public RenderSide {
   std::condition_variable changed_;
   bool ready_ = false, gone_ = false;
   std::vector<std::string> extensions_;
-  std::map<int, Answer> pending_;
+  std::map<int, Pending> pending_;
   int nextRequest_ = 0;
 };
 

@@ -70,6 +70,13 @@ class RenderSide {
   // then run by the link). `done` gets the reply: the result and the functions due within.
   virtual void Call(const DocumentId& document, const std::string& body, bool answerWithin,
                     std::function<void(const std::string&)> done) = 0;
+  // A page's call, from any thread, for a render side that takes them so (it lives in a process
+  // of its own and needs nothing of the UI thread); `done` runs on a thread of its choosing.
+  // False when the render side takes calls on the UI thread only.
+  virtual bool CallFromAnyThread(const DocumentId&, const std::string& /*body*/,
+                                 std::function<void(const std::string&)> /*done*/) {
+    return false;
+  }
   // A process message from the browser side.
   virtual void Deliver(int browser, CefRefPtr<CefProcessMessage> message) = 0;
   // The render host process, or -1 when the render side is in this one.

@@ -45,8 +45,11 @@ class HAV_API Connection {
   // Events and command callbacks run on `runner`; without one they run on the reader thread.
   void SetRunner(tnbase::TaskQueue* runner);
   void SetEventHandler(EventHandler handler);
-  // Sees every event on the reader thread before it is posted; it must never wait.
-  void SetReaderHook(EventHandler hook);
+  // Sees every event on the reader thread before it is posted; it must never wait. An event
+  // that it takes (returns true) is not posted.
+  using ReaderHook = std::function<bool(const std::string& method, const Json::Value& params,
+                                        const std::string& sessionId)>;
+  void SetReaderHook(ReaderHook hook);
 
   // Sends a command (to a session when `sessionId` isn't empty); returns its id, 0 when the
   // connection is closed. `callback` runs on the runner with the result or the error.
@@ -84,7 +87,7 @@ class HAV_API Connection {
   std::set<int> direct_;  // commands whose answer is taken on the reader thread
   tnbase::TaskQueue* runner_ = nullptr;
   EventHandler eventHandler_;
-  EventHandler readerHook_;
+  ReaderHook readerHook_;
 };
 
 }  // namespace xhav::cdp

@@ -103,7 +103,7 @@ class HAV_API PageBrowser final : public Browser {
   // A frame of another site, a target of its own: it gets the same set-up as the page.
   void OnFrameAttached(const std::string& session, const std::string& targetId);
   // After a load: the history as the browser keeps it, then the view's notifications.
-  void OnHistory(const Json::Value& result);
+  void OnHistory(const Json::Value& result, int navigations);
   void FinishClose();
   void SetWindowState(const char* state);
   void SetWindowBounds(const Json::Value& bounds);
@@ -117,9 +117,12 @@ class HAV_API PageBrowser final : public Browser {
   std::map<std::string, CefRefPtr<Frame>> frames_;  // cross-site frames by their session
   HWND hwnd_ = nullptr;
   std::atomic<bool> alive_{true};
+  bool closing_ = false;  // UI thread
   mutable std::mutex mutex_;
   std::vector<std::string> history_;  // main-frame addresses, client form, without about:blank
   int index_ = -1;
+  // Navigations begun or committed so far: a history read before one is stale.
+  std::atomic<int> navigations_{0};
   std::string title_;
   CefRefPtr<CefBrowser> hostBrowser_;  // the engine's browser on this side
   // The documents that the render side has, by (session, context), with their native
@@ -180,6 +183,25 @@ class HAV_API Engine {
   class CoreImpl;
   class Link;
   class SyncWatchdog;
+  // Answers the pages' call requests from any thread until closed.
+  class CallAnswers {
+   public:
+    explicit CallAnswers(Connection* connection) : connection_(connection) {}
+    void Fulfil(const std::string& session, const std::string& requestId, const std::string& reply);
+    // Runs the page functions that `reply` holds for the call `body`, in its document.
+    void RunDeferred(const std::string& session, const std::string& body, const std::string& reply);
+    void Close() {
+      std::lock_guard<std::mutex> lock(mutex_);
+      connection_ = nullptr;
+    }
+
+   private:
+    std::mutex mutex_;
+    Connection* connection_;
+  };
+  // A page's call taken on the connection's reader thread, for a render side that takes calls
+  // on any thread; false when it goes the UI thread's way.
+  bool CallFromReader(const std::string& session, const Json::Value& params);
   // The render side in this process, or the link to a render host process.
   bool StartRenderSide();
   bool CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* notify, Browser** out);
@@ -195,6 +217,9 @@ class HAV_API Engine {
   EngineOptions options_;
   tnbase::TaskQueue ui_{"TID_UI"};
   std::unique_ptr<SyncWatchdog> watchdog_;
+  std::shared_ptr<CallAnswers> answers_;
+  std::mutex directMutex_;
+  bool direct_ = false;  // calls go from the reader thread to the render side
   std::unique_ptr<Connection> connection_;
   std::string error_;
   std::unique_ptr<CoreImpl> core_;
