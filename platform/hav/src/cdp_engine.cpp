@@ -682,6 +682,21 @@ void PageBrowser::OnHelloRequest(const std::string& session, const std::string& 
     return;
   }
   OnHello(hello["hello"].asString(), session, 0, std::move(answer));
+  if (session == session_ && navigating_) AnswerHellosOfALeavingDocument();
+}
+
+void PageBrowser::AnswerHellosOfALeavingDocument() {
+  // A document whose frame is already navigating away may never be reported (Chromium holds
+  // back its events while its page waits in the request): it goes without its object rather
+  // than holding the page, and the navigation, until the watchdog answers.
+  for (auto it = hellos_.begin(); it != hellos_.end();) {
+    if (it->second.session == session_ && it->second.context == 0 && it->second.answer) {
+      it->second.answer("{\"handled\":false}");
+      it = hellos_.erase(it);
+    } else {
+      ++it;
+    }
+  }
 }
 
 void PageBrowser::OnPageCall(const std::string& session, const Json::Value& params) {
@@ -784,7 +799,14 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
   }
   // A main-frame document has committed: its address is known at once (the page's first calls
   // may come before the load ends), and the history follows when the load does.
+  if (method == "Page.frameStartedNavigating" && params["frameId"].asString() == target_ &&
+      params["navigationType"] != "sameDocument") {
+    navigating_ = true;
+    AnswerHellosOfALeavingDocument();
+    return;
+  }
   if (method == "Page.frameNavigated" && !params["frame"].isMember("parentId")) {
+    navigating_ = false;
     const std::string url = Engine::ToClientUrl(params["frame"]["url"].asString());
     std::unique_lock<std::mutex> lock(mutex_);
     ++navigations_;

@@ -143,6 +143,8 @@ class HAV_API PageBrowser final : public Browser {
   void OnHello(const std::string& token, const std::string& session, int context,
                std::function<void(const std::string&)> answer);
   void AnswerHellos();
+  void AnswerHellosOfALeavingDocument();
+  bool navigating_ = false;  // the main frame has begun a navigation that has not committed
   // Tells the render side the page's history.
   void ReportState();
   RenderSide* render();
