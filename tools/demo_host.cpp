@@ -110,6 +110,15 @@ std::string DescribeList(const CefRefPtr<CefListValue>& list) {
   return out + "]";
 }
 
+std::string Utf8(const std::u16string& text) {
+  return tnbase::TnStringPtr(allocStringFromWideChars(text.c_str()))->ToUTF8();
+}
+
+// "business/action for callback id", as the trace names a business call.
+std::string DescribeCall(const tnmainui::BusinessCall& call) {
+  return Utf8(call.business) + "/" + Utf8(call.action) + " for callback " + Utf8(call.callbackId);
+}
+
 std::string Compact(const Json::Value& value) {
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "";
@@ -461,10 +470,7 @@ void RealPage() {
   m.createInterface(&IID_ITnWebUI, reinterpret_cast<void**>(&factory));
   auto* core = new tnmainui::ScriptedBusinessCore(u"org-7", "account-42");
   core->SetHandler([](const tnmainui::BusinessCall& call) {
-    Say("  the business core takes %s/%s for callback %s",
-        tnbase::TnStringPtr(allocStringFromWideChars(call.business.c_str()))->ToUTF8().c_str(),
-        tnbase::TnStringPtr(allocStringFromWideChars(call.action.c_str()))->ToUTF8().c_str(),
-        tnbase::TnStringPtr(allocStringFromWideChars(call.callbackId.c_str()))->ToUTF8().c_str());
+    Say("  the business core takes %s", DescribeCall(call).c_str());
     const std::u16string data = call.action == u"getuserinfo" ? u"{\"name\":\"Ann\"}"
                                 : call.action == u"config"    ? u"{\"appIdImplId\":\"demo-app\"}"
                                                               : u"again";
@@ -582,12 +588,7 @@ void HostProcess(int fd) {
   auto* core = new tnmainui::ScriptedBusinessCore(u"org-7", "account-42");
   core->AnswerOnOwnThread(
       0, u"{\"name\":\"Ann\",\"uid\":7}", [](const tnmainui::BusinessCall& call) {
-        Say("  the business core answers %s/%s for callback %s on a thread of its own",
-            tnbase::TnStringPtr(allocStringFromWideChars(call.business.c_str()))->ToUTF8().c_str(),
-            tnbase::TnStringPtr(allocStringFromWideChars(call.action.c_str()))->ToUTF8().c_str(),
-            tnbase::TnStringPtr(allocStringFromWideChars(call.callbackId.c_str()))
-                ->ToUTF8()
-                .c_str());
+        Say("  the business core answers %s on a thread of its own", DescribeCall(call).c_str());
       });
 
   TavrinModule* module = m.createModule(&host);
