@@ -15,6 +15,7 @@
 
 #include "base/CommonFunc.h"
 #include "log_capture.h"
+#include "scratch_dir.h"
 #include "win/shell.h"
 
 using namespace tnwebui;
@@ -22,19 +23,15 @@ using namespace tnwebui;
 namespace {
 
 // The application-data folder is read once per process, so it is set before anything runs.
+const ScratchDir kAppDataDir("tnwebui-appdata");
 const std::string kAppData = [] {
-  char dir[] = "/tmp/tnwebui-appdata-XXXXXX";
-  const std::string made = mkdtemp(dir);
-  setenv("APPDATA", made.c_str(), 1);
-  return made;
+  setenv("APPDATA", kAppDataDir.path().c_str(), 1);
+  return kAppDataDir.path();
 }();
 
 std::string TempDir() {
-  static const std::string dir = [] {
-    char d[] = "/tmp/tnwebui-files-XXXXXX";
-    return std::string(mkdtemp(d));
-  }();
-  return dir;
+  static const ScratchDir dir("tnwebui-files");
+  return dir.path();
 }
 
 std::string WriteFile(const std::string& name, std::size_t size) {
@@ -78,8 +75,7 @@ class LaunchRecorder {
 class PathWithOpener {
  public:
   explicit PathWithOpener(bool withOpener) : old_(std::getenv("PATH") ? std::getenv("PATH") : "") {
-    char d[] = "/tmp/tnwebui-bin-XXXXXX";
-    const std::string dir = mkdtemp(d);
+    const std::string& dir = bin_.path();
     if (withOpener) {
       const std::string opener = dir + "/xdg-open";
       std::ofstream(opener) << "#!/bin/sh\n";
@@ -91,6 +87,7 @@ class PathWithOpener {
 
  private:
   std::string old_;
+  ScratchDir bin_{"tnwebui-bin"};
 };
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "base/json.h"
 #include "coretnmedia.pb.h"
 #include "light/web_title_child_window.h"
+#include "scratch_dir.h"
 #include "view_fixture.h"
 #include "win/shell.h"
 #include "win/window.h"
@@ -155,7 +156,8 @@ TEST_F(PageLifeCycle, RenderCrashesAreLoggedAndOnlyTheMainPagesReachTheCore) {
 
 TEST_F(PageLifeCycle, DroppedFilesAreToldThroughTheEventBus) {
   namespace fs = std::filesystem;
-  const fs::path dir = fs::temp_directory_path() / "tnwebui-drop";
+  const ScratchDir scratch("tnwebui-drop");
+  const fs::path dir = scratch.path();
   fs::create_directories(dir / "folder");
   std::ofstream(dir / "note.txt") << "12345";
   IBrowserView* view = Create(Settings(u"v"));

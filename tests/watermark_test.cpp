@@ -13,6 +13,7 @@
 #include <regex>
 
 #include "base/json.h"
+#include "scratch_dir.h"
 #include "view_fixture.h"
 
 namespace fs = std::filesystem;
@@ -65,11 +66,14 @@ const char kChromium[] = "/usr/lib/chromium/chromium";
 
 // Runs headless Chromium with `args` and returns what it printed.
 std::string RunChromium(const std::vector<std::string>& args) {
-  std::string command = std::string(kChromium) +
+  // A profile of its own, with the browser's temporary files inside it, gone with the run.
+  const ScratchDir profile("tnwebui-chromium");
+  fs::create_directory(profile.path() + "/tmp");
+  std::string command = "TMPDIR=" + profile.path() + "/tmp " + kChromium +
                         " --headless=new --no-sandbox --disable-gpu --no-first-run"
                         " --disable-background-networking --disable-component-update"
                         " --disable-sync --user-data-dir=" +
-                        (fs::temp_directory_path() / "tnwebui-chromium").string();
+                        profile.path();
   for (const auto& a : args) command += " " + a;
   command += " 2>/dev/null";
   std::string out;
@@ -145,8 +149,8 @@ TEST(WatermarkInChromium, TheMarkIsATiledLayerOverThePage) {
     GTEST_SKIP() << "Chromium is not installed (scripts/install-deps.sh installs it): "
                     "the watermark script was not run in a browser";
   }
-  const fs::path dir = fs::temp_directory_path() / "tnwebui-watermark";
-  fs::create_directories(dir);
+  const ScratchDir scratch("tnwebui-watermark");
+  const fs::path dir = scratch.path();
   fs::copy_file(TNWEBUI_WATERMARK_JS, dir / "watermark.js", fs::copy_options::overwrite_existing);
   auto write = [&](const char* name, const std::string& info) {
     std::ofstream(dir / name) << Page(info);

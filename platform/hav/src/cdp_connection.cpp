@@ -25,8 +25,8 @@ namespace {
 constexpr std::size_t kMaxMessage = 256u << 20;  // a message of 100 MB fits
 
 std::string FreshProfileDir() {
-  char dir[] = "/tmp/tnwebui-chromium-XXXXXX";
-  return mkdtemp(dir) ? dir : "/tmp/tnwebui-chromium";
+  std::string dir = (std::filesystem::temp_directory_path() / "tnwebui-chromium-XXXXXX").string();
+  return mkdtemp(dir.data()) ? dir : std::string();
 }
 
 bool WriteAll(int fd, const char* data, std::size_t size) {
@@ -53,6 +53,18 @@ std::unique_ptr<Connection> Connection::Launch(const LaunchOptions& options, std
     return nullptr;
   }
   const std::string profile = FreshProfileDir();
+  if (profile.empty()) {
+    if (error) *error = std::string("profile folder: ") + std::strerror(errno);
+    close(toChild[0]);
+    close(toChild[1]);
+    close(fromChild[0]);
+    close(fromChild[1]);
+    return nullptr;
+  }
+  // Chromium's singleton folders ("org.chromium.Chromium.*") go to TMPDIR and outlive a browser
+  // that is ended: inside the profile they are removed with it.
+  const std::string tmp = profile + "/tmp";
+  std::filesystem::create_directory(tmp);
   std::vector<std::string> args = {
       options.executable, "--remote-debugging-pipe", "--no-sandbox", "--user-data-dir=" + profile,
       "--disable-background-networking", "--disable-component-update", "--disable-sync",
@@ -63,8 +75,13 @@ std::unique_ptr<Connection> Connection::Launch(const LaunchOptions& options, std
   if (options.headless) args.push_back("--headless=new");
   args.insert(args.end(), options.extraArgs.begin(), options.extraArgs.end());
   args.push_back("about:blank");
-  const pid_t pid = SpawnChild(args, {toChild[0], fromChild[1]}, true, error);
-  if (pid < 0) return nullptr;
+  const pid_t pid = SpawnChild(args, {toChild[0], fromChild[1]}, true, error, {"TMPDIR=" + tmp});
+  if (pid < 0) {
+    for (int fd : {toChild[0], toChild[1], fromChild[0], fromChild[1]}) close(fd);
+    std::error_code ignored;
+    std::filesystem::remove_all(profile, ignored);
+    return nullptr;
+  }
   close(toChild[0]);
   close(fromChild[1]);
   auto connection = std::unique_ptr<Connection>(new Connection(pid, toChild[1], fromChild[0]));

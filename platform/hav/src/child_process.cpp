@@ -24,14 +24,33 @@ bool Reaped(pid_t pid, int waitMs) {
   return false;
 }
 
+// This process's environment with `overrides` in place of their names' entries.
+std::vector<std::string> MergedEnvironment(const std::vector<std::string>& overrides) {
+  auto nameOf = [](const std::string& entry) { return entry.substr(0, entry.find('=')); };
+  std::vector<std::string> merged;
+  for (char** e = environ; e && *e; ++e) {
+    const std::string entry = *e;
+    bool replaced = false;
+    for (const auto& o : overrides) replaced = replaced || nameOf(o) == nameOf(entry);
+    if (!replaced) merged.push_back(entry);
+  }
+  merged.insert(merged.end(), overrides.begin(), overrides.end());
+  return merged;
+}
+
 }  // namespace
 
 pid_t SpawnChild(const std::vector<std::string>& args, const std::vector<int>& fds, bool quiet,
-                 std::string* error) {
+                 std::string* error, const std::vector<std::string>& env) {
+  // Everything the child needs is made before the fork: after it only async-signal-safe calls.
   std::vector<std::string> copy = args;
   std::vector<char*> argv;
   for (auto& a : copy) argv.push_back(a.data());
   argv.push_back(nullptr);
+  std::vector<std::string> environment = MergedEnvironment(env);
+  std::vector<char*> envp;
+  for (auto& e : environment) envp.push_back(e.data());
+  envp.push_back(nullptr);
   const pid_t parent = getpid();
   const pid_t pid = fork();
   if (pid < 0) {
@@ -57,7 +76,7 @@ pid_t SpawnChild(const std::vector<std::string>& args, const std::vector<int>& f
         dup2(null, 2);
       }
     }
-    execv(argv[0], argv.data());
+    execve(argv[0], argv.data(), envp.data());
     _exit(127);
   }
   setpgid(pid, pid);
