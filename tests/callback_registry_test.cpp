@@ -122,3 +122,22 @@ TEST_F(CallbackRegistry, ACallbackMayCallBackIntoTheHandler) {
   Deliver(*page, BusinessAnswer("a", "b", "1", 0, ""));
   EXPECT_EQ(f.calls->size(), 2u);
 }
+
+TEST_F(CallbackRegistry, ACallbackThatRegistersItsOwnKeyLeavesTheContextStackAsItWas) {
+  // Inside its run, the function is registered again under its own key with another context:
+  // the run must leave the context it entered, not the new entry's.
+  auto other = OpenPage();
+  PageFunction f, g;
+  *f.onCall = [&](const CefV8ValueList&) {
+    handler->AddJsFunCallback(page->browser(), "k", g.value, other->context(), "", 1);
+  };
+  for (bool binary : {false, true}) {
+    Register(*page, "k", f, 1);
+    ASSERT_FALSE(CefV8Context::InContext());
+    Deliver(*page, PushNotify("k", 0, "e", binary ? "pb" : "json", "x", binary));
+    EXPECT_FALSE(CefV8Context::InContext()) << (binary ? "binary" : "text");
+    while (CefV8Context::InContext()) CefV8Context::GetCurrentContext()->Exit();
+  }
+  EXPECT_EQ(f.calls->size(), 2u);
+  EXPECT_TRUE(g.calls->empty());
+}

@@ -6,6 +6,7 @@
 #include <set>
 
 #include "render_fixture.h"
+#include "scratch_dir.h"
 
 namespace {
 
@@ -52,7 +53,8 @@ TEST(FileVersion, ReadsTheVersionResourceOrGivesTheDefault) {
   EXPECT_EQ(tnwebui::getFileVersion(library), "1.0.0.1");
   EXPECT_EQ(tnwebui::getFileVersion("/bin/sh"), "0.0.0.0");
   EXPECT_EQ(tnwebui::getFileVersion("/nonexistent/TnBusiness.dll"), "0.0.0.0");
-  const std::string junk = ::testing::TempDir() + "/junk.so";
+  const ScratchDir dir("tnwebui-render");
+  const std::string junk = dir.path() + "/junk.so";
   std::ofstream(junk) << "\x7f"
                          "ELF\x02\x01 not really an ELF file";
   EXPECT_EQ(tnwebui::getFileVersion(junk.c_str()), "0.0.0.0");
@@ -160,4 +162,23 @@ TEST_F(RenderEntry, AnAnswerWithoutHandlerLogsBothLines) {
   EXPECT_EQ(log.Count("OnHavMessage:exebusinessactioncallback->business[common] action[x]"), 1);
   EXPECT_EQ(log.Count("unknown OnHavMessage[ExeBusinessActionCallback]"), 1);
   EXPECT_EQ(log.Count("unknown OnHavMessage[push_notify]"), 0);
+}
+
+TEST_F(RenderEntry, AnAnswerWhoseResultIsNoListChangesNothingInThePage) {
+  auto page = OpenPage();
+  PageFunction parked;
+  // A parked callback with the id an empty result would fall back to.
+  handler->AddJsFunCallback(page->browser(), "a_b_0", parked.value, page->context(), "", 0);
+  auto message = CefProcessMessage::Create("ExeBusinessActionCallback");
+  message->GetArgumentList()->SetString(0, "a");
+  message->GetArgumentList()->SetString(1, "b");
+  message->GetArgumentList()->SetString(2, "not a list");
+  Deliver(*page, message);
+  message->GetArgumentList()->SetInt(2, 0);
+  Deliver(*page, message);
+  EXPECT_EQ(engine.TakeHavResults(), (std::vector<bool>{false, false}));
+  EXPECT_TRUE(parked.calls->empty());
+  EXPECT_EQ(log.Count("OnHavMessage:exebusinessactioncallback without a result list, dropped", 4,
+                      "RenderProcess::OnHavMessage"),
+            2);
 }

@@ -127,13 +127,16 @@ bool RenderProcess::OnHavMessage(CefRefPtr<CefBrowser> browser, int /*source*/, 
     if (count != 3) return false;
     const std::string business = ArgString(args, 0);
     const std::string action = ArgString(args, 1);
-    CefString id, data;
-    int code = 0;
-    if (const xhav::ArgList* result = args->GetList(2)) {
-      id = ArgText(result, 0);
-      code = result->GetInt(1);
-      data = ArgText(result, 2);
+    const xhav::ArgList* result = args->GetList(2);
+    if (!result) {
+      // Without its result list the answer names no callback: reading on would make up the id
+      // "0" with code 0 and fire a parked "<business>_<action>_0" callback with a false success.
+      TN_LOG(4, kFn, "OnHavMessage:exebusinessactioncallback without a result list, dropped");
+      return false;
     }
+    const CefString id = ArgText(result, 0);
+    const int code = result->GetInt(1);
+    const CefString data = ArgText(result, 2);
     TN_LOG(2, kFn, "OnHavMessage:exebusinessactioncallback->business[%s] action[%s]",
            business.c_str(), action.c_str());
     if (handler_) {

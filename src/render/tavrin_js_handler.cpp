@@ -34,7 +34,9 @@ bool OneOf(const std::string& name, const char* const (&names)[N]) {
   return false;
 }
 
-// Looks the key up and enters the callback's context, or logs why it can't.
+// Looks the key up and enters the callback's context, or logs why it can't. The wrap that
+// comes back is immutable (see AddJsFunCallback), so its context is the one entered here and
+// the one to exit, whatever the callback registers meanwhile.
 CefRefPtr<CJsCallbackWrap> EnterCallback(CCefV8HandlerImpl* handler, const char* function,
                                          CefRefPtr<CefBrowser> browser, const std::string& key) {
   if (!browser) {
@@ -160,7 +162,7 @@ bool CCefV8HandlerImpl::ExecuteBusinessAction(CefRefPtr<CefBrowser> browser,
   // "receive" only parks a callback for answers the page did not ask for by a call.
   const bool send = action.empty() || action != "receive";
   if (!browser || !send) {
-    TN_LOG_TEXT(2, "CCefV8HandlerImpl::ExecuteBusinessAction",
+    TN_LOG_TEXT(2, kExecute,
                 "no need send the javascript call to browser process: " + business + "," + action);
     return true;
   }
@@ -182,7 +184,8 @@ bool CCefV8HandlerImpl::ExecuteJsApiRequest(CefRefPtr<CefBrowser> browser,
       !(arguments[1]->IsFunction() || arguments[1]->IsNull())) {
     return false;
   }
-  constexpr char kFn[] = "CCefV8HandlerImpl::ExecuteJsApiRequest";
+  // Its lines are the SDK form's steps of Execute, and carry that name.
+  constexpr const char* kFn = kExecute;
   std::string business, action, meta, request;
   NewJsApiRequestAdapter(arguments[0]->GetStringValue().ToString(), business, action, meta,
                          request);
@@ -323,18 +326,18 @@ void CCefV8HandlerImpl::AddJsFunCallback(CefRefPtr<CefBrowser> browser, const st
                                          const std::string& meta, int isJsSdk) {
   if (!browser) return;
   constexpr char kFn[] = "CCefV8HandlerImpl::AddJsFunCallback";
-  auto fill = [&](CJsCallbackWrap* wrap) {
-    wrap->isJsSdk = isJsSdk;
-    wrap->callback = callback;
-    wrap->context = context;
-    wrap->meta = meta;
-  };
+  // A wrap is filled before it is published and never written after: a callback that runs
+  // outside the lock, or that registers its own key again while it runs, keeps a consistent
+  // function, context and meta. "Modify" publishes a new wrap in the old one's place.
+  CefRefPtr<CJsCallbackWrap> wrap = new CJsCallbackWrap();
+  wrap->isJsSdk = isJsSdk;
+  wrap->callback = callback;
+  wrap->context = context;
+  wrap->meta = meta;
 
   std::lock_guard<std::mutex> lock(lock_);
   auto outer = callbacks_.find(browser->GetIdentifier());
   if (outer == callbacks_.end()) {
-    CefRefPtr<CJsCallbackWrap> wrap = new CJsCallbackWrap();
-    fill(wrap.get());
     callbacks_[browser->GetIdentifier()].emplace(key, wrap);
     return;
   }
@@ -342,8 +345,6 @@ void CCefV8HandlerImpl::AddJsFunCallback(CefRefPtr<CefBrowser> browser, const st
   auto& inner = outer->second;
   auto it = inner.find(key);
   if (it == inner.end()) {
-    CefRefPtr<CJsCallbackWrap> wrap = new CJsCallbackWrap();
-    fill(wrap.get());
     inner.emplace(key, wrap);
     TN_LOG(1, kFn, "jscallback wrapper [%s][0x%08x]", key.c_str(),
            static_cast<unsigned>(reinterpret_cast<uintptr_t>(wrap.get())));
@@ -351,7 +352,7 @@ void CCefV8HandlerImpl::AddJsFunCallback(CefRefPtr<CefBrowser> browser, const st
   }
   // The last registration wins.
   TN_LOG(1, kFn, "js callback exist, need modify [%s]", key.c_str());
-  fill(it->second.get());
+  it->second = wrap;
 }
 
 CefRefPtr<CJsCallbackWrap> CCefV8HandlerImpl::FindJsCallback(CefRefPtr<CefBrowser> browser,
@@ -370,10 +371,11 @@ void CCefV8HandlerImpl::ExecuteCallback(CefRefPtr<CefBrowser> browser, const std
   CefRefPtr<CJsCallbackWrap> wrap =
       EnterCallback(this, "CCefV8HandlerImpl::ExecuteCallback", browser, key);
   if (!wrap) return;
+  const CefRefPtr<CefV8Context> entered = wrap->context;
   CefV8ValueList args{CefV8Value::CreateInt(code), CefV8Value::CreateString(text),
                       CefV8Value::CreateString(format), CefV8Value::CreateString(payload)};
-  wrap->callback->ExecuteFunctionWithContext(wrap->context, nullptr, args);
-  wrap->context->Exit();
+  wrap->callback->ExecuteFunctionWithContext(entered, nullptr, args);
+  entered->Exit();
 }
 
 void CCefV8HandlerImpl::ExecuteCallbackWithBinary(CefRefPtr<CefBrowser> browser,
@@ -384,6 +386,7 @@ void CCefV8HandlerImpl::ExecuteCallbackWithBinary(CefRefPtr<CefBrowser> browser,
   constexpr char kFn[] = "CCefV8HandlerImpl::ExecuteCallbackWithBinary";
   CefRefPtr<CJsCallbackWrap> wrap = EnterCallback(this, kFn, browser, key);
   if (!wrap) return;
+  const CefRefPtr<CefV8Context> entered = wrap->context;
   CefV8ValueList args{CefV8Value::CreateInt(code), CefV8Value::CreateString(text),
                       CefV8Value::CreateString(format)};
   const std::size_t size = binary ? binary->GetSize() : 0;
@@ -397,8 +400,8 @@ void CCefV8HandlerImpl::ExecuteCallbackWithBinary(CefRefPtr<CefBrowser> browser,
   // The page's ArrayBuffer owns the copy from here on.
   args.push_back(
       CefV8Value::CreateArrayBuffer(buffer, size, new CCefV8ArrayBufferReleaseCallback()));
-  wrap->callback->ExecuteFunctionWithContext(wrap->context, nullptr, args);
-  wrap->context->Exit();
+  wrap->callback->ExecuteFunctionWithContext(entered, nullptr, args);
+  entered->Exit();
 }
 
 void CCefV8HandlerImpl::ExecuteBusinessActionCallback(CefRefPtr<CefBrowser> browser,
@@ -425,9 +428,10 @@ void CCefV8HandlerImpl::ExecuteBusinessActionCallback(CefRefPtr<CefBrowser> brow
   // Calls that gave no callback end here.
   CefRefPtr<CJsCallbackWrap> wrap = FindJsCallback(browser, MakeCallbackKey(business, action, id));
   if (!wrap) return;
-  if (!wrap->context) return;
+  const CefRefPtr<CefV8Context> context = wrap->context;
+  if (!context) return;
 
-  wrap->context->Enter();
+  context->Enter();
   const int code = list->GetInt(1);
   CefV8ValueList args;
   if (wrap->isJsSdk == 0) {
@@ -437,10 +441,9 @@ void CCefV8HandlerImpl::ExecuteBusinessActionCallback(CefRefPtr<CefBrowser> brow
     args = {CefV8Value::CreateString(
         SdkResponse(business, action, code, list->GetString(2).ToString(), wrap->meta))};
   }
-  wrap->context->Exit();
+  context->Exit();
 
-  CefRefPtr<CefV8Value> result =
-      wrap->callback->ExecuteFunctionWithContext(wrap->context, nullptr, args);
+  CefRefPtr<CefV8Value> result = wrap->callback->ExecuteFunctionWithContext(context, nullptr, args);
   TN_LOG(1, kFn,
          result ? "execute js callback success [%d][%s][%s]\n"
                 : "execute js callback fail [%d][%s][%s]\n",

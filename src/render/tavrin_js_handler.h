@@ -14,7 +14,8 @@
 
 namespace tnwebui {
 
-// One registered page function with the context it was given in.
+// One registered page function with the context it was given in. Filled before the registry
+// publishes it and never written after, so it can be read without the registry's lock.
 class CJsCallbackWrap : public CefBaseRefCounted {
  public:
   int isJsSdk = 0;  // 1: answers are wrapped as SDK responses (also set for subscriptions)
