@@ -114,6 +114,8 @@ HRESULT TnBrowserFactory::CreateBrowserView(const char* url, IBrowserViewSetting
 
   xhav::BrowserParam* param = NewBrowserParam();
   xhav::Core* core = HavCore();
+  // Without hav the contract has no way on (the parameter object would be empty); a status
+  // tells the host instead of a crash.
   if (!param || !core) {
     if (param) param->Destroy();
     return E_NOINTERFACE;
@@ -156,6 +158,8 @@ HRESULT TnBrowserFactory::CreateBrowserView(const char* url, IBrowserViewSetting
   if (address == kExtendFrame) {
     // The real address of an extended frame comes with the initial data.
     if (!initIsObject) {
+      // Nothing is created and the result is 0, as for any caller; the view made above and the
+      // parameter object are freed rather than left behind.
       param->Destroy();
       view->Release();
       return S_OK;
@@ -248,11 +252,13 @@ TnBrowserPbUI* TnBrowserFactory::CreatePopupView(int32_t, const char* url,
 
 HRESULT TnBrowserFactory::CloseBrowsersOfName(const char16_t* name) {
   const char16_t* wanted = name ? name : u"";
-  if (size() == 0) return S_OK;
+  // The size is read once; an index that the list has shrunk past yields nothing.
+  const std::size_t count = size();
+  if (count == 0) return S_OK;
   std::vector<FusionBrowser*> closed;
-  for (std::size_t i = 0;; ++i) {
+  for (std::size_t i = 0; i < count; ++i) {
     FusionBrowser* element = At(i);
-    if (!element) break;
+    if (!element) continue;
     std::u16string key;
     if (element->IsPbView()) {
       auto* view = static_cast<TnBrowserPbUI*>(element);

@@ -22,6 +22,7 @@ TnWebUIModule* g_module = nullptr;
 
 TnWebUIModule::~TnWebUIModule() {
   if (factory_) factory_->Release();
+  delete handlerCreator_;
 }
 
 TnWebUIModule* TnWebUIModule::Get() { return g_module; }
@@ -46,12 +47,12 @@ TnBrowserFactory* TnWebUIModule::GetOrCreateFactory() {
 }
 
 void TnWebUIModule::OnModuleLoaded(uint32_t) {
-  if (!handlerCreator_) handlerCreator_ = std::make_unique<BrowserFactoryHandlerCreator>();
+  if (!handlerCreator_) handlerCreator_ = new BrowserFactoryHandlerCreator(&handlerCreator_);
   // The registry is asked for anew for each address.
   for (const char* path : {"/window/open", "/biz/common/choosecontacts", "/window/havewindow"}) {
     xhav::Core* core = host_ ? host_->GetHavCore() : nullptr;
     xhav::HandlerRegistry* registry = core ? core->GetHandlerRegistry() : nullptr;
-    if (registry) registry->AddHandler(DesktopAddress(path).c_str(), handlerCreator_.get());
+    if (registry) registry->AddHandler(DesktopAddress(path).c_str(), handlerCreator_);
   }
 }
 

@@ -17,6 +17,8 @@ class TnWebUIModule final : public TavrinModule {
   explicit TnWebUIModule(ModuleHost* host) : host_(host) {}
   // Nothing in the library calls this: the module lives until the process ends.
   ~TnWebUIModule();
+  TnWebUIModule(const TnWebUIModule&) = delete;
+  TnWebUIModule& operator=(const TnWebUIModule&) = delete;
 
   ModuleHost* GetHost() override { return host_; }
   void Reserved2() override {}
@@ -30,6 +32,7 @@ class TnWebUIModule final : public TavrinModule {
   TnBrowserFactory* GetOrCreateFactory();
   TnBrowserFactory* factory() const { return factory_; }
   RenderProcess* render_process() const { return renderProcess_.get(); }
+  BrowserFactoryHandlerCreator* handler_creator() const { return handlerCreator_; }
 
   // The process-wide module, or null before CreateTavrinModule.
   static TnWebUIModule* Get();
@@ -42,7 +45,8 @@ class TnWebUIModule final : public TavrinModule {
   TnBrowserFactory* factory_ = nullptr;
   ModuleHost* const host_;
   std::unique_ptr<RenderProcess> renderProcess_;
-  std::unique_ptr<BrowserFactoryHandlerCreator> handlerCreator_;
+  // Owned until hav's registry calls its DeleteCreator, which clears this slot.
+  BrowserFactoryHandlerCreator* handlerCreator_ = nullptr;
 };
 
 // Shortcuts through the process-wide module.

@@ -135,3 +135,19 @@ TEST(SharedLibrary, ExportsExactlyTheTwoEntryFunctions) {
   EXPECT_EQ(pclose(nm), 0);
   EXPECT_EQ(functions, (std::set<std::string>{"CreateInterface", "CreateTavrinModule"}));
 }
+
+TEST(ModuleEntry, ARegistryThatDeletesTheCreatorLeavesTheModuleNothingToFree) {
+  xhav::inproc::Engine engine(xhav::kProcessTypeBrowser);
+  tnmainui::InProcessHost host(engine.core(), engine.render_host());
+  {
+    tnwebui::TnWebUIModule module(&host);
+    module.OnModuleLoaded(0);
+    ASSERT_EQ(engine.registrations().size(), 3u);
+    xhav::HandlerCreator* creator = engine.registrations()[0].second;
+    ASSERT_EQ(creator, module.handler_creator());
+    creator->DeleteCreator();  // hav frees it
+    EXPECT_EQ(module.handler_creator(), nullptr);
+    module.OnModuleLoaded(0);  // and a later load makes a new one
+    EXPECT_NE(module.handler_creator(), nullptr);
+  }  // the module frees only the one it still holds: no double free under ASan
+}
