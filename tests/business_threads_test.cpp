@@ -2,6 +2,7 @@
 // core's own thread, as in the running client.
 
 #include <atomic>
+#include <thread>
 
 #include "view_fixture.h"
 
@@ -89,4 +90,39 @@ TEST_F(BusinessThreads, AViewClosingWhileAnswersAreInFlightIsSafe) {
   }
   Settle();
   EXPECT_EQ(tnwebui::TnBrowserUI::Live(), 0);
+}
+
+TEST_F(BusinessThreads, AHostThreadThatReplacesTheCoreHandsTheChangeToTheUiThread) {
+  // The host swaps the view's core from a thread of its own while pages' calls read it on the
+  // UI thread: every swap runs on the UI thread, so ThreadSanitizer sees no race.
+  core->AnswerOnOwnThread(0, u"{}");
+  auto* other = new tnmainui::ScriptedBusinessCore(u"org-2", "account-2");
+  other->AnswerOnOwnThread(0, u"{}");
+  IBrowserView* view = nullptr;
+  OnUi([&] { view = Create(Settings(u"swap"), kClientPage); });
+  engine.renderer().Flush();
+  auto page = BrowserOf(view)->page();
+  PageFunction f;
+  constexpr int kCalls = 50;
+  std::thread host([&] {
+    for (int i = 0; i < kCalls; ++i) view->SetBusinessCore(i % 2 ? core : other);
+  });
+  OnRenderer([&] {
+    for (int i = 0; i < kCalls; ++i) {
+      page->Call("tnpc.exebusinessaction",
+                 {Str("Contact"), Str("Get"), Str(""), Str("{}"), Int(i), f.value});
+    }
+  });
+  host.join();
+  Settle();
+  other->FlushAnswers();
+  Settle();
+  EXPECT_EQ(core->calls().size() + other->calls().size(), static_cast<size_t>(kCalls));
+  EXPECT_EQ(f.calls->size(), static_cast<size_t>(kCalls));
+  std::u16string key;
+  OnUi([&] { key = view->GetOrgKey(); });
+  EXPECT_EQ(key, u"org-1");  // the host's last call, in its order
+  OnUi([&] { view->Release(); });
+  other->FlushAnswers();
+  other->Release();
 }

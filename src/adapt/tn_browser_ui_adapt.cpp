@@ -2,6 +2,7 @@
 
 #include "base/CommonFunc.h"
 #include "base/json.h"
+#include "base/resource_roots.h"
 #include "base/tn_log.h"
 #include "cef/cef_task.h"
 #include "tn_webui_module.h"
@@ -51,6 +52,19 @@ void TnBrowserAdaptUI::SetPageHost(PageHost* host) {
 }
 
 void TnBrowserAdaptUI::SetBusinessCore(BusinessCore* core) {
+  // The UI thread reads the core with every page call and every answer: the core is only ever
+  // replaced there. A host on another thread hands the change over, as Init hands over its
+  // cookie set-up; the task holds the view and the new core until it runs.
+  if (!CefCurrentlyOn(TID_UI)) {
+    AddRef();
+    if (core) core->AddRef();
+    CefPostTask(TID_UI, std::function<void()>([this, core] {
+                  SetBusinessCore(core);
+                  if (core) core->Release();
+                  Release();
+                }));
+    return;
+  }
   if (core) core->AddRef();
   if (businessCore_) businessCore_->Release();
   businessCore_ = core;
@@ -188,9 +202,7 @@ bool TnBrowserAdaptUI::CheckAuth(TnString* business, TnString* action) {
       if (url) currentUrl_ = url->ToUTF8();
     }
   }
-  for (const char* root : {"file://tavrin5main/", "file://tavrin5/", "file://tavrin4/"}) {
-    if (currentUrl_.rfind(root, 0) == 0) return true;
-  }
+  if (IsClientResource(currentUrl_)) return true;
   if (business->EqualsIgnoreCase("common")) return true;
   if (business->EqualsIgnoreCase("openurl") &&
       (action->GetLength() == 0 || action->Equals("OpenSaveAsWnd"))) {

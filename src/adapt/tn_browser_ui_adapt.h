@@ -51,6 +51,7 @@ class TnBrowserAdaptUI : public TnBrowserUI {
 
   // IBrowserView
   void SetPageHost(PageHost* host) override;
+  // Runs on the UI thread; from any other thread it is posted there.
   void SetBusinessCore(BusinessCore* core) override;
   const char16_t* GetOrgKey() override;
   int32_t IsRenderCrashed() override { return renderCrashed_ ? 1 : 0; }
