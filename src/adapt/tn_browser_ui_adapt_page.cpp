@@ -7,6 +7,7 @@
 #include "adapt/watermark.h"
 #include "base/CommonFunc.h"
 #include "base/json.h"
+#include "base/resource_roots.h"
 #include "base/tn_log.h"
 #include "cef/cef_task.h"
 #include "coretnmedia.pb.h"
@@ -30,18 +31,9 @@ constexpr int32_t kLayoutState = 3;
 constexpr char kLoadingPage[] = "file://tavrin4/loading.html";
 constexpr char kDropEvent[] = "tn.ondragfile";
 constexpr char kCourierScheme[] = "zd480courier://";
-constexpr const char* kResourceRoots[] = {"file://tavrin5main/", "file://tavrin5/",
-                                          "file://tavrin4/"};
 
 bool StartsWith(const std::string& text, const std::string& prefix) {
   return text.rfind(prefix, 0) == 0;
-}
-
-bool IsResource(const std::string& url) {
-  for (const char* root : kResourceRoots) {
-    if (StartsWith(url, root)) return true;
-  }
-  return false;
 }
 
 template <typename Service>
@@ -146,7 +138,7 @@ void TnBrowserAdaptUI::OnNavigationState(int32_t index, int32_t count) {
 int32_t TnBrowserAdaptUI::OnBeforeNavigate(TnString* url) {
   if (!url || url->GetLength() == 0) return 0;
   const std::string address = url->ToUTF8();
-  if (IsResource(address)) return 0;
+  if (IsClientResource(address)) return 0;
   // Addresses of the company's own domain open in the client, under its own scheme.
   auto* info = FindService<ClientInfoService>(SID_ClientInfoService);
   const char* domain = info ? info->GetWebDomain() : nullptr;
@@ -183,7 +175,7 @@ void TnBrowserAdaptUI::OpenSaveAsWnd(TnString* business, TnString* action,
 
 bool TnBrowserAdaptUI::IsFilteredUrl(TnString* url) {
   if (settings_ && settings_->GetFilterUrl() == 0) return false;
-  return !IsResource(url ? url->ToUTF8() : std::string());
+  return !IsClientResource(url ? url->ToUTF8() : std::string());
 }
 
 void TnBrowserAdaptUI::OnRenderProcessTemerate(int32_t, int32_t status) {

@@ -77,7 +77,9 @@ void BrowserFunctionNotify::Dispatch(int32_t type, const char* name, const char*
   if (!name || !format) return;
   auto it = subscribers_.find(name);
   if (it == subscribers_.end()) return;  // no subscriber: nothing copied or encoded
-  const std::vector<Subscription>& subscriptions = it->second;
+  // A copy: a transport that delivers at once may run page script inside a push, and a page
+  // that subscribes or unsubscribes there changes the list being walked.
+  const std::vector<Subscription> subscriptions = it->second;
   if (std::strcmp(format, "pbtext") == 0) {
     const CefString text = PbText(type, name, data, size);
     for (const Subscription& s : subscriptions) executePbTextJsCallback(s, type, name, text);
