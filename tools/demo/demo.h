@@ -1,0 +1,84 @@
+#pragma once
+
+// What the demo's parts share: the trace, loading the module, waiting, opening views.
+// Each part runs in processes of its own, and every process loads the module with dlopen and
+// uses only its two exports and the public headers.
+
+#include <json/value.h>
+
+#include <functional>
+#include <string>
+
+#include "cef/cef_process_message.h"
+#include "cef/cef_v8.h"
+#include "cef/cef_values.h"
+#include "tnbase/tn_string.h"
+#include "tnmainui/business_core.h"
+#include "tnwebui/tnwebui.h"
+
+namespace demo {
+
+extern const char* g_library;  // the module's path, from the command line
+extern bool g_failed;          // a part of this process saw a page or a step fail
+extern const char* g_who;      // the prefix of this process's lines
+
+// Prints one line of the trace, after this process's prefix.
+void Say(const char* format, ...) __attribute__((format(printf, 1, 2)));
+// Marks this process's part as failed, with the reason in the trace.
+void Fail(const char* what);
+
+struct Module {
+  CreateTavrinModuleFn createModule = nullptr;
+  CreateInterfaceFn createInterface = nullptr;
+};
+// Loads the module with dlopen and finds its two exports; ends the process if it can't.
+Module Load();
+
+// Shows the module's log lines as they are written, from `level` up.
+void ShowLog(int level);
+
+std::string Describe(const CefRefPtr<CefV8Value>& v);
+std::string DescribeList(const CefRefPtr<CefListValue>& list);
+std::string Utf8(const std::u16string& text);
+// "business/action for callback id", as the trace names a business call.
+std::string DescribeCall(const tnmainui::BusinessCall& call);
+std::string Compact(const Json::Value& value);
+std::string Status(HRESULT hr);
+// "visible", "hidden", "minimised", "in front" of a native window.
+std::string Window(HWND hwnd);
+
+CefRefPtr<CefV8Value> ScriptFunction(const char* name,
+                                     std::function<void(const CefV8ValueList&)> body);
+
+// Runs `part` in a process of its own and waits for it; true if it succeeded.
+bool InChild(const std::function<void()>& part);
+// Waits up to `ms` milliseconds (ten seconds unless told) for `done`.
+bool WaitFor(const std::function<bool()>& done, int ms = 10000);
+
+// Opens the view `name` at `url` through the host's factory; `core` and `initData` may be null.
+HRESULT OpenView(ITnWebUI* factory, const char16_t* name, const char* url, BusinessCore* core,
+                 const char* initData, IBrowserView** view);
+
+// Prints each process message as it crosses between the host and a render process.
+template <typename Engine>
+void TraceMessages(Engine& engine) {
+  engine.SetTracer([](const char* hop, CefProcessId target, int id,
+                      CefRefPtr<CefProcessMessage> message) {
+    const bool sending = std::string(hop) == "send";
+    Say("  %s \"%s\" %s %s browser %d", sending ? "sends" : "receives",
+        message->GetName().ToString().c_str(), DescribeList(message->GetArgumentList()).c_str(),
+        sending ? (target == PID_BROWSER ? "to the host process for" : "to the render process for")
+                : "for",
+        id);
+  });
+}
+
+// The parts, one file each, in the order they run.
+void PageFirstCalls();    // a render process starts and a page makes its first calls
+void HostOpensWindows();  // the host opens, finds and closes windows through the factory
+void ViewLifeCycle();     // loading page to address, with cookies and watermark
+void PageEvents();        // an event subscription hears one event in each format
+void RealPages();         // the same view over real pages in Debian's Chromium
+void TypicalRequest();    // one business action over two processes and a socket
+
+}  // namespace demo

@@ -1,0 +1,165 @@
+// The demo's shared helpers.
+
+#include <dlfcn.h>
+#include <json/writer.h>
+#include <stdarg.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <thread>
+
+#include "cef/inproc_v8.h"
+#include "demo.h"
+#include "tnbase/logger.h"
+#include "win/window.h"
+
+namespace demo {
+
+const char* g_library = "./libTnWebUI.so";
+bool g_failed = false;
+const char* g_who = "";
+
+void Say(const char* format, ...) {
+  char line[4096];
+  va_list args;
+  va_start(args, format);
+  std::vsnprintf(line, sizeof line, format, args);
+  va_end(args);
+  std::printf("%s%s\n", g_who, line);
+  std::fflush(stdout);
+}
+
+Module Load() {
+  void* lib = dlopen(g_library, RTLD_NOW | RTLD_LOCAL);
+  if (!lib) {
+    std::fprintf(stderr, "dlopen failed: %s\n", dlerror());
+    std::_Exit(1);
+  }
+  Module m;
+  m.createModule = reinterpret_cast<CreateTavrinModuleFn>(dlsym(lib, "CreateTavrinModule"));
+  m.createInterface = reinterpret_cast<CreateInterfaceFn>(dlsym(lib, "CreateInterface"));
+  if (!m.createModule || !m.createInterface) {
+    std::fprintf(stderr, "the module lacks its exports\n");
+    std::_Exit(1);
+  }
+  return m;
+}
+
+// Shows the module's log lines as they are written, from `level` up.
+void ShowLog(int level) {
+  tnbase::SetLogSink([level](const tnbase::LogRecord& r) {
+    if (r.level >= level) Say("  [log %d] %s: %s", r.level, r.function.c_str(), r.message.c_str());
+  });
+}
+
+std::string Describe(const CefRefPtr<CefV8Value>& v) {
+  if (!v) return "(nothing)";
+  if (v->IsBool()) return v->GetBoolValue() ? "true" : "false";
+  if (v->IsInt()) return std::to_string(v->GetIntValue());
+  if (v->IsString()) return "'" + v->GetStringValue().ToString() + "'";
+  if (v->IsUndefined()) return "undefined";
+  return "[object]";
+}
+
+std::string DescribeList(const CefRefPtr<CefListValue>& list) {
+  std::string out = "[";
+  for (size_t i = 0; i < list->GetSize(); ++i) {
+    if (i) out += ", ";
+    switch (list->GetType(i)) {
+      case VTYPE_STRING:
+        out += "\"" + list->GetString(i).ToString() + "\"";
+        break;
+      case VTYPE_INT:
+        out += std::to_string(list->GetInt(i));
+        break;
+      case VTYPE_LIST:
+        out += DescribeList(list->GetList(i));
+        break;
+      case VTYPE_BINARY:
+        out += "<" + std::to_string(list->GetBinary(i)->GetSize()) + " bytes>";
+        break;
+      default:
+        out += "?";
+        break;
+    }
+  }
+  return out + "]";
+}
+
+std::string Utf8(const std::u16string& text) {
+  return tnbase::TnStringPtr(allocStringFromWideChars(text.c_str()))->ToUTF8();
+}
+
+// "business/action for callback id", as the trace names a business call.
+std::string DescribeCall(const tnmainui::BusinessCall& call) {
+  return Utf8(call.business) + "/" + Utf8(call.action) + " for callback " + Utf8(call.callbackId);
+}
+
+std::string Compact(const Json::Value& value) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  return Json::writeString(builder, value);
+}
+
+std::string Status(HRESULT hr) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%08x", static_cast<unsigned>(hr));
+  return text;
+}
+
+std::string Window(HWND hwnd) {
+  if (!win::IsWindow(hwnd)) return "no window";
+  const win::WindowState s = win::GetWindowState(hwnd);
+  std::string text = s.visible ? "visible" : "hidden";
+  if (s.minimized) text += ", minimised";
+  if (win::GetForegroundWindow() == hwnd) text += ", in front";
+  return text;
+}
+
+CefRefPtr<CefV8Value> ScriptFunction(const char* name,
+                                     std::function<void(const CefV8ValueList&)> body) {
+  return cef_inproc::CreateScriptFunction(name, std::move(body));
+}
+
+// Runs `part` in a process of its own and waits for it; true if it succeeded.
+bool InChild(const std::function<void()>& part) {
+  std::fflush(stdout);
+  const pid_t pid = fork();
+  if (pid == 0) {
+    part();
+    std::fflush(stdout);
+    std::_Exit(g_failed ? 1 : 0);
+  }
+  int status = 0;
+  waitpid(pid, &status, 0);
+  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+void Fail(const char* what) {
+  g_failed = true;
+  Say("  FAILED: %s", what);
+}
+
+// Waits up to `ms` milliseconds (ten seconds unless told) for `done`.
+bool WaitFor(const std::function<bool()>& done, int ms) {
+  for (int i = 0; i < ms && !done(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  return done();
+}
+
+// Opens the view `name` at `url` through the host's factory; `core` and `initData` may be null.
+HRESULT OpenView(ITnWebUI* factory, const char16_t* name, const char* url, BusinessCore* core,
+                 const char* initData, IBrowserView** view) {
+  IBrowserViewSetting* settings = nullptr;
+  factory->CreateBrowserViewSetting(&settings);
+  settings->SetName(name);
+  if (core) settings->SetBusinessCore(core);
+  if (initData) settings->SetInitData(initData);
+  *view = nullptr;
+  const HRESULT hr = factory->CreateBrowserView(url, settings, view);
+  settings->Release();
+  return hr;
+}
+
+}  // namespace demo
