@@ -343,6 +343,39 @@ TEST_F(ChromiumRenderHost, APageOutlivesItsRenderHost) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1000));
 }
 
+// Light apps with a strict Content Security Policy, in a header or a <meta> element: tnpc
+// still answers within the call, the watermark is drawn, and the policy still refuses what it
+// governs (the page's own request to another origin).
+TEST_F(ChromiumPages, APagesContentSecurityPolicyNeitherBreaksTnpcNorStopsProtectingIt) {
+  for (const char* name : {"csp-connect-self.html", "csp-connect-none.html", "csp-script-self.html",
+                           "csp-meta.html"}) {
+    SCOPED_TRACE(name);
+    const std::string url = std::string("file://tavrin5main/") + name;
+    auto* page = Open(
+        u"Strict", u"org-1", "file://tavrin4/loading.html",
+        R"({"url":")" + url + R"(","showWatermark":1,"name":"Ann Lee","watermark_modes":["1"]})");
+    ASSERT_NE(page, nullptr);
+    Json::Value results;
+    ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) {
+      return r["done"].asBool();
+    })) << results.toStyledString();
+    EXPECT_EQ(results["canGoBack"].asString(), "boolean");
+    EXPECT_EQ(results["errorInsideCall"].asString(),
+              "{\"data\":{},\"meta\":{},\"status\":{\"code\":-2,\"message\":\"NOT_SUPPORTED\"}}\n");
+    EXPECT_TRUE(results["foreignRequestRefused"].asBool());
+    bool foreignViolation = false;
+    for (const Json::Value& v : results["violations"]) {
+      foreignViolation |= v.asString().find("tavrin5.frames.invalid") != std::string::npos;
+    }
+    EXPECT_TRUE(foreignViolation) << results["violations"].toStyledString();
+    Json::Value marked;
+    EXPECT_TRUE(Pump([&] {
+      return EvaluatePumping(page, "!!document.querySelector('div.tavrin-watermark')", &marked) &&
+             marked.asBool();
+    }));
+  }
+}
+
 TEST_F(ChromiumPages, AFrameOfAnotherSiteHasItsOwnTnpc) {
   auto* page = Open(u"Frames", u"org-1", "file://tavrin5main/frames.html", "{}");
   ASSERT_NE(page, nullptr);

@@ -3,7 +3,9 @@
 #include <QByteArray>
 #include <chrono>
 #include <condition_variable>
+#include <cstring>
 #include <fstream>
+#include <optional>
 #include <sstream>
 #include <thread>
 
@@ -25,6 +27,18 @@ bool IsCallUrl(const Json::Value& url) {
 }
 
 constexpr char kCallUrl[] = "https://tnpc-call.pages.invalid/call";
+constexpr char kHelloUrl[] = "https://tnpc-call.pages.invalid/hello";
+
+// Calls that came as prompts are answered through the dialog: their request identifiers say so.
+constexpr char kDialogRequest[] = "dialog:";
+bool IsDialogRequest(const std::string& requestId) {
+  return requestId.rfind(kDialogRequest, 0) == 0;
+}
+// The prompt texts of the shim: a part of a long body, a call, a document's hello.
+constexpr char kPromptPart[] = "tnpc-part\n";
+constexpr char kPromptCall[] = "tnpc-call\n";
+constexpr char kPromptHello[] = "tnpc-hello\n";
+bool StartsWith(const std::string& text, const char* prefix) { return text.rfind(prefix, 0) == 0; }
 
 // What the page posted with its request.
 std::string RequestBody(const Json::Value& request) {
@@ -202,12 +216,15 @@ Engine::Engine(EngineOptions options, int processType)
   answers_ = std::make_shared<CallAnswers>(connection_.get());
   connection_->SetReaderHook(
       [this](const std::string& method, const Json::Value& params, const std::string& session) {
+        if (method == "Page.javascriptDialogOpening") return DialogFromReader(session, params);
         if (method != "Fetch.requestPaused" || !params["requestId"].isString() ||
             !IsCallUrl(params["request"]["url"])) {
           return false;
         }
-        watchdog_->Watch(params["requestId"].asString(), session);
-        return params["request"]["url"] == kCallUrl && CallFromReader(session, params);
+        const std::string requestId = params["requestId"].asString();
+        watchdog_->Watch(requestId, session);
+        return params["request"]["url"] == kCallUrl &&
+               CallFromReader(session, RequestBody(params["request"]), requestId);
       });
   connection_->SetEventHandler(
       [this](const std::string& method, const Json::Value& params, const std::string& session) {
@@ -409,6 +426,21 @@ void Engine::OnEvent(const std::string& method, const Json::Value& params,
     ServeResource(session, params);
     return;
   }
+  if (method == "Page.javascriptDialogOpening") {
+    std::optional<std::pair<bool, std::string>> call;
+    {
+      std::lock_guard<std::mutex> lock(dialogMutex_);
+      auto it = dialogCalls_.find(session);
+      if (it != dialogCalls_.end()) {
+        call = std::move(it->second);
+        dialogCalls_.erase(it);
+      }
+    }
+    if (call) {
+      ServeCall(session, call->first, call->second, kDialogRequest + session);
+      return;
+    }
+  }
   PageBrowser* browser = nullptr;
   {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -433,7 +465,8 @@ void Engine::OnEvent(const std::string& method, const Json::Value& params,
 void Engine::ServeResource(const std::string& session, const Json::Value& params) {
   const std::string url = params["request"]["url"].asString();
   if (IsCallUrl(params["request"]["url"])) {
-    ServeCall(session, params);
+    ServeCall(session, params["request"]["url"] == kHelloUrl, RequestBody(params["request"]),
+              params["requestId"]);
     return;
   }
   std::string path = ToClientUrl(url);
@@ -460,27 +493,41 @@ void Engine::ServeResource(const std::string& session, const Json::Value& params
   header["name"] = "Content-Type";
   header["value"] = ContentType(path);
   fulfil["responseHeaders"].append(header);
+  // A file may come with headers of its own ("Name: value" lines in "<file>.headers"), as a
+  // server would send them: a page's Content Security Policy, say.
+  std::string extra;
+  if (ReadFile(options_.pagesDir + "/" + path + ".headers", &extra)) {
+    std::istringstream lines(extra);
+    for (std::string line; std::getline(lines, line);) {
+      const auto colon = line.find(':');
+      if (colon == std::string::npos) continue;
+      Json::Value more;
+      more["name"] = line.substr(0, colon);
+      more["value"] = line.substr(line.find_first_not_of(' ', colon + 1) == std::string::npos
+                                      ? line.size()
+                                      : line.find_first_not_of(' ', colon + 1));
+      fulfil["responseHeaders"].append(more);
+    }
+  }
   fulfil["body"] = Base64(body);
   connection_->Send("Fetch.fulfillRequest", fulfil, session, nullptr);
 }
 
-void Engine::ServeCall(const std::string& session, const Json::Value& params) {
+void Engine::ServeCall(const std::string& session, bool hello, const std::string& body,
+                       const Json::Value& requestId) {
   PageBrowser* page = nullptr;
   {
     std::lock_guard<std::mutex> lock(mutex_);
     auto it = bySession_.find(session);
     if (it != bySession_.end()) page = it->second;
   }
-  const Json::Value& request = params["request"];
-  const std::string body = RequestBody(request);
-  const Json::Value requestId = params["requestId"];
   // When the watchdog has answered, the page has gone on: the call runs without a waiting page.
   const bool answerWithin = watchdog_->Claim(requestId.asString());
   if (!page || !page->alive()) {
     if (answerWithin) FulfilCall(session, requestId, "{\"handled\":false}");
     return;
   }
-  if (request["url"].asString() == "https://tnpc-call.pages.invalid/hello") {
+  if (hello) {
     if (!answerWithin) return;  // the page has gone on without its object
     page->OnHelloRequest(session, body, [this, session, requestId](const std::string& reply) {
       FulfilCall(session, requestId, reply);
@@ -493,7 +540,8 @@ void Engine::ServeCall(const std::string& session, const Json::Value& params) {
                     });
 }
 
-bool Engine::CallFromReader(const std::string& session, const Json::Value& params) {
+bool Engine::CallFromReader(const std::string& session, const std::string& body,
+                            const std::string& requestId) {
   std::lock_guard<std::mutex> lock(directMutex_);
   if (!direct_) return false;
   int browser = 0;
@@ -503,8 +551,6 @@ bool Engine::CallFromReader(const std::string& session, const Json::Value& param
     if (it == bySession_.end() || !it->second->alive()) return false;
     browser = it->second->id_;
   }
-  const std::string body = RequestBody(params["request"]);
-  const std::string requestId = params["requestId"].asString();
   SyncWatchdog* watchdog = watchdog_.get();
   std::shared_ptr<CallAnswers> answers = answers_;
   return renderSide_->CallFromAnyThread(
@@ -519,6 +565,32 @@ bool Engine::CallFromReader(const std::string& session, const Json::Value& param
       });
 }
 
+bool Engine::DialogFromReader(const std::string& session, const Json::Value& params) {
+  const std::string message = params["message"].isString() ? params["message"].asString() : "";
+  if (params["type"] != "prompt") return false;
+  std::string body;
+  bool hello = false;
+  {
+    std::lock_guard<std::mutex> lock(dialogMutex_);
+    if (StartsWith(message, kPromptPart)) {
+      dialogParts_[session] += message.substr(std::strlen(kPromptPart));
+      answers_->Fulfil(session, kDialogRequest + session, "");
+      return true;
+    }
+    hello = StartsWith(message, kPromptHello);
+    if (!hello && !StartsWith(message, kPromptCall)) return false;  // the page's own dialog
+    body = std::move(dialogParts_[session]);
+    dialogParts_.erase(session);
+    body += message.substr(std::strlen(hello ? kPromptHello : kPromptCall));
+  }
+  const std::string requestId = kDialogRequest + session;
+  watchdog_->Watch(requestId, session);
+  if (!hello && CallFromReader(session, body, requestId)) return true;
+  std::lock_guard<std::mutex> lock(dialogMutex_);
+  dialogCalls_[session] = {hello, std::move(body)};
+  return false;
+}
+
 void Engine::FulfilCall(const std::string& session, const Json::Value& requestId,
                         const std::string& reply) {
   answers_->Fulfil(session, requestId.asString(), reply);
@@ -526,6 +598,14 @@ void Engine::FulfilCall(const std::string& session, const Json::Value& requestId
 
 void Engine::CallAnswers::Fulfil(const std::string& session, const std::string& requestId,
                                  const std::string& reply) {
+  if (IsDialogRequest(requestId)) {
+    Json::Value answer;
+    answer["accept"] = true;
+    answer["promptText"] = reply;
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (connection_) connection_->Send("Page.handleJavaScriptDialog", answer, session, nullptr);
+    return;
+  }
   Json::Value fulfil;
   fulfil["requestId"] = requestId;
   fulfil["responseCode"] = 200;

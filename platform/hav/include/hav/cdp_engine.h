@@ -203,14 +203,20 @@ class HAV_API Engine {
   };
   // A page's call taken on the connection's reader thread, for a render side that takes calls
   // on any thread; false when it goes the UI thread's way.
-  bool CallFromReader(const std::string& session, const Json::Value& params);
+  bool CallFromReader(const std::string& session, const std::string& body,
+                      const std::string& requestId);
+  // A page's call that came as a prompt (see the shim): parts are gathered and answered at
+  // once; the last part's body is stashed for the UI thread unless the reader took the call.
+  bool DialogFromReader(const std::string& session, const Json::Value& params);
   // The render side in this process, or the link to a render host process.
   bool StartRenderSide();
   bool CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* notify, Browser** out);
   std::string ContextFor(const std::string& space);
   void OnEvent(const std::string& method, const Json::Value& params, const std::string& session);
   void ServeResource(const std::string& session, const Json::Value& params);
-  void ServeCall(const std::string& session, const Json::Value& params);
+  // `hello`: the document asks for its object; otherwise a call of the render side.
+  void ServeCall(const std::string& session, bool hello, const std::string& body,
+                 const Json::Value& requestId);
   void FulfilCall(const std::string& session, const Json::Value& requestId,
                   const std::string& reply);
   // The page-side set-up of a session (the page's or a frame's), each step answered.
@@ -233,6 +239,10 @@ class HAV_API Engine {
   std::vector<PageBrowser*> browsers_;
   std::map<std::string, PageBrowser*> bySession_;
   std::map<std::string, std::string> contexts_;  // cookie space -> browser context
+  std::mutex dialogMutex_;
+  std::map<std::string, std::string> dialogParts_;  // session -> the parts of a call so far
+  // session -> (hello, body) of a prompted call that the UI thread serves
+  std::map<std::string, std::pair<bool, std::string>> dialogCalls_;
   BindingHandler bindingHandler_;
   inproc::MessageTracer trace_;
 };
