@@ -34,6 +34,10 @@ struct Module {
 // Loads the module with dlopen and finds its two exports; ends the process if it can't.
 Module Load();
 
+// Creates the module for `host`, runs its two start slots and takes the factory, with one
+// reference for the caller.
+ITnWebUI* StartModule(const Module& m, ModuleHost* host);
+
 // Shows the module's log lines as they are written, from `level` up.
 void ShowLog(int level);
 

@@ -47,6 +47,15 @@ Module Load() {
   return m;
 }
 
+ITnWebUI* StartModule(const Module& m, ModuleHost* host) {
+  TavrinModule* module = m.createModule(host);
+  module->OnModuleLoaded(0);
+  module->OnProcessInited(0);  // starts the render side where the engine reports one
+  ITnWebUI* factory = nullptr;
+  m.createInterface(&IID_ITnWebUI, reinterpret_cast<void**>(&factory));
+  return factory;
+}
+
 // Shows the module's log lines as they are written, from `level` up.
 void ShowLog(int level) {
   tnbase::SetLogSink([level](const tnbase::LogRecord& r) {

@@ -19,11 +19,7 @@ void PageEvents() {
   tnmainui::InProcessHost host(engine.core(), engine.render_host());
   tnmainui::InProcessEventBus bus([&](std::function<void()> task) { engine.ui().PostTask(task); });
   host.SetService(SID_EventBus, static_cast<EventBus*>(&bus));
-  TavrinModule* module = m.createModule(&host);
-  module->OnModuleLoaded(0);
-  module->OnProcessInited(0);
-  ITnWebUI* factory = nullptr;
-  m.createInterface(&IID_ITnWebUI, reinterpret_cast<void**>(&factory));
+  ITnWebUI* factory = StartModule(m, &host);
   IBrowserView* view = nullptr;
   OpenView(factory, u"TnEvents", "https://events.example.com/", nullptr, nullptr, &view);
   engine.RunUntilIdle();

@@ -37,11 +37,7 @@ void RealPages() {
   tnmainui::InProcessHost host(engine.core(), engine.render_host());
   tnmainui::InProcessEventBus bus([&](std::function<void()> task) { engine.ui().PostTask(task); });
   host.SetService(SID_EventBus, static_cast<EventBus*>(&bus));
-  TavrinModule* module = m.createModule(&host);
-  module->OnModuleLoaded(0);
-  module->OnProcessInited(0);
-  ITnWebUI* factory = nullptr;
-  m.createInterface(&IID_ITnWebUI, reinterpret_cast<void**>(&factory));
+  ITnWebUI* factory = StartModule(m, &host);
   auto* core = new tnmainui::ScriptedBusinessCore(u"org-7", "account-42");
   core->SetHandler([](const tnmainui::BusinessCall& call) {
     Say("  the business core takes %s", DescribeCall(call).c_str());

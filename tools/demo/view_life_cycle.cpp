@@ -12,9 +12,7 @@ void ViewLifeCycle() {
   xhav::inproc::Engine engine(xhav::kProcessTypeBrowser);
   engine.ui().BindCurrentThread();
   tnmainui::InProcessHost host(engine.core(), engine.render_host());
-  m.createModule(&host)->OnModuleLoaded(0);
-  ITnWebUI* factory = nullptr;
-  m.createInterface(&IID_ITnWebUI, reinterpret_cast<void**>(&factory));
+  ITnWebUI* factory = StartModule(m, &host);
   auto* core = new tnmainui::ScriptedBusinessCore(u"org-7", "account-42");
 
   const char* initData =
