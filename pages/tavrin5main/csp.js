@@ -27,6 +27,8 @@
   r.inlineScriptRan = window.inlineRan;
   setTimeout(function () {
     r.violations = violations;
+    r.success = r.canGoBack === 'boolean' && /NOT_SUPPORTED/.test(r.errorInsideCall || '') &&
+                r.foreignRequestRefused;
     r.done = true;
   }, 200);
 })();

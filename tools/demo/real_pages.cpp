@@ -126,6 +126,10 @@ void RealPages() {
             }
           });
 
+  // A light app whose Content Security Policy refuses every connection: tnpc still answers
+  // within its calls, and the policy still refuses the page's own request to another origin.
+  runPage(u"Strict", "file://tavrin5main/csp-connect-none.html", "demo-csp.png", nullptr);
+
   // A page of another site asks for a business action: the view refuses it.
   Say("== in Chromium: a page of another site, https://tavrin5.frames.invalid/foreign.html");
   IBrowserView* view = nullptr;
