@@ -208,6 +208,12 @@ class HAV_API Engine {
   // A page's call that came as a prompt (see the shim): parts are gathered and answered at
   // once; the last part's body is stashed for the UI thread unless the reader took the call.
   bool DialogFromReader(const std::string& session, const Json::Value& params);
+  // The reader thread's look at an event: true when it took a page's call.
+  bool TakeCallOnReader(const std::string& method, const Json::Value& params,
+                        const std::string& session);
+  // Serves, on the UI thread, the prompted call that the reader stashed; false for a dialog of
+  // the page's own.
+  bool ServeDialogCall(const std::string& session);
   // The render side in this process, or the link to a render host process.
   bool StartRenderSide();
   bool CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* notify, Browser** out);

@@ -1,0 +1,128 @@
+#pragma once
+
+// What the Chromium engine's files share: the reserved addresses, the bodies of requests, and
+// the watchdog of the pages' synchronous calls. Private to the engine.
+
+#include <QByteArray>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "hav/cdp_engine.h"
+
+namespace xhav::cdp {
+
+// The script that every document runs at its start (cdp_shim.cpp).
+std::string ShimScript();
+
+// The reserved origin of the pages' calls (see the shim).
+inline bool IsCallUrl(const Json::Value& url) {
+  return url.isString() && url.asString().rfind("https://tnpc-call.pages.invalid/", 0) == 0;
+}
+inline constexpr char kCallUrl[] = "https://tnpc-call.pages.invalid/call";
+inline constexpr char kHelloUrl[] = "https://tnpc-call.pages.invalid/hello";
+
+// What the page posted with its request.
+inline std::string RequestBody(const Json::Value& request) {
+  if (request["postData"].isString()) return request["postData"].asString();
+  const Json::Value& entries = request["postDataEntries"];
+  if (!entries.isArray() || entries.size() == 0 || !entries[0]["bytes"].isString()) return "";
+  const QByteArray bytes =
+      QByteArray::fromBase64(QByteArray::fromStdString(entries[0]["bytes"].asString()));
+  return std::string(bytes.constData(), static_cast<std::size_t>(bytes.size()));
+}
+
+// The client's resource roots, served under "https://<root>.pages.invalid/", and again under a
+// second reserved site, so that pages can hold frames of another site.
+inline constexpr const char* kRoots[] = {"tavrin5main", "tavrin5", "tavrin4"};
+inline constexpr char kPagesHost[] = ".pages.invalid";
+inline constexpr char kFramesHost[] = ".frames.invalid";
+
+inline std::string Utf8(TnString* s) { return s ? s->ToUTF8() : std::string(); }
+
+inline std::string Base64(const std::string& bytes) {
+  const QByteArray b =
+      QByteArray::fromRawData(bytes.data(), static_cast<int>(bytes.size())).toBase64();
+  return std::string(b.constData(), static_cast<std::size_t>(b.size()));
+}
+
+// Answers a page's synchronous call that the UI thread has not served within the limit, so a
+// page never hangs on a busy or blocked UI thread. The call itself still runs when its turn
+// comes; only its answer within the call is lost.
+class Engine::SyncWatchdog {
+ public:
+  using Fulfil = std::function<void(const std::string& session, const std::string& requestId)>;
+  SyncWatchdog(int limitMs, Fulfil fulfil)
+      : limit_(limitMs), fulfil_(std::move(fulfil)), thread_([this] { Run(); }) {}
+  ~SyncWatchdog() { Stop(); }
+
+  void Watch(const std::string& requestId, const std::string& session) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (stopped_) return;
+    pending_[requestId] = {session, Clock::now() + limit_};
+    wake_.notify_all();
+  }
+  // True when the call is still to be answered by its server (the watchdog no longer will).
+  bool Claim(const std::string& requestId) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return pending_.erase(requestId) != 0;
+  }
+  void Stop() {
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      stopped_ = true;
+    }
+    wake_.notify_all();
+    if (thread_.joinable()) thread_.join();
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  struct Entry {
+    std::string session;
+    Clock::time_point deadline;
+  };
+  void Run() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    while (!stopped_) {
+      std::vector<std::pair<std::string, std::string>> due;  // request, session
+      Clock::time_point next = Clock::time_point::max();
+      const Clock::time_point now = Clock::now();
+      for (auto it = pending_.begin(); it != pending_.end();) {
+        if (it->second.deadline <= now) {
+          due.emplace_back(it->first, it->second.session);
+          it = pending_.erase(it);
+        } else {
+          next = std::min(next, it->second.deadline);
+          ++it;
+        }
+      }
+      if (!due.empty()) {
+        lock.unlock();
+        for (const auto& [request, session] : due) fulfil_(session, request);
+        lock.lock();
+        continue;
+      }
+      if (next == Clock::time_point::max()) {
+        wake_.wait(lock);
+      } else {
+        wake_.wait_until(lock, next);
+      }
+    }
+  }
+
+  const std::chrono::milliseconds limit_;
+  const Fulfil fulfil_;
+  std::mutex mutex_;
+  std::condition_variable wake_;
+  std::map<std::string, Entry> pending_;
+  bool stopped_ = false;
+  std::thread thread_;  // last: it starts with every member in place
+};
+
+}  // namespace xhav::cdp

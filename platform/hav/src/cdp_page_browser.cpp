@@ -1,0 +1,381 @@
+// The browser of one page target: its documents and their native objects, navigation and
+// history, frames of other sites. Its window, cookies and script are in cdp_page_window.cpp.
+
+#include "arg_list.h"
+#include "cdp_engine_internal.h"
+#include "cdp_render_side.h"
+#include "cef/cef_task.h"
+#include "cef/inproc_v8.h"
+#include "host_browser.h"
+#include "json_text.h"
+
+namespace xhav::cdp {
+
+PageBrowser::PageBrowser(Engine* engine, int id, BrowserNotify* notify,
+                         const inproc::BrowserParamRecord& p)
+    : engine_(engine), id_(id), notify_(notify), param_(p) {
+  hwnd_ = win::CreateWindowModel("HavWindowClassName", p.parent, nullptr);
+  if (p.width > 0 && p.height > 0) {
+    win::SetWindowPos(hwnd_, nullptr, p.left, p.top, p.width, p.height, win::SWP_NOZORDER);
+  }
+  if (!p.startHidden) win::ShowWindow(hwnd_, win::SW_SHOWWINDOW);
+}
+
+PageBrowser::~PageBrowser() {
+  if (hwnd_) win::DestroyWindow(hwnd_);
+}
+
+RenderSide* PageBrowser::render() { return engine_->renderSide_.get(); }
+
+void PageBrowser::ReportState() {
+  std::unique_lock<std::mutex> lock(mutex_);
+  const bool back = index_ > 0, forward = index_ + 1 < static_cast<int>(history_.size());
+  lock.unlock();
+  render()->PageState(id_, back, forward);
+}
+
+void PageBrowser::Reload() {
+  if (!alive_) return;
+  ++navigations_;
+  engine_->connection().Send("Page.reload", Json::Value(), session_, nullptr);
+}
+
+void PageBrowser::GoInHistory(int offset) {
+  if (!alive_) return;
+  ++navigations_;
+  // The browser's own history, as it stands when the step is taken.
+  Connection* connection = &engine_->connection();
+  const std::string session = session_;
+  connection->Send(
+      "Page.getNavigationHistory", Json::Value(), session,
+      [connection, session, offset](const Json::Value& result, const Json::Value&) {
+        const int index =
+            result["currentIndex"].isInt() ? result["currentIndex"].asInt() + offset : -1;
+        const Json::Value& entries = result["entries"];
+        if (!entries.isArray() || index < 0 || index >= static_cast<int>(entries.size()) ||
+            entries[index]["url"] == "about:blank")  // where every page target starts
+          return;
+        Json::Value params;
+        params["entryId"] = entries[index]["id"];
+        connection->Send("Page.navigateToHistoryEntry", params, session, nullptr);
+      });
+}
+
+void PageBrowser::OnNewDocument(const std::string& session, int executionContextId) {
+  if (!documents_.emplace(std::make_pair(session, executionContextId), Document()).second) return;
+  render()->NewDocument(
+      {id_, session, executionContextId}, [this, session, executionContextId](const auto& names) {
+        auto it = documents_.find({session, executionContextId});
+        if (it == documents_.end()) return;
+        it->second.named = true;
+        it->second.names = names;
+        AnswerHellos();
+        if (names.empty() || !alive_ || !engine_->ok()) return;
+        Json::Value list(Json::arrayValue);
+        for (const std::string& name : names) list.append(name);
+        const std::string context = std::to_string(executionContextId);
+        // The shim normally stands in the document from its start; should the page have been
+        // faster than its registration, it comes with the object (it is made once per document).
+        Json::Value params;
+        params["expression"] = "window.__tnpcNames = " + WriteJson(list) +
+                               "; window.__tnpcContext = " + context + ";" + ShimScript() +
+                               "; window.__tnpcShim.install(window.__tnpcNames, " + context + ")";
+        params["contextId"] = executionContextId;
+        engine_->connection().Send("Runtime.evaluate", params, session, nullptr);
+      });
+}
+
+void PageBrowser::OnDocumentGone(const std::string& session, int executionContextId) {
+  if (documents_.erase({session, executionContextId}) == 0) return;
+  for (auto it = hellos_.begin(); it != hellos_.end();) {
+    const bool gone = it->second.session == session && it->second.context == executionContextId;
+    it = gone ? hellos_.erase(it) : std::next(it);
+  }
+  render()->DocumentGone({id_, session, executionContextId});
+}
+
+void PageBrowser::OnHello(const std::string& token, const std::string& session, int context,
+                          std::function<void(const std::string&)> answer) {
+  Hello& hello = hellos_[token];
+  hello.session = session;
+  if (context) hello.context = context;
+  if (answer) hello.answer = std::move(answer);
+  // A document that the engine has not seen as a page's own (a frame of the same site) is
+  // known from its request: it gets its object too.
+  if (context) OnNewDocument(session, context);
+  AnswerHellos();
+}
+
+void PageBrowser::AnswerHellos() {
+  for (auto it = hellos_.begin(); it != hellos_.end();) {
+    const Hello& hello = it->second;
+    auto document = documents_.find({hello.session, hello.context});
+    if (!hello.answer || document == documents_.end() || !document->second.named) {
+      ++it;
+      continue;
+    }
+    Json::Value reply;
+    reply["handled"] = true;
+    reply["ctx"] = hello.context;
+    reply["names"] = Json::Value(Json::arrayValue);
+    for (const std::string& name : document->second.names) reply["names"].append(name);
+    hello.answer(WriteJson(reply));
+    it = hellos_.erase(it);
+  }
+}
+
+void PageBrowser::OnHelloRequest(const std::string& session, const std::string& body,
+                                 std::function<void(const std::string&)> answer) {
+  Json::Value hello;
+  if (!ParseJson(body, &hello) || !hello.isObject() || !hello["hello"].isString()) {
+    answer("{\"handled\":false}");
+    return;
+  }
+  OnHello(hello["hello"].asString(), session, 0, std::move(answer));
+  if (session == session_ && navigating_) AnswerHellosOfALeavingDocument();
+}
+
+void PageBrowser::AnswerHellosOfALeavingDocument() {
+  // A document whose frame is already navigating away may never be reported (Chromium holds
+  // back its events while its page waits in the request): it goes without its object rather
+  // than holding the page, and the navigation, until the watchdog answers.
+  for (auto it = hellos_.begin(); it != hellos_.end();) {
+    if (it->second.session == session_ && it->second.context == 0 && it->second.answer) {
+      it->second.answer("{\"handled\":false}");
+      it = hellos_.erase(it);
+    } else {
+      ++it;
+    }
+  }
+}
+
+void PageBrowser::OnPageCall(const std::string& session, const Json::Value& params) {
+  if (!params["payload"].isString() || !params["executionContextId"].isInt()) return;
+  Json::Value hello;
+  if (params["payload"].asString().rfind("{\"hello\":", 0) == 0) {
+    if (ParseJson(params["payload"].asString(), &hello) && hello["hello"].isString()) {
+      OnHello(hello["hello"].asString(), session, params["executionContextId"].asInt(), nullptr);
+    }
+    return;
+  }
+  render()->Call({id_, session, params["executionContextId"].asInt()}, params["payload"].asString(),
+                 false, [](const std::string&) {});
+}
+
+void PageBrowser::RunPageFunction(const std::string& session, int executionContextId, int handle,
+                                  const std::string& args) {
+  if (!alive_ || !engine_->ok()) return;
+  Json::Value params;
+  params["expression"] =
+      "window.__tnpcShim && window.__tnpcShim.run(" + std::to_string(handle) + ", " + args + ")";
+  params["contextId"] = executionContextId;
+  engine_->connection().Send("Runtime.evaluate", params, session, nullptr);
+}
+
+// A frame of another site, a target of its own: the view hears of its loads with it and runs
+// its scripts there.
+class PageBrowser::Frame final : public CefFrame {
+ public:
+  Frame(std::string session, std::string target, int64_t id)
+      : session(std::move(session)), target(std::move(target)), id_(id) {}
+  bool IsMain() override { return false; }
+  int64_t GetIdentifier() override { return id_; }
+  CefString GetURL() override { return url; }
+  const std::string session, target;
+  std::string url;  // client form; UI thread only
+
+ private:
+  const int64_t id_;
+  IMPLEMENT_REFCOUNTING(Frame);
+};
+
+void PageBrowser::OnFrameAttached(const std::string& session, const std::string& targetId) {
+  frames_[session] = new Frame(session, targetId, static_cast<int64_t>(frames_.size()) + 1);
+  engine_->SetUpSession(session);
+  engine_->connection().Send("Runtime.runIfWaitingForDebugger", Json::Value(), session, nullptr);
+}
+
+void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
+                          const std::string& session) {
+  if (!alive_) return;
+  const bool main = session == session_;
+  auto attached = frames_.find(session);
+  if (!main && attached == frames_.end()) return;
+  const std::string frame = main ? target_ : attached->second->target;
+  if (method == "Runtime.executionContextCreated") {
+    const Json::Value& aux = params["context"]["auxData"];
+    if (aux["isDefault"].asBool() && aux["frameId"].asString() == frame) {
+      OnNewDocument(session, params["context"]["id"].asInt());
+    }
+    return;
+  }
+  if (method == "Runtime.executionContextDestroyed") {
+    OnDocumentGone(session, params["executionContextId"].asInt());
+    return;
+  }
+  if (method == "Runtime.executionContextsCleared" || (!main && method == "Inspector.detached")) {
+    std::vector<int> ids;
+    for (const auto& [key, document] : documents_) {
+      if (key.first == session) ids.push_back(key.second);
+    }
+    for (int id : ids) OnDocumentGone(session, id);
+    if (!main && method == "Inspector.detached") frames_.erase(session);
+    return;
+  }
+  if (method == "Runtime.bindingCalled") {
+    if (params["name"].asString() == "__tnpcNative") {
+      OnPageCall(session, params);
+      return;
+    }
+    Engine::BindingHandler handler;
+    {
+      std::lock_guard<std::mutex> lock(engine_->mutex_);
+      handler = engine_->bindingHandler_;
+    }
+    if (handler) handler(this, params["name"].asString(), params["payload"].asString());
+    return;
+  }
+  if (!main) {
+    // A cross-site frame's own loads: the view runs its steps for that frame too.
+    Frame* f = attached->second.get();
+    if (method == "Page.frameNavigated" && params["frame"]["id"].asString() == frame) {
+      f->url = Engine::ToClientUrl(params["frame"]["url"].asString());
+    } else if (method == "Page.frameStoppedLoading" && params["frameId"].asString() == frame &&
+               notify_ && !f->url.empty()) {
+      tnbase::TnStringPtr text = tnbase::TnStringPtr::FromUTF8(f->url);
+      notify_->OnPageLoaded(hostBrowser_, f, text.get());
+    }
+    return;
+  }
+  // A main-frame document has committed: its address is known at once (the page's first calls
+  // may come before the load ends), and the history follows when the load does.
+  if (method == "Page.frameStartedNavigating" && params["frameId"].asString() == target_ &&
+      params["navigationType"] != "sameDocument") {
+    navigating_ = true;
+    AnswerHellosOfALeavingDocument();
+    return;
+  }
+  if (method == "Page.frameNavigated" && !params["frame"].isMember("parentId")) {
+    navigating_ = false;
+    const std::string url = Engine::ToClientUrl(params["frame"]["url"].asString());
+    std::unique_lock<std::mutex> lock(mutex_);
+    ++navigations_;
+    // A step back or forward, or a new entry; the browser's own history settles it at the end
+    // of the load.
+    const int size = static_cast<int>(history_.size());
+    const bool stays = url == "about:blank" || (index_ >= 0 && history_[index_] == url);
+    if (stays) {
+      // about:blank, where every page target starts, is no entry; the same address neither.
+    } else if (index_ > 0 && history_[index_ - 1] == url) {
+      --index_;
+    } else if (index_ >= 0 && index_ + 1 < size && history_[index_ + 1] == url) {
+      ++index_;
+    } else {
+      history_.resize(index_ + 1);
+      history_.push_back(url);
+      index_ = static_cast<int>(history_.size()) - 1;
+    }
+    lock.unlock();
+    ReportState();
+    return;
+  }
+  // The main frame has stopped loading: a document is there. (Its load event can be missed
+  // when the navigation moves the page to another renderer process; this one is not.)
+  if (method == "Page.frameStoppedLoading" && params["frameId"].asString() == target_) {
+    // Chromium drops a close that a navigation overtakes: it is asked again.
+    if (closing_) {
+      Close(0);
+      return;
+    }
+    // The history is the browser's own; about:blank, where every page target starts, is
+    // dropped from it.
+    engine_->connection().Send(
+        "Page.getNavigationHistory", Json::Value(), session_,
+        [this, navigations = navigations_.load()](const Json::Value& result, const Json::Value&) {
+          OnHistory(result, navigations);
+        });
+    return;
+  }
+  if (method == "Inspector.detached") FinishClose();
+}
+
+void PageBrowser::OnHistory(const Json::Value& result, int navigations) {
+  if (!alive_ || !result["entries"].isArray()) return;
+  std::vector<std::string> urls;
+  for (const Json::Value& entry : result["entries"]) {
+    urls.push_back(Engine::ToClientUrl(entry["url"].asString()));
+  }
+  int index = result["currentIndex"].asInt();
+  if (!urls.empty() && urls.front() == "about:blank" && index > 0) {
+    // The target's own about:blank is no back entry: the browser forgets it once the first
+    // page is the only other entry and no navigation has begun since the history was read (a
+    // reset then would drop the entries it adds).
+    urls.erase(urls.begin());
+    --index;
+    if (urls.size() == 1 && navigations == navigations_)
+      engine_->connection().Send("Page.resetNavigationHistory", Json::Value(), session_, nullptr);
+  }
+  if (index < 0 || index >= static_cast<int>(urls.size())) return;
+  const std::string current = urls[index];
+  if (current == "about:blank") return;
+  const int count = static_cast<int>(urls.size());
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    history_ = urls;
+    index_ = index;
+  }
+  ReportState();
+  if (!notify_) return;
+  tnbase::TnStringPtr text = tnbase::TnStringPtr::FromUTF8(current);
+  notify_->OnPageLoaded(nullptr, nullptr, text.get());
+  if (alive_) notify_->OnNavigationState(index, count);
+}
+
+void PageBrowser::FinishClose() {
+  if (!alive_.exchange(false)) return;
+  render()->PageClosed(id_);
+  if (notify_) notify_->OnBeforeBrowserClose();
+  win::DestroyWindow(hwnd_);
+  hwnd_ = nullptr;
+  if (notify_) notify_->OnBrowserDestroyed();
+}
+
+std::string PageBrowser::url() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return index_ >= 0 ? history_[index_] : std::string();
+}
+
+bool PageBrowser::CanGoBack() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return index_ > 0;
+}
+
+TnString* PageBrowser::GetUrl() {
+  const std::string current = url();
+  return current.empty()
+             ? nullptr
+             : allocStringFromUTF8(current.data(), static_cast<int32_t>(current.size()));
+}
+
+void PageBrowser::LoadUrl(const char* url) {
+  if (!alive_ || !url) return;
+  ++navigations_;
+  Json::Value params;
+  params["url"] = Engine::ToEngineUrl(url);
+  engine_->connection().Send("Page.navigate", params, session_, nullptr);
+}
+
+void PageBrowser::ExecuteJavaScript(CefRefPtr<CefBrowser>, CefRefPtr<CefFrame> frame,
+                                    const char16_t* script) {
+  if (!alive_ || !script) return;
+  tnbase::TnStringPtr text(allocStringFromWideChars(script));
+  Json::Value params;
+  params["expression"] = text->ToUTF8();
+  // A cross-site frame's script runs in its own target; any other in the page.
+  auto* own = dynamic_cast<Frame*>(frame.get());
+  const bool attached = own && frames_.count(own->session) != 0;
+  engine_->connection().Send("Runtime.evaluate", params, attached ? own->session : session_,
+                             nullptr);
+}
+
+}  // namespace xhav::cdp

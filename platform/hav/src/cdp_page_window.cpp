@@ -1,0 +1,164 @@
+// The browser of one page target as the host sees it: the window model and Chromium's window
+// bounds, the cookies of its browser context, evaluations and screenshots.
+
+#include "arg_list.h"
+#include "cdp_engine_internal.h"
+#include "cdp_render_side.h"
+#include "cef/cef_task.h"
+#include "cef/inproc_v8.h"
+#include "host_browser.h"
+#include "json_text.h"
+
+namespace xhav::cdp {
+
+bool PageBrowser::GetProperty(int32_t id, void** out) {
+  if (!out) return false;
+  *out = nullptr;
+  if (id != 18 || !alive_ || !hostBrowser_) return false;
+  *out = hostBrowser_.get();
+  return true;
+}
+
+void PageBrowser::SetWindowBounds(const Json::Value& bounds) {
+  if (!alive_) return;
+  Json::Value params;
+  params["targetId"] = target_;
+  Connection* connection = &engine_->connection();
+  connection->Send("Browser.getWindowForTarget", params, "",
+                   [connection, bounds](const Json::Value& result, const Json::Value&) {
+                     if (!result.isMember("windowId")) return;
+                     Json::Value set;
+                     set["windowId"] = result["windowId"];
+                     set["bounds"] = bounds;
+                     connection->Send("Browser.setWindowBounds", set, "", nullptr);
+                   });
+}
+
+void PageBrowser::SetWindowState(const char* state) {
+  Json::Value bounds;
+  bounds["windowState"] = state;
+  SetWindowBounds(bounds);
+}
+
+void PageBrowser::Show(bool show) {
+  if (alive_) win::ShowWindow(hwnd_, show ? win::SW_SHOWWINDOW : win::SW_HIDE);
+}
+
+void PageBrowser::Minimize() {
+  if (alive_) win::ShowWindow(hwnd_, win::SW_MINIMIZE);
+  SetWindowState("minimized");
+}
+
+void PageBrowser::Maximize() {
+  if (alive_) win::ShowWindow(hwnd_, win::SW_MAXIMIZE);
+  SetWindowState("maximized");
+}
+
+void PageBrowser::Restore() {
+  if (alive_) win::ShowWindow(hwnd_, win::SW_RESTORE);
+  SetWindowState("normal");
+}
+
+void PageBrowser::SetTopMost(bool) {}
+
+void PageBrowser::Close(int32_t) {
+  if (!alive_) return;
+  closing_ = true;
+  Json::Value params;
+  params["targetId"] = target_;
+  engine_->connection().Send("Target.closeTarget", params, "", nullptr);
+}
+
+void PageBrowser::MoveWindow(int32_t x, int32_t y, int32_t width, int32_t height) {
+  if (!alive_) return;
+  win::SetWindowPos(hwnd_, nullptr, x, y, width, height, win::SWP_NOZORDER);
+  Json::Value bounds;
+  bounds["left"] = x;
+  bounds["top"] = y;
+  bounds["width"] = width;
+  bounds["height"] = height;
+  SetWindowBounds(bounds);
+}
+
+void PageBrowser::AddHandler(const char*, HandlerCreator*) {}
+
+void PageBrowser::RemoveHandler(const char*) {}
+
+void PageBrowser::SetTitle(const char16_t* title) {
+  tnbase::TnStringPtr t(allocStringFromWideChars(title));
+  std::lock_guard<std::mutex> lock(mutex_);
+  title_ = t->ToUTF8();
+}
+
+void PageBrowser::SetInitialData(const char*) {}
+
+void PageBrowser::SetCookie(TnString* address, TnString* name, TnString* value, TnString*) {
+  if (!alive_) return;
+  Json::Value params;
+  params["url"] = Engine::ToEngineUrl(Utf8(address));
+  params["name"] = Utf8(name);
+  params["value"] = Utf8(value);
+  engine_->connection().Send("Network.setCookie", params, session_, nullptr);
+}
+
+void PageBrowser::DeleteCookie(TnString* address, TnString* name, TnString*) {
+  if (!alive_) return;
+  Connection* connection = &engine_->connection();
+  const std::string cookie = Utf8(name);
+  const std::string site = Utf8(address);
+  const std::string session = session_;
+  if (!site.empty()) {
+    Json::Value params;
+    params["name"] = cookie;
+    params["url"] = Engine::ToEngineUrl(site);
+    connection->Send("Network.deleteCookies", params, session, nullptr);
+    return;
+  }
+  // No address: the cookie of this name goes from every site of the space.
+  Json::Value query;
+  query["browserContextId"] = context_;
+  connection->Send("Storage.getCookies", query, "",
+                   [connection, cookie, session](const Json::Value& result, const Json::Value&) {
+                     for (const Json::Value& c : result["cookies"]) {
+                       if (c["name"].asString() != cookie) continue;
+                       Json::Value params;
+                       params["name"] = cookie;
+                       params["domain"] = c["domain"];
+                       params["path"] = c["path"];
+                       connection->Send("Network.deleteCookies", params, session, nullptr);
+                     }
+                   });
+}
+
+std::vector<std::string> PageBrowser::frame_sessions() const {
+  std::vector<std::string> sessions;
+  for (const auto& [session, frame] : frames_) sessions.push_back(session);
+  return sessions;
+}
+
+bool PageBrowser::Evaluate(const std::string& expression, Json::Value* value, int timeoutMs,
+                           const std::string& session) {
+  Json::Value params, result;
+  params["expression"] = expression;
+  params["returnByValue"] = true;
+  params["awaitPromise"] = true;
+  if (!engine_->connection().Call("Runtime.evaluate", params, session.empty() ? session_ : session,
+                                  &result, nullptr, timeoutMs)) {
+    return false;
+  }
+  if (value) *value = result["result"]["value"];
+  return !result.isMember("exceptionDetails");
+}
+
+bool PageBrowser::CaptureScreenshot(std::string* png) {
+  Json::Value params, result;
+  params["format"] = "png";
+  if (!engine_->connection().Call("Page.captureScreenshot", params, session_, &result))
+    return false;
+  const QByteArray data =
+      QByteArray::fromBase64(QByteArray::fromStdString(result["data"].asString()));
+  png->assign(data.constData(), static_cast<std::size_t>(data.size()));
+  return true;
+}
+
+}  // namespace xhav::cdp
