@@ -56,13 +56,11 @@ void TnBrowserAdaptUI::SetBusinessCore(BusinessCore* core) {
   // replaced there. A host on another thread hands the change over, as Init hands over its
   // cookie set-up; the task holds the view and the new core until it runs.
   if (!CefCurrentlyOn(TID_UI)) {
-    AddRef();
-    if (core) core->AddRef();
-    CefPostTask(TID_UI, std::function<void()>([this, core] {
-                  SetBusinessCore(core);
-                  if (core) core->Release();
-                  Release();
-                }));
+    if (core) core->AddRef();  // the task holds the new core
+    PostHoldingView([this, core] {
+      SetBusinessCore(core);
+      if (core) core->Release();
+    });
     return;
   }
   if (core) core->AddRef();
@@ -106,11 +104,7 @@ void TnBrowserAdaptUI::Init(IBrowserViewSetting* settings) {
   if (CefCurrentlyOn(TID_UI)) {
     SetInitialCookies();
   } else {
-    AddRef();  // the task holds the view
-    CefPostTask(TID_UI, std::function<void()>([this] {
-                  SetInitialCookies();
-                  Release();
-                }));
+    PostHoldingView([this] { SetInitialCookies(); });
   }
 }
 
@@ -137,13 +131,17 @@ void TnBrowserAdaptUI::SetInitData(const char* json, int32_t apply) {
   ApplyAlwaysOnTop();
 }
 
+void TnBrowserAdaptUI::PostHoldingView(std::function<void()> task) {
+  AddRef();
+  CefPostTask(TID_UI, std::function<void()>([this, task = std::move(task)] {
+                task();
+                Release();
+              }));
+}
+
 void TnBrowserAdaptUI::StartShadow() {
   if (!CefCurrentlyOn(TID_UI)) {
-    AddRef();  // the task holds the view
-    CefPostTask(TID_UI, std::function<void()>([this] {
-                  StartShadow();
-                  Release();
-                }));
+    PostHoldingView([this] { StartShadow(); });
     return;
   }
   if (shadow_) return;

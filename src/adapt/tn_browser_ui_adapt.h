@@ -3,6 +3,7 @@
 // The view as the client needs it: settings, business core, shadow, initial data and the
 // window commands that depend on them.
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -109,6 +110,9 @@ class TnBrowserAdaptUI : public TnBrowserUI {
   BusinessCore* business_core() const { return businessCore_; }
 
  protected:
+  // Runs `task` on the UI thread later; the view stays alive until it has run.
+  void PostHoldingView(std::function<void()> task);
+
   std::string currentUrl_;
   std::string initData_;
   PageHost* pageHost_ = nullptr;

@@ -156,13 +156,12 @@ int32_t TnBrowserAdaptUI::OnBeforeNavigate(TnString* url) {
 void TnBrowserAdaptUI::OpenSaveAsWnd(TnString* business, TnString* action,
                                      CefRefPtr<CefListValue> result) {
   if (!CefCurrentlyOn(TID_UI)) {
-    AddRef();  // the task holds the view, the names and the list
+    // The task holds the names and the list.
     tnbase::TnStringPtr heldBusiness(business ? business->Clone() : allocString());
     tnbase::TnStringPtr heldAction(action ? action->Clone() : allocString());
-    CefPostTask(TID_UI, std::function<void()>([this, heldBusiness, heldAction, result] {
-                  OpenSaveAsWnd(heldBusiness.get(), heldAction.get(), result);
-                  Release();
-                }));
+    PostHoldingView([this, heldBusiness, heldAction, result] {
+      OpenSaveAsWnd(heldBusiness.get(), heldAction.get(), result);
+    });
     return;
   }
   const std::string data = result ? result->GetString(2).ToString() : std::string();

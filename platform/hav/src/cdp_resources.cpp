@@ -95,9 +95,8 @@ void Engine::ServeResource(const std::string& session, const Json::Value& params
       if (colon == std::string::npos) continue;
       Json::Value more;
       more["name"] = line.substr(0, colon);
-      more["value"] = line.substr(line.find_first_not_of(' ', colon + 1) == std::string::npos
-                                      ? line.size()
-                                      : line.find_first_not_of(' ', colon + 1));
+      const auto value = line.find_first_not_of(' ', colon + 1);
+      more["value"] = value == std::string::npos ? "" : line.substr(value);
       fulfil["responseHeaders"].append(more);
     }
   }
