@@ -1,8 +1,21 @@
 #include "adapt/tn_browser_pb_ui.h"
 
 #include "base/CommonFunc.h"
+#include "tn_webui_module.h"
 
 namespace tnwebui {
+
+TnBrowserPbUI::TnBrowserPbUI(xhav::Browser* browser)
+    : TnBrowserAdaptUI(browser),
+      face_(this),
+      jsSdk_(std::make_unique<TavrinJsSDK>(0, GetModuleHost())) {}
+
+TnBrowserPbUI::~TnBrowserPbUI() { jsSdk_.reset(); }
+
+void TnBrowserPbUI::Init(IBrowserViewSetting* settings) {
+  TnBrowserAdaptUI::Init(settings);
+  jsSdk_->SetOrgId(GetOrgId());
+}
 
 void TnBrowserPbUI::OnRenderCommand(CefRefPtr<CefBrowser>, bool* result, TnString* name,
                                     const xhav::ArgList* args) {
@@ -23,12 +36,17 @@ bool TnBrowserPbUI::OnProcessMessage(TnString* name, CefRefPtr<CefProcessMessage
     empty = tnbase::TnStringPtr(allocString());
     name = empty.get();
   }
-  return eventApi_.OnBrowserCall(name, message);
+  if (eventApi_.OnBrowserCall(name, message)) return true;
+  return jsSdk_ && jsSdk_->OnBrowserCall(name, message);
 }
 
 void TnBrowserPbUI::OnBrowserCreated() {
   TnBrowserAdaptUI::OnBrowserCreated();
   eventApi_.Init(browser());  // after SetBrowser this changes nothing
+  if (jsSdk_) {
+    jsSdk_->SetOrgId(GetOrgId());
+    jsSdk_->SetBrowser(browser());
+  }
 }
 
 void TnBrowserPbUI::OnBeforeBrowserClose() {
@@ -39,6 +57,11 @@ void TnBrowserPbUI::OnBeforeBrowserClose() {
 void TnBrowserPbUI::SetBrowser(xhav::Browser* browser) {
   SetBrowserOnly(browser);
   eventApi_.Init(browser);
+  if (jsSdk_) {
+    jsSdk_->SetOrgId(GetOrgId());
+    jsSdk_->SetBrowser(browser);
+    jsSdk_->SetViewParam(GetInitData());
+  }
 }
 
 int32_t TnBrowserPbUI::Face::GetId() {

@@ -3,17 +3,23 @@
 // The view that the factory makes for a full page. It receives the page's render commands
 // and shows the window faces that the rest of the module walks.
 
+#include <memory>
 #include <string>
 
 #include "adapt/tn_browser_ui_adapt.h"
 #include "light/tavrin_browser.h"
 #include "light/tavrin_browser_event/browser_event_api.h"
+#include "light/tavrin_browser_jssdk/tavrin_js_sdk.h"
 
 namespace tnwebui {
 
 class TnBrowserPbUI final : public TnBrowserAdaptUI, public FusionBrowser {
  public:
-  explicit TnBrowserPbUI(xhav::Browser* browser) : TnBrowserAdaptUI(browser), face_(this) {}
+  explicit TnBrowserPbUI(xhav::Browser* browser);
+  ~TnBrowserPbUI() override;
+
+  // The base's, then the SDK's organisation.
+  void Init(IBrowserViewSetting* settings) override;
 
   // xhav::BrowserNotify
   void OnRenderCommand(CefRefPtr<CefBrowser> browser, bool* result, TnString* name,
@@ -23,8 +29,11 @@ class TnBrowserPbUI final : public TnBrowserAdaptUI, public FusionBrowser {
   void OnBrowserCreated() override;
   void OnBeforeBrowserClose() override;
   void OnWindowChange(int32_t) override {}
+  // A page that speaks to the JS SDK takes the files dragged over it.
+  bool OnDragEnter() override { return jsSdk_ && jsSdk_->fetched(); }
 
   BrowserEventApi* event_api() { return &eventApi_; }
+  TavrinJsSDK* js_sdk() { return jsSdk_.get(); }
 
   // Attaches a browser that exists already.
   void SetBrowser(xhav::Browser* browser);
@@ -42,7 +51,7 @@ class TnBrowserPbUI final : public TnBrowserAdaptUI, public FusionBrowser {
     explicit Face(TnBrowserPbUI* view) : view_(view) {}
     int32_t GetId() override;
     const std::string& GetName() override { return view_->name_; }
-    int32_t GetOid() override { return 0; }
+    int32_t GetOid() override { return view_->GetOrgId(); }
     xhav::Browser* GetHavBrowser() override { return view_->browser(); }
     const std::string& GetOpenUrl() override { return view_->openUrl_; }
     const ExtraParams& GetExtraParams() override { return view_->extraParams_; }
@@ -52,8 +61,9 @@ class TnBrowserPbUI final : public TnBrowserAdaptUI, public FusionBrowser {
   };
 
   Face face_;
-  BrowserEventApi eventApi_;
   std::string name_;
+  std::unique_ptr<TavrinJsSDK> jsSdk_;
+  BrowserEventApi eventApi_;
   std::string openUrl_;
   ExtraParams extraParams_;
 };

@@ -77,6 +77,18 @@ const char16_t* TnBrowserAdaptUI::GetOrgKey() {
   return key ? key : u"";
 }
 
+int32_t TnBrowserAdaptUI::GetOrgId() {
+  int64_t id = 0;
+  const char16_t* key = GetOrgKey();
+  if (!*key) return 0;
+  for (const char16_t* c = key; *c; ++c) {
+    if (*c < u'0' || *c > u'9') return 0;
+    id = id * 10 + (*c - u'0');
+    if (id > INT32_MAX) return 0;
+  }
+  return static_cast<int32_t>(id);
+}
+
 const char16_t* TnBrowserAdaptUI::GetName() {
   const char16_t* name = settings_ ? settings_->GetName() : nullptr;
   return name ? name : u"";

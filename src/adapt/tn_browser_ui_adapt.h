@@ -55,6 +55,8 @@ class TnBrowserAdaptUI : public TnBrowserUI {
   // Runs on the UI thread; from any other thread it is posted there.
   void SetBusinessCore(BusinessCore* core) override;
   const char16_t* GetOrgKey() override;
+  // The organisation's number, which its key spells in decimal; 0 without one.
+  int32_t GetOrgId();
   int32_t IsRenderCrashed() override { return renderCrashed_ ? 1 : 0; }
   IBrowserViewCallback* GetCallback() override { return callback_; }
   const char16_t* GetName() override;
@@ -67,7 +69,7 @@ class TnBrowserAdaptUI : public TnBrowserUI {
   int32_t GetBusinessVersion() override;
 
   // Called once by the factory after the browser exists.
-  void Init(IBrowserViewSetting* settings);
+  virtual void Init(IBrowserViewSetting* settings);
   // Starts the window's shadow on the user-interface thread, once.
   void StartShadow();
 

@@ -219,6 +219,9 @@ void Engine::SetUpSession(const std::string& session) {
   // Every step is in force before the session's first document: each waits for its answer.
   Json::Value binding;
   binding["name"] = "__tnpcNative";
+  // hav's own channel for light apps' bridges: window.havFetchJSMessage(text).
+  Json::Value fetchMessages;
+  fetchMessages["name"] = kFetchJSMessage;
   Json::Value shim;
   shim["source"] = ShimScript();
   Json::Value fetch;
@@ -234,6 +237,7 @@ void Engine::SetUpSession(const std::string& session) {
   connection_->Call("Page.enable", Json::Value(), session, nullptr);
   connection_->Call("Runtime.enable", Json::Value(), session, nullptr);
   connection_->Call("Runtime.addBinding", binding, session, nullptr);
+  connection_->Call("Runtime.addBinding", fetchMessages, session, nullptr);
   connection_->Call("Page.addScriptToEvaluateOnNewDocument", shim, session, nullptr);
   for (const std::string& extension : renderSide_->ExtensionScripts()) {
     Json::Value script;

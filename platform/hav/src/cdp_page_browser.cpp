@@ -162,6 +162,14 @@ void PageBrowser::OnPageCall(const std::string& session, const Json::Value& para
                  false, [](const std::string&) {});
 }
 
+void PageBrowser::OnFetchJSMessage(const Json::Value& payload) {
+  if (!alive_ || !notify_) return;
+  CefRefPtr<CefProcessMessage> message = CefProcessMessage::Create(kFetchJSMessage);
+  if (payload.isString()) message->GetArgumentList()->SetString(0, payload.asString());
+  engine_->trace_("deliver", PID_BROWSER, id_, message);
+  inproc::DeliverToView(notify_, hostBrowser_, message);
+}
+
 void PageBrowser::RunPageFunction(const std::string& session, int executionContextId, int handle,
                                   const std::string& args) {
   if (!alive_ || !engine_->ok()) return;
@@ -225,6 +233,10 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
   if (method == "Runtime.bindingCalled") {
     if (params["name"].asString() == "__tnpcNative") {
       OnPageCall(session, params);
+      return;
+    }
+    if (params["name"].asString() == kFetchJSMessage) {
+      OnFetchJSMessage(params["payload"]);
       return;
     }
     Engine::BindingHandler handler;

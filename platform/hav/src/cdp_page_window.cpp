@@ -14,7 +14,12 @@ namespace xhav::cdp {
 bool PageBrowser::GetProperty(int32_t id, void** out) {
   if (!out) return false;
   *out = nullptr;
-  if (id != 18 || !alive_ || !hostBrowser_) return false;
+  if (!alive_) return false;
+  if (id == kPropertyBusinessChannel) {
+    *out = engine_->business_channel();
+    return *out != nullptr;
+  }
+  if (id != kPropertyEngineBrowser || !hostBrowser_) return false;
   *out = hostBrowser_.get();
   return true;
 }

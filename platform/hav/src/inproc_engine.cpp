@@ -210,9 +210,13 @@ void BrowserImpl::Record(std::string call) {
 bool BrowserImpl::GetProperty(int32_t id, void** out) {
   if (!out) return false;
   *out = nullptr;
-  if (id == 18 && alive_) {
+  if (id == kPropertyEngineBrowser && alive_) {
     *out = host_.get();
     return true;
+  }
+  if (id == kPropertyBusinessChannel && alive_) {
+    *out = engine_->business_channel();
+    return *out != nullptr;
   }
   return false;
 }
@@ -463,6 +467,12 @@ cef_inproc::ScriptCallResult Page::Call(const std::string& path, const CefV8Valu
 }
 
 void Page::Reload() { NewContext(); }
+
+bool Page::FetchJSMessage(const std::string& messages) {
+  CefRefPtr<CefProcessMessage> message = CefProcessMessage::Create(kFetchJSMessage);
+  message->GetArgumentList()->SetString(0, messages);
+  return browser_->SendProcessMessage(PID_BROWSER, message);
+}
 
 void Page::SetHistory(bool canGoBack, bool canGoForward) {
   browser_->canGoBack_ = canGoBack;

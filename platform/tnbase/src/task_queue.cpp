@@ -99,7 +99,7 @@ void TaskQueue::Stop() {
   if (thread.joinable()) thread.join();
 }
 
-TaskQueue* globalTaskQueue() {
+TaskQueue* globalTaskQueue(int) {
   static TaskQueue* queue = [] {
     auto* q = new TaskQueue("globalTaskQueue");
     q->StartThread();

@@ -8,6 +8,7 @@
 //
 // Protocol events run on the engine's browser UI thread (`ui()`), as hav's notifications do.
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
@@ -70,6 +71,8 @@ class HAV_API PageBrowser final : public Browser {
   void OnNewDocument(const std::string& session, int executionContextId);
   void OnDocumentGone(const std::string& session, int executionContextId);
   void OnPageCall(const std::string& session, const Json::Value& params);
+  // The page's bridge hands over its queued messages: the view gets "havFetchJSMessage".
+  void OnFetchJSMessage(const Json::Value& payload);
   // A new document's request for its native object; `answer` gets the names and its context.
   void OnHelloRequest(const std::string& session, const std::string& body,
                       std::function<void(const std::string&)> answer);
@@ -176,6 +179,10 @@ class HAV_API Engine {
   using Tracer = inproc::MessageTracer::Tracer;
   void SetTracer(Tracer tracer) { trace_.Set(std::move(tracer)); }
 
+  // The host's business channel that every browser gives as property 21 (null: none).
+  void SetBusinessChannel(BusinessChannel* channel) { channel_.store(channel); }
+  BusinessChannel* business_channel() const { return channel_.load(); }
+
   // "file://tavrin4/x" <-> "https://tavrin4.pages.invalid/x"; other addresses stay.
   static std::string ToEngineUrl(const std::string& url);
   static std::string ToClientUrl(const std::string& url);
@@ -251,6 +258,7 @@ class HAV_API Engine {
   std::map<std::string, std::pair<bool, std::string>> dialogCalls_;
   BindingHandler bindingHandler_;
   inproc::MessageTracer trace_;
+  std::atomic<BusinessChannel*> channel_{nullptr};
 };
 
 }  // namespace xhav::cdp

@@ -16,6 +16,8 @@
 
 #define HAV_API __attribute__((visibility("default")))
 
+class IBrowserViewCallback;
+
 namespace xhav {
 
 // GetProcessType() of a render process.
@@ -28,6 +30,28 @@ class HandlerCreator;
 class tnEventDispatcher;
 
 using FileList = std::vector<std::u16string>;
+
+// The browser call by which a page's JS bridge hands over its queued messages.
+constexpr char kFetchJSMessage[] = "havFetchJSMessage";
+
+// Numbers of Browser::GetProperty.
+constexpr int32_t kPropertyEngineBrowser = 18;
+constexpr int32_t kPropertySettings = 19;
+constexpr int32_t kPropertyBusinessChannel = 21;
+
+// Five wide texts: business, action, "0", JSON, "0".
+using BusinessParams = std::vector<std::u16string>;
+
+// The host's business channel of a browser (GetProperty(21)): the way from a page's SDK to the
+// client's own user interface. The host answers through `callback` (which may be null) on the
+// browser's UI thread, holding a reference to it until its last answer.
+class HAV_API BusinessChannel {
+ public:
+  virtual void ExecuteBusiness(const BusinessParams& params, IBrowserViewCallback* callback) = 0;
+
+ protected:
+  virtual ~BusinessChannel() = default;
+};
 
 // The description of a browser window to be made. Setters stand in slot order.
 class HAV_API BrowserParam {

@@ -213,6 +213,9 @@ class HAV_API Page {
 
   // A new document: the old context is gone and the render side hears of a new one.
   void Reload();
+  // hav's own channel from the page's bridge: the view gets the process message
+  // "havFetchJSMessage" with `messages` (a JSON array of bridge messages) as its one string.
+  bool FetchJSMessage(const std::string& messages);
   void SetHistory(bool canGoBack, bool canGoForward);
   // Makes the page's render process unreachable: its sends fail from now on.
   void SetGone(bool gone);
@@ -281,6 +284,10 @@ class HAV_API Engine {
   // Registered addresses, in order of registration (repeats included).
   std::vector<std::pair<std::string, HandlerCreator*>> registrations() const;
 
+  // The host's business channel that every browser gives as property 21 (null: none).
+  void SetBusinessChannel(BusinessChannel* channel) { channel_.store(channel); }
+  BusinessChannel* business_channel() const { return channel_.load(); }
+
  private:
   friend class Page;
   class CoreImpl;
@@ -302,6 +309,7 @@ class HAV_API Engine {
   const Sides sides_;
   std::function<void(std::shared_ptr<Page>)> pageObserver_;
   MessageTracer trace_;
+  std::atomic<BusinessChannel*> channel_{nullptr};
 
   mutable std::mutex mutex_;
   int nextId_ = 1;

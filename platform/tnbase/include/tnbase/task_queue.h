@@ -51,7 +51,7 @@ class TNBASE_API TaskQueue {
 
 // The process-wide queue for work that must run later and elsewhere, such as the deletion of
 // an object from inside its own callback. It runs on a thread of its own, started on first use.
-TNBASE_API TaskQueue* globalTaskQueue();
+TNBASE_API TaskQueue* globalTaskQueue(int index = 0);
 TNBASE_API bool postTask(TaskQueue* queue, std::function<void()> task);
 
 }  // namespace tnbase

@@ -1,0 +1,157 @@
+#include "light/tavrin_browser_jssdk/function/js_sdk_function.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cwchar>
+
+#include "base/CommonFunc.h"
+#include "base/unknown_impl.h"
+#include "tnbase/task_queue.h"
+#include "win/timed_tip.h"
+#include "win/window.h"
+
+namespace tnwebui {
+namespace {
+
+constexpr char kResponseHead[] =
+    R"(TavrinJsBridge._handleMessageFromObjC('{"responseId":"%s","responseData":)";
+constexpr char kResponseClose[] = "}');";
+constexpr char kEventHead[] = R"(TavrinJsBridge._handleMessageFromObjC('{"callbackId":")";
+constexpr char kEventData[] = R"(","data":)";
+constexpr char kEventName[] = R"(,"handlerName": ")";
+constexpr char kEventClose[] = R"("}');)";
+constexpr char kLocalPrefix[] = "res://local/";
+constexpr std::size_t kFormatLimit = 1024;
+
+}  // namespace
+
+std::string JsSdkFunction::ToLocalId(std::string path) {
+  for (char& c : path) {
+    if (c == '\\') c = '/';
+  }
+  return kLocalPrefix + path;
+}
+
+std::string JsSdkFunction::FromLocalId(const std::string& id) {
+  // The prefix may stand anywhere; the id is always taken from character 12 on.
+  if (id.find(kLocalPrefix) == std::string::npos) return std::string();
+  return id.substr(sizeof kLocalPrefix - 1);
+}
+
+void JsSdkFunction::FormatText(std::string& out, const char* format, ...) {
+  char buffer[kFormatLimit + 1] = {};
+  va_list args;
+  va_start(args, format);
+  std::vsnprintf(buffer, sizeof buffer, format, args);
+  va_end(args);
+  out = buffer;
+}
+
+void JsSdkFunction::FormatWideList(std::u16string& out, const char16_t* format, ...) {
+  // The host's wide formats take wide text for "%s"; the C library wants "%ls" for that.
+  std::wstring wideFormat;
+  for (const char16_t* p = format; p && *p; ++p) {
+    wideFormat.push_back(static_cast<wchar_t>(*p));
+    if (*p != u'%') continue;
+    for (++p; *p && std::wcschr(L"-+ #0123456789.*hlLqjzt", static_cast<wchar_t>(*p)); ++p) {
+      wideFormat.push_back(static_cast<wchar_t>(*p));
+    }
+    if (!*p) break;
+    if (*p == u's') wideFormat.push_back(L'l');
+    wideFormat.push_back(static_cast<wchar_t>(*p));
+  }
+  wchar_t buffer[kFormatLimit + 1] = {};
+  va_list args;
+  va_start(args, format);
+  // A result that doesn't fit is cut: the buffer then holds its first 1,024 characters.
+  std::vswprintf(buffer, kFormatLimit + 1, wideFormat.c_str(), args);
+  va_end(args);
+  buffer[kFormatLimit] = L'\0';
+  out.clear();
+  for (const wchar_t* p = buffer; *p; ++p) {
+    const auto c = static_cast<char32_t>(*p);
+    if (c < 0x10000) {
+      out.push_back(static_cast<char16_t>(c));
+    } else {
+      out.push_back(static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10)));
+      out.push_back(static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF)));
+    }
+  }
+}
+
+std::wstring JsSdkFunction::Widen(const std::u16string& text) {
+  std::wstring out;
+  out.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    char32_t c = text[i];
+    if (c >= 0xD800 && c < 0xDC00 && i + 1 < text.size() && text[i + 1] >= 0xDC00 &&
+        text[i + 1] < 0xE000) {
+      c = 0x10000 + ((c - 0xD800) << 10) + (text[++i] - 0xDC00);
+    }
+    out.push_back(static_cast<wchar_t>(c));
+  }
+  return out;
+}
+
+void JsSdkFunction::ShowTimedTip(const std::u16string& text, int milliseconds) {
+  win::ShowTimedTip(text, milliseconds);
+}
+
+void JsSdkFunction::RunScript(const std::string& script) {
+  if (!browser) return;
+  const std::u16string wide = Utf8ToWide(script);
+  browser->ExecuteJavaScript(nullptr, nullptr, wide.c_str());
+}
+
+void JsSdkFunction::SendResponse(const std::string& json) {
+  if (!win::IsWindow(hwnd)) return;
+  std::string script;
+  FormatText(script, kResponseHead, callbackId.c_str());
+  script.reserve(script.size() + json.size() + sizeof kResponseClose);
+  script += json;
+  script += kResponseClose;
+  RunScript(script);
+}
+
+void JsSdkFunction::SendEvent(const std::string& json, const std::string& handlerName) {
+  std::string script;
+  script.reserve(sizeof kEventHead + callbackId.size() + json.size() + handlerName.size() + 40);
+  script += kEventHead;
+  script += callbackId;
+  script += kEventData;
+  script += json;
+  script += kEventName;
+  script += handlerName;
+  script += kEventClose;
+  RunScript(script);
+}
+
+void JsSdkFunction::DeleteLater() {
+  tnbase::postTask(tnbase::globalTaskQueue(0), [this] { delete this; });
+}
+
+xhav::BusinessChannel* JsSdkFunction::HostChannel() {
+  void* host = nullptr;
+  if (!browser || !browser->GetProperty(xhav::kPropertyBusinessChannel, &host)) return nullptr;
+  return static_cast<xhav::BusinessChannel*>(host);
+}
+
+void JsSdkFunction::ExecuteBusiness(xhav::BusinessChannel* channel, const char16_t* business,
+                                    const char16_t* action, const std::string& json,
+                                    IBrowserViewCallback* callback) {
+  if (!channel) return;
+  const xhav::BusinessParams params{business, action, u"0", Utf8ToWide(json), u"0"};
+  channel->ExecuteBusiness(params, callback);
+}
+
+HRESULT JsSdkCallback::QueryInterface(const GUID& iid, void** out) {
+  return QueryInterfaceOf<IBrowserViewCallback>(this, IID_IBrowserViewCallback, iid, out);
+}
+
+uint32_t JsSdkCallback::Release() {
+  const uint32_t left = refCount.fetch_sub(1) - 1;
+  if (left == 0) delete this;
+  return left;
+}
+
+}  // namespace tnwebui

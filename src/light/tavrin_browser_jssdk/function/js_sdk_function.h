@@ -1,0 +1,134 @@
+#pragma once
+
+// The frame of every JS SDK function: one short-lived object per call from a light app's page.
+// The dispatcher fills it, runs Execute, and the object answers the page by script, now or
+// when the host or the business core answers it. How it ends is its class's rule:
+//   - one-shot (IsOneShot true): the dispatcher deletes it right after Execute;
+//   - DeleteLater when it is done: its answer comes inside a callback of its own, so the
+//     deletion waits on the global task queue until that stack is clear;
+//   - its last Release, for classes that give the host a callback (JsSdkCallback) and stay
+//     until the host lets go of it.
+
+#include <json/value.h>
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <utility>
+
+#include "base/live_count.h"
+#include "hav/hav.h"
+#include "tnwebui/module.h"
+#include "tnwebui/view.h"
+
+namespace tnwebui {
+
+class JsSdkFunction : public LiveCounted<JsSdkFunction> {
+ public:
+  JsSdkFunction() = default;
+  JsSdkFunction(const JsSdkFunction&) = delete;
+  JsSdkFunction& operator=(const JsSdkFunction&) = delete;
+
+  virtual ~JsSdkFunction() = default;
+  virtual bool IsOneShot() { return true; }
+  virtual void SetCallbackId(const std::string& id) { callbackId = id; }
+  // `params`: the call's `data`, or the answer's `responseData`.
+  virtual void Execute(const std::string& handlerName, const Json::Value& params) = 0;
+
+  // What the dispatcher gives every function before Execute.
+  void Fill(int32_t org, const std::string& appId, xhav::Browser* view, HWND window,
+            ModuleHost* host) {
+    orgId = org;
+    appIdImplId = appId;
+    browser = view;
+    hwnd = window;
+    module = host;
+  }
+
+  // "res://local/" and the path with "/" for "\".
+  static std::string ToLocalId(std::string path);
+  // The text from character 12 on when it holds "res://local/" anywhere; else empty.
+  static std::string FromLocalId(const std::string& id);
+  // printf into at most 1,024 bytes.
+  static void FormatText(std::string& out, const char* format, ...)
+      __attribute__((format(printf, 2, 3)));
+  // The same over wide text, at most 1,024 characters; "%s" takes wide text (std::u16string
+  // or const char16_t*), as in the host's own formats.
+  template <typename... Args>
+  static void FormatWide(std::u16string& out, const char16_t* format, const Args&... args);
+  // Shows `text` for `milliseconds` on a thread of its own.
+  static void ShowTimedTip(const std::u16string& text, int milliseconds = 2000);
+
+ protected:
+  // The answer to the page's call: TavrinJsBridge._handleMessageFromObjC with `json` as the
+  // call's `responseData`. Dropped once the function's window is gone.
+  void SendResponse(const std::string& json);
+  // A call of the page's handler `handlerName` with `json` as its `data`, under this call's
+  // id. Sent whatever became of the window.
+  void SendEvent(const std::string& json, const std::string& handlerName);
+  // Deletes this object later on the global task queue: the last thing a function does.
+  void DeleteLater();
+
+  // The host's business channel of the function's browser, or null.
+  xhav::BusinessChannel* HostChannel();
+  // Sends business, action, "0", `json`, "0" through `channel` with `callback` (may be null).
+  static void ExecuteBusiness(xhav::BusinessChannel* channel, const char16_t* business,
+                              const char16_t* action, const std::string& json,
+                              IBrowserViewCallback* callback);
+  // A host service by its identifier, or null.
+  template <typename Service>
+  Service* QueryService(const GUID& id) {
+    return module ? static_cast<Service*>(module->QueryService(id)) : nullptr;
+  }
+
+  int32_t orgId = 0;
+  ModuleHost* module = nullptr;
+  std::string callbackId;
+  xhav::Browser* browser = nullptr;  // not owned; hav keeps it
+  std::string appIdImplId;
+  HWND hwnd = nullptr;
+
+ private:
+  void RunScript(const std::string& script);
+  static void FormatWideList(std::u16string& out, const char16_t* format, ...);
+  static const wchar_t* WideArg(const std::wstring& text) { return text.c_str(); }
+  template <typename T>
+  static T WideArg(T value) {
+    return value;
+  }
+  static std::wstring Widen(const std::u16string& text);
+  static std::wstring Widen(const char16_t* text) {
+    return Widen(std::u16string(text ? text : u""));
+  }
+  template <typename T>
+  static T Widen(T value) {
+    return value;
+  }
+};
+
+template <typename... Args>
+void JsSdkFunction::FormatWide(std::u16string& out, const char16_t* format, const Args&... args) {
+  FormatWideList(out, format, WideArg(Widen(args))...);
+}
+
+// The answer object that a function gives the host: IBrowserViewCallback with its count,
+// starting at 0. The last Release deletes the whole function.
+class JsSdkCallback : public IBrowserViewCallback {
+ public:
+  HRESULT QueryInterface(const GUID& iid, void** out) override;
+  uint32_t AddRef() override { return refCount.fetch_add(1) + 1; }
+  uint32_t Release() override;
+  IBrowserView* GetView() override { return nullptr; }
+  void Detach() override {}
+  HRESULT Reserved1(int32_t, int32_t) override { return E_NOTIMPL; }
+  HRESULT Reserved2(int32_t, int32_t) override { return E_NOTIMPL; }
+  HRESULT Reserved3(int32_t, int32_t, int32_t, int32_t, int32_t) override { return E_NOTIMPL; }
+
+ protected:
+  virtual ~JsSdkCallback() = default;
+
+ private:
+  std::atomic<uint32_t> refCount{0};
+};
+
+}  // namespace tnwebui

@@ -1,0 +1,147 @@
+#include "light/tavrin_browser_jssdk/tavrin_js_sdk.h"
+
+#include "base/CommonFunc.h"
+#include "base/json.h"
+#include "base/tn_log.h"
+#include "light/tavrin_browser_jssdk/function/js_sdk_function.h"
+#include "light/tavrin_browser_jssdk/function/nav_bar.h"
+#include "light/tavrin_browser_jssdk/function/not_impl.h"
+
+namespace tnwebui {
+namespace {
+
+constexpr char kLogSource[] = "..\\..\\src\\light\\tavrin_browser_jssdk\\tavrin_js_sdk";
+
+constexpr char kGoBackScript[] =
+    R"(if(!window.TavrinJsBridge){tnpc.goback();} else if(TavrinJsBridge._checkHandler) { var t = TavrinJsBridge._checkHandler('{"handlerName":"ui.onHistoryBack"}'); var response = JSON.parse(t); console.log(response); if(response.result == true) %s else tnpc.goback();} else {tnpc.goback();})";
+constexpr char kHistoryBackCall[] =
+    R"(TavrinJsBridge._handleMessageFromObjC('{"callbackId":"123456","data":{"meta": {},"payload":{}},"handlerName": "ui.onHistoryBack"}');)";
+
+template <typename Function>
+JsSdkFunction* Make(const std::shared_ptr<SharedAppId>&) {
+  return new Function;
+}
+
+// The names the SDK serves, compared in this order. Names whose functions the SDK does not
+// offer yet are answered as unknown names are.
+struct Handler {
+  const char* name;
+  JsSdkFunction* (*make)(const std::shared_ptr<SharedAppId>& sharedAppId);
+};
+constexpr Handler kHandlers[] = {
+    {"config", Make<JSNotImplFunction>},
+    {"biz.getAuthCode", Make<JSNotImplFunction>},
+    {"ui.setNavigationBarMenu", Make<JSNavBarFunction>},
+    {"ui.closeWindow", Make<JSNotImplFunction>},
+    {"ui.onHistoryBack", Make<JSNotImplFunction>},
+    {"internal.biz.getVisitorToken", Make<JSNotImplFunction>},
+    {"media.chooseImage", Make<JSNotImplFunction>},
+    {"biz.chooseContacts", Make<JSNotImplFunction>},
+    {"media.previewImage", Make<JSNotImplFunction>},
+    {"biz.opencontactscard", Make<JSNotImplFunction>},
+    {"media.chooseVideo", Make<JSNotImplFunction>},
+    {"media.previewVideo", Make<JSNotImplFunction>},
+    {"utils.uploadFile", Make<JSNotImplFunction>},
+    {"utils.uploadFileToS3", Make<JSNotImplFunction>},
+    {"utils.downloadFile", Make<JSNotImplFunction>},
+    {"utils.saveFile", Make<JSNotImplFunction>},
+    {"media.playVoice", Make<JSNotImplFunction>},
+    {"media.pauseVoice", Make<JSNotImplFunction>},
+    {"media.stopVoice", Make<JSNotImplFunction>},
+    {"media.onVoicePlay", Make<JSNotImplFunction>},
+    {"media.onVoicePlayEnd", Make<JSNotImplFunction>},
+    {"utils.onUploadProgress", Make<JSNotImplFunction>},
+    {"utils.onDownloadProgress", Make<JSNotImplFunction>},
+    {"utils.share", Make<JSNotImplFunction>},
+    {"device.displayLocation", Make<JSNotImplFunction>},
+    {"biz.openGroupChat", Make<JSNotImplFunction>},
+    {"biz.openContactsCard", Make<JSNotImplFunction>},
+    {"biz.chooseLocalFile", Make<JSNotImplFunction>},
+    {"biz.getSectorMember", Make<JSNotImplFunction>},
+    {"biz.chooseDepartments", Make<JSNotImplFunction>},
+};
+static_assert(sizeof kHandlers / sizeof kHandlers[0] == 30, "the SDK serves thirty names");
+
+}  // namespace
+
+TavrinJsSDK::TavrinJsSDK(int32_t orgId, ModuleHost* module)
+    : orgId_(orgId), module_(module), sharedAppId_(std::make_shared<SharedAppId>()) {}
+
+bool TavrinJsSDK::OnBrowserCall(TnString* name, CefRefPtr<CefProcessMessage> message) {
+  if (!name || !name->EqualsIgnoreCase(xhav::kFetchJSMessage)) return false;
+  CefRefPtr<CefListValue> args = message ? message->GetArgumentList() : nullptr;
+  if (!args || args->GetSize() == 0 || args->GetType(0) != VTYPE_STRING) {
+    TN_LOG_TEXT(4, "TavrinJsSDK::OnBrowserCall", "on havFetchJSMessage, the json is NULL;");
+    return true;
+  }
+  fetched_ = true;
+
+  Json::Value messages;
+  if (!ParseJson(args->GetString(0).ToString(), messages) || !messages.isArray()) return true;
+  for (const Json::Value& element : messages) {
+    if (!element.isObject()) continue;
+    Json::Value single(Json::arrayValue);
+    single.append(element);
+    onJsCall(WriteJson(single));
+  }
+  return true;
+}
+
+void TavrinJsSDK::onJsCall(const std::string& message) {
+  Json::Value root;
+  if (!ParseJson(message, root) || !root.isArray() || root.size() != 1) return;
+  const Json::Value& call = root[0u];
+  const std::string handlerName = JsonString(call, "handlerName");
+  if (handlerName.empty()) return;
+
+  // An answer (a responseData that isn't null) wins over a call.
+  std::string id;
+  Json::Value arguments;
+  const Json::Value& responseData = call["responseData"];
+  if (!responseData.isNull()) {
+    arguments = responseData;
+    id = JsonString(call, "responseId");
+  } else {
+    id = JsonString(call, "callbackId");
+    arguments = call["data"];
+  }
+
+  JsSdkFunction* function = CreateFunction(handlerName);
+  if (!function) {
+    TN_LOG(4, "TavrinJsSDK::onJsCall", "can not find js handler for %s", handlerName.c_str());
+    return;
+  }
+  const bool oneShot = function->IsOneShot();
+  function->Fill(orgId_, appIdImplId_, browser_, browser_ ? browser_->GetWindowHandle() : nullptr,
+                 module_);
+  function->SetCallbackId(id);
+  function->Execute(handlerName, arguments);
+  // What the last config left decides from here on; empty while none has run.
+  appIdImplId_ = sharedAppId_->Get();
+  if (oneShot) delete function;
+}
+
+void TavrinJsSDK::SetViewParam(const std::string& json) {
+  viewParam_ = json;
+  if (viewParam_.empty()) return;
+  Json::Value param;
+  if (ParseJson(viewParam_, param) && HasJsonString(param, "appid")) {
+    appIdImplId_ = param["appid"].asString();
+  }
+}
+
+bool TavrinJsSDK::GoBack() {
+  std::string script;
+  JsSdkFunction::FormatText(script, kGoBackScript, kHistoryBackCall);
+  if (browser_) browser_->ExecuteJavaScript(nullptr, nullptr, Utf8ToWide(script).c_str());
+  return true;
+}
+
+JsSdkFunction* TavrinJsSDK::CreateFunction(const std::string& handlerName) {
+  for (const Handler& handler : kHandlers) {
+    if (handlerName == handler.name) return handler.make(sharedAppId_);
+  }
+  return new JSNotImplFunction;
+}
+
+}  // namespace tnwebui
