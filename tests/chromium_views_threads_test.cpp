@@ -18,6 +18,8 @@
 #include "adapt/tn_browser_pb_ui.h"
 #include "cef/inproc_v8.h"
 #include "hav/cdp_engine.h"
+#include "light/tavrin_browser_jssdk/function/js_sdk_envelope.h"
+#include "light/tavrin_browser_jssdk/function/js_sdk_function.h"
 #include "log_capture.h"
 #include "render/render_process.h"
 #include "tn_browser_factory.h"
@@ -608,4 +610,51 @@ TEST_F(ChromiumPages, APageNeverHangsOnABlockedUiThreadAndItsCallStillRuns) {
   ASSERT_TRUE(
       PumpResults(page, &results, [](const Json::Value& r) { return r["now"].isString(); }));
   EXPECT_EQ(results["now"].asString(), "boolean");
+}
+
+namespace {
+
+// A function of the SDK that sends one event to the page, as a download in progress does.
+class ProgressEvent final : public tnwebui::JsSdkFunction {
+ public:
+  void Execute(const std::string&, const Json::Value&) override {
+    SendEvent(R"({"payload" : {"localId":"res://local/C:/t/a.png", "total":2048, "loaded":1024}})",
+              "utils.onDownloadProgress");
+  }
+};
+
+}  // namespace
+
+// A light app's own bridge over "havFetchJSMessage": answers come back by script in the SDK's
+// framing, an id with a single quote breaks its answer before the page's bridge sees it, events
+// reach the page's handler, and the back command is offered to the page first.
+TEST_F(ChromiumPages, ALightAppsBridgeIsAnsweredByScript) {
+  auto* page = Open(u"Sdk", u"org-1", "file://tavrin5main/sdk.html", "{}");
+  ASSERT_NE(page, nullptr);
+  Json::Value results;
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) {
+    return r["navBar"].isObject() && r["unknown"].isObject();
+  })) << results.toStyledString();
+  EXPECT_TRUE(results["success"].asBool()) << results.toStyledString();
+  EXPECT_FALSE(results["quoteAnswered"].asBool());
+  ASSERT_EQ(results["texts"].size(), 2u);
+  const std::string navBar = results["texts"][0].asString();
+  EXPECT_EQ(navBar.rfind(R"({"responseId":"cb_1_)", 0), 0u) << navBar;
+  EXPECT_EQ(navBar.substr(navBar.find(R"(","responseData":)")),
+            std::string(R"(","responseData":)") + tnwebui::sdk::kEnvelopes[14].head + "}");
+
+  ProgressEvent event;
+  event.Fill(0, "", page, page->GetWindowHandle(), &host);
+  event.SetCallbackId("cb_18");
+  event.Execute("utils.downloadFile", Json::Value());
+  tnwebui::TnBrowserPbUI* view = static_cast<tnwebui::TnBrowserPbUI*>(views.back());
+  EXPECT_TRUE(view->js_sdk()->GoBack());
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) {
+    return r["events"].size() == 1 && r["backs"].asInt() == 1;
+  })) << results.toStyledString();
+  EXPECT_EQ(
+      results["texts"][2].asString(),
+      R"({"callbackId":"cb_18","data":{"payload" : {"localId":"res://local/C:/t/a.png", "total":2048, "loaded":1024}},"handlerName": "utils.onDownloadProgress"})");
+  EXPECT_EQ(results["events"][0]["payload"]["loaded"].asInt(), 1024);
+  EXPECT_TRUE(view->OnDragEnter());
 }
