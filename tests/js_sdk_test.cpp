@@ -297,7 +297,7 @@ TEST(JsSdkFrame, CoreErrorsGiveTheirSubCodeFirst) {
   EXPECT_EQ(tnwebui::GoErrorValue(nullptr), 0);
   tnwebui::GDataImpl empty(nullptr, 0);
   EXPECT_EQ(empty.Size(), 0);
-  empty.Dispose();  // on the stack: dispose leaves it be
+  (new tnwebui::GStringImpl("abc", 3))->Dispose();  // a text disposes of itself
 }
 
 TEST(JsSdkFrame, LocalIdsAndTexts) {

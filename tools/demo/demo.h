@@ -12,6 +12,7 @@
 #include "cef/cef_process_message.h"
 #include "cef/cef_v8.h"
 #include "cef/cef_values.h"
+#include "hav/cdp_engine.h"
 #include "tnbase/tn_string.h"
 #include "tnmainui/business_core.h"
 #include "tnwebui/tnwebui.h"
@@ -63,6 +64,10 @@ bool WaitFor(const std::function<bool()>& done, int ms = 10000);
 HRESULT OpenView(ITnWebUI* factory, const char16_t* name, const char* url, BusinessCore* core,
                  const char* initData, IBrowserView** view);
 
+// The Chromium engine's options as in the client: the pages' render side lives in a render
+// host process, which loads the module too and prints its log lines as "[render]".
+xhav::cdp::EngineOptions ChromiumOptions();
+
 // Prints each process message as it crosses between the host and a render process.
 template <typename Engine>
 void TraceMessages(Engine& engine) {
@@ -83,6 +88,7 @@ void HostOpensWindows();  // the host opens, finds and closes windows through th
 void ViewLifeCycle();     // loading page to address, with cookies and watermark
 void PageEvents();        // an event subscription hears one event in each format
 void RealPages();         // the same view over real pages in Debian's Chromium
+void LightAppSdk();       // a light app's own bridge speaks to the JS SDK in Chromium
 void TypicalRequest();    // one business action over two processes and a socket
 
 }  // namespace demo

@@ -2,7 +2,9 @@
 
 #include <dlfcn.h>
 #include <json/writer.h>
+#include <limits.h>
 #include <stdarg.h>
+#include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -169,6 +171,16 @@ HRESULT OpenView(ITnWebUI* factory, const char16_t* name, const char* url, Busin
   const HRESULT hr = factory->CreateBrowserView(url, settings, view);
   settings->Release();
   return hr;
+}
+
+xhav::cdp::EngineOptions ChromiumOptions() {
+  xhav::cdp::EngineOptions options;
+  options.pagesDir = TNWEBUI_PAGES_DIR;
+  char library[PATH_MAX];
+  if (!realpath(g_library, library)) std::snprintf(library, sizeof library, "%s", g_library);
+  options.renderHost = {TNWEBUI_RENDER_HOST, std::string("--module=") + library, "--log=1",
+                        "--prefix=[render] "};
+  return options;
 }
 
 }  // namespace demo

@@ -1,9 +1,6 @@
 // Demo part: the same view over real pages in Debian's Chromium, their render side in a render
 // host process.
 
-#include <limits.h>
-#include <stdlib.h>
-
 #include <algorithm>
 #include <cstdio>
 
@@ -18,15 +15,7 @@ void RealPages() {
   g_who = "[host]   ";
   ShowLog(1);
   Module m = Load();
-  xhav::cdp::EngineOptions options;
-  options.pagesDir = TNWEBUI_PAGES_DIR;
-  // As in the client, the pages' render side lives in a render process of its own, which
-  // loads the module too and prints its log lines with its own prefix.
-  char library[PATH_MAX];
-  if (!realpath(g_library, library)) std::snprintf(library, sizeof library, "%s", g_library);
-  options.renderHost = {TNWEBUI_RENDER_HOST, std::string("--module=") + library, "--log=1",
-                        "--prefix=[render] "};
-  xhav::cdp::Engine engine(options);
+  xhav::cdp::Engine engine(ChromiumOptions());
   TraceMessages(engine);
   if (!engine.ok()) {
     Say("== Chromium is not available (%s)", engine.error().c_str());

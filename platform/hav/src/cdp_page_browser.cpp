@@ -383,6 +383,12 @@ void PageBrowser::ExecuteJavaScript(CefRefPtr<CefBrowser>, CefRefPtr<CefFrame> f
   tnbase::TnStringPtr text(allocStringFromWideChars(script));
   Json::Value params;
   params["expression"] = text->ToUTF8();
+  Engine::ScriptTracer tracer;
+  {
+    std::lock_guard<std::mutex> lock(engine_->mutex_);
+    tracer = engine_->scriptTracer_;
+  }
+  if (tracer) tracer(id_, params["expression"].asString());
   // A cross-site frame's script runs in its own target; any other in the page.
   auto* own = dynamic_cast<Frame*>(frame.get());
   const bool attached = own && frames_.count(own->session) != 0;

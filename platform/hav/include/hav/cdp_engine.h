@@ -179,6 +179,14 @@ class HAV_API Engine {
   using Tracer = inproc::MessageTracer::Tracer;
   void SetTracer(Tracer tracer) { trace_.Set(std::move(tracer)); }
 
+  // Sees every script that the host runs in a page (browser id, UTF-8 script); for a demo's
+  // trace. Set before the pages open.
+  using ScriptTracer = std::function<void(int browserId, const std::string& script)>;
+  void SetScriptTracer(ScriptTracer tracer) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    scriptTracer_ = std::move(tracer);
+  }
+
   // The host's business channel that every browser gives as property 21 (null: none).
   void SetBusinessChannel(BusinessChannel* channel) { channel_.store(channel); }
   BusinessChannel* business_channel() const { return channel_.load(); }
@@ -259,6 +267,7 @@ class HAV_API Engine {
   BindingHandler bindingHandler_;
   inproc::MessageTracer trace_;
   std::atomic<BusinessChannel*> channel_{nullptr};
+  ScriptTracer scriptTracer_;
 };
 
 }  // namespace xhav::cdp
