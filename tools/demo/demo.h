@@ -67,6 +67,11 @@ HRESULT OpenView(ITnWebUI* factory, const char16_t* name, const char* url, Busin
 // The Chromium engine's options as in the client: the pages' render side lives in a render
 // host process, which loads the module too and prints its log lines as "[render]".
 xhav::cdp::EngineOptions ChromiumOptions();
+// Traces `engine`'s messages, or says that Chromium is not there and fails `what`. On success
+// this thread becomes the engine's UI thread.
+bool ChromiumReady(xhav::cdp::Engine& engine, const char* what);
+// Saves the page's screenshot as `name` in the build folder and names it in the trace.
+void SaveScreenshot(xhav::cdp::PageBrowser* page, const char* name);
 
 // Prints each process message as it crosses between the host and a render process.
 template <typename Engine>

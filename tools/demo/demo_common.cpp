@@ -183,4 +183,26 @@ xhav::cdp::EngineOptions ChromiumOptions() {
   return options;
 }
 
+bool ChromiumReady(xhav::cdp::Engine& engine, const char* what) {
+  TraceMessages(engine);
+  if (!engine.ok()) {
+    Say("== Chromium is not available (%s)", engine.error().c_str());
+    Fail(what);
+    return false;
+  }
+  engine.ui().BindCurrentThread();
+  return true;
+}
+
+void SaveScreenshot(xhav::cdp::PageBrowser* page, const char* name) {
+  std::string png;
+  const std::string path = std::string(TNWEBUI_BUILD_DIR) + "/" + name;
+  if (!page->CaptureScreenshot(&png)) return;
+  if (std::FILE* f = std::fopen(path.c_str(), "wb")) {
+    std::fwrite(png.data(), 1, png.size(), f);
+    std::fclose(f);
+    Say("  screenshot: %s", path.c_str());
+  }
+}
+
 }  // namespace demo

@@ -14,16 +14,10 @@ void LightAppSdk() {
   ShowLog(1);
   Module m = Load();
   xhav::cdp::Engine engine(ChromiumOptions());
-  TraceMessages(engine);
   engine.SetScriptTracer([](int id, const std::string& script) {
     Say("  runs in the page of browser %d: %s", id, script.c_str());
   });
-  if (!engine.ok()) {
-    Say("== Chromium is not available (%s)", engine.error().c_str());
-    Fail("the light app could not run");
-    return;
-  }
-  engine.ui().BindCurrentThread();
+  if (!ChromiumReady(engine, "the light app could not run")) return;
   tnmainui::InProcessHost host(engine.core(), engine.render_host());
   ITnWebUI* factory = StartModule(m, &host);
   auto* core = new tnmainui::ScriptedBusinessCore(u"7", "account-42");
@@ -47,15 +41,7 @@ void LightAppSdk() {
       r["quoteAnswered"].asBool() ? "no, it arrived" : "yes");
   Say("  the page's own script reports: %s", Compact(r).c_str());
   if (!r["success"].asBool()) Fail("the light app's own script did not report success");
-  std::string png;
-  const std::string path = std::string(TNWEBUI_BUILD_DIR) + "/demo-sdk.png";
-  if (page->CaptureScreenshot(&png)) {
-    if (std::FILE* f = std::fopen(path.c_str(), "wb")) {
-      std::fwrite(png.data(), 1, png.size(), f);
-      std::fclose(f);
-      Say("  screenshot: %s", path.c_str());
-    }
-  }
+  SaveScreenshot(page, "demo-sdk.png");
   page->Close(0);
   WaitFor([&] {
     engine.ui().RunUntilIdle();

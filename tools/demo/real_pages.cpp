@@ -16,13 +16,7 @@ void RealPages() {
   ShowLog(1);
   Module m = Load();
   xhav::cdp::Engine engine(ChromiumOptions());
-  TraceMessages(engine);
-  if (!engine.ok()) {
-    Say("== Chromium is not available (%s)", engine.error().c_str());
-    Fail("the real pages could not run");
-    return;
-  }
-  engine.ui().BindCurrentThread();
+  if (!ChromiumReady(engine, "the real pages could not run")) return;
   tnmainui::InProcessHost host(engine.core(), engine.render_host());
   tnmainui::InProcessEventBus bus([&](std::function<void()> task) { engine.ui().PostTask(task); });
   host.SetService(SID_EventBus, static_cast<EventBus*>(&bus));
@@ -84,15 +78,7 @@ void RealPages() {
     const Json::Value r = results(page);
     Say("  the page's own script reports: %s", Compact(r).c_str());
     if (!r["success"].asBool()) Fail("the page's own script did not report success");
-    std::string png;
-    const std::string path = std::string(TNWEBUI_BUILD_DIR) + "/" + shot;
-    if (page->CaptureScreenshot(&png)) {
-      if (std::FILE* f = std::fopen(path.c_str(), "wb")) {
-        std::fwrite(png.data(), 1, png.size(), f);
-        std::fclose(f);
-        Say("  screenshot: %s", path.c_str());
-      }
-    }
+    SaveScreenshot(page, shot);
     page->Close(0);
     pumpUntil([&] { return !page->alive(); });
     view->Release();
