@@ -11,6 +11,7 @@
 #include <chrono>
 #include <vector>
 
+#include "floor_ratio.h"
 #include "hav/cdp_engine.h"
 #include "render/render_process.h"
 #include "tn_browser_factory.h"
@@ -152,4 +153,4 @@ BENCHMARK(BM_PageBusinessAction_Floor)->Iterations(300)->UseRealTime();
 
 }  // namespace
 
-BENCHMARK_MAIN();
+TN_BENCHMARK_MAIN()

@@ -6,6 +6,7 @@
 #include <benchmark/benchmark.h>
 
 #include "cef/inproc_v8.h"
+#include "floor_ratio.h"
 #include "tnmainui/event_bus.h"
 #include "view_harness.h"
 
@@ -78,4 +79,4 @@ BENCHMARK(BM_FanOut_Floor)->Apply(FloorArguments);
 
 }  // namespace
 
-BENCHMARK_MAIN();
+TN_BENCHMARK_MAIN()

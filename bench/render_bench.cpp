@@ -7,6 +7,7 @@
 #include <benchmark/benchmark.h>
 
 #include "cef/inproc_v8.h"
+#include "floor_ratio.h"
 #include "hav/inproc_engine.h"
 #include "render/render_process.h"
 #include "tn_webui_module.h"
@@ -102,4 +103,4 @@ BENCHMARK(BM_AnswerRunsCallback_Floor);
 
 }  // namespace
 
-BENCHMARK_MAIN();
+TN_BENCHMARK_MAIN()

@@ -9,6 +9,7 @@
 #include "base/CommonFunc.h"
 #include "base/json.h"
 #include "cef/inproc_v8.h"
+#include "floor_ratio.h"
 #include "tnmainui/business_core.h"
 #include "view_harness.h"
 
@@ -135,4 +136,4 @@ BENCHMARK(BM_Sdk_Floor)->Arg(64)->Arg(64 << 10);
 
 }  // namespace
 
-BENCHMARK_MAIN();
+TN_BENCHMARK_MAIN()

@@ -1,5 +1,7 @@
 #include "base/CommonFunc.h"
 
+#include <algorithm>
+
 #include <QDir>
 #include <QFileInfo>
 #include <QImage>
@@ -305,6 +307,10 @@ int scaleForDpi(int length) {
 
 std::u16string Utf8ToWide(const std::string& text) {
   if (text.empty()) return std::u16string();
+  // Most texts (scripts, JSON, names) are ASCII: they widen byte for byte.
+  if (std::all_of(text.begin(), text.end(), [](char c) { return (c & 0x80) == 0; })) {
+    return std::u16string(text.begin(), text.end());
+  }
   const QString q = ToQ(text);
   return std::u16string(reinterpret_cast<const char16_t*>(q.utf16()),
                         static_cast<std::size_t>(q.size()));

@@ -1,5 +1,8 @@
 #include "light/tavrin_browser_jssdk/tavrin_js_sdk.h"
 
+#include <string_view>
+#include <unordered_map>
+
 #include "base/CommonFunc.h"
 #include "base/json.h"
 #include "base/tn_log.h"
@@ -78,10 +81,10 @@ bool TavrinJsSDK::OnBrowserCall(TnString* name, CefRefPtr<CefProcessMessage> mes
 
   Json::Value messages;
   if (!ParseJson(args->GetString(0).ToString(), messages) || !messages.isArray()) return true;
-  for (const Json::Value& element : messages) {
+  for (Json::Value& element : messages) {
     if (!element.isObject()) continue;
     Json::Value single(Json::arrayValue);
-    single.append(element);
+    single.append(std::move(element));  // each element is written once and then not needed
     onJsCall(WriteJson(single));
   }
   return true;
@@ -96,14 +99,12 @@ void TavrinJsSDK::onJsCall(const std::string& message) {
 
   // An answer (a responseData that isn't null) wins over a call.
   std::string id;
-  Json::Value arguments;
-  const Json::Value& responseData = call["responseData"];
-  if (!responseData.isNull()) {
-    arguments = responseData;
+  const Json::Value* arguments = &call["responseData"];
+  if (!arguments->isNull()) {
     id = JsonString(call, "responseId");
   } else {
     id = JsonString(call, "callbackId");
-    arguments = call["data"];
+    arguments = &call["data"];
   }
 
   JsSdkFunction* function = CreateFunction(handlerName);
@@ -115,7 +116,7 @@ void TavrinJsSDK::onJsCall(const std::string& message) {
   function->Fill(orgId_, appIdImplId_, browser_, browser_ ? browser_->GetWindowHandle() : nullptr,
                  module_);
   function->SetCallbackId(id);
-  function->Execute(handlerName, arguments);
+  function->Execute(handlerName, *arguments);
   // What the last config left decides from here on; empty while none has run.
   appIdImplId_ = sharedAppId_->Get();
   if (oneShot) delete function;
@@ -138,9 +139,14 @@ bool TavrinJsSDK::GoBack() {
 }
 
 JsSdkFunction* TavrinJsSDK::CreateFunction(const std::string& handlerName) {
-  for (const Handler& handler : kHandlers) {
-    if (handlerName == handler.name) return handler.make(sharedAppId_);
-  }
+  // The names are distinct, so an index of the table finds what the scan in its order finds.
+  static const std::unordered_map<std::string_view, const Handler*> index = [] {
+    std::unordered_map<std::string_view, const Handler*> names;
+    for (const Handler& handler : kHandlers) names.emplace(handler.name, &handler);
+    return names;
+  }();
+  auto it = index.find(handlerName);
+  if (it != index.end()) return it->second->make(sharedAppId_);
   return new JSNotImplFunction;
 }
 

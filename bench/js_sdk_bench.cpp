@@ -1,0 +1,106 @@
+// "havFetchJSMessage" with 1, 100 and 1,000 queued messages, through the SDK's dispatcher, one
+// function per message and the answer's script handed to the browser. The floor beside it, in
+// the same run, is the least any dispatcher does: parse the array once, write each element once
+// and format each answer once.
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+
+#include "base/json.h"
+#include "floor_ratio.h"
+#include "light/tavrin_browser_jssdk/tavrin_js_sdk.h"
+#include "tnbase/logger.h"
+#include "win/window.h"
+
+namespace {
+
+// A browser whose page takes scripts and does nothing with them.
+class NullBrowser final : public xhav::Browser {
+ public:
+  NullBrowser() : window_(win::CreateWindowModel("BenchBrowser", nullptr, nullptr)) {}
+  ~NullBrowser() override { win::DestroyWindow(window_); }
+  bool GetProperty(int32_t, void**) override { return false; }
+  void Show(bool) override {}
+  void Minimize() override {}
+  void Maximize() override {}
+  void Restore() override {}
+  void SetTopMost(bool) override {}
+  void Close(int32_t) override {}
+  HWND GetWindowHandle() override { return window_; }
+  void MoveWindow(int32_t, int32_t, int32_t, int32_t) override {}
+  void Animate(int32_t, int32_t, int32_t, int32_t, int32_t) override {}
+  void AddHandler(const char*, xhav::HandlerCreator*) override {}
+  void RemoveHandler(const char*) override {}
+  int32_t GetId() override { return 1; }
+  TnString* GetUrl() override { return nullptr; }
+  void LoadUrl(const char*) override {}
+  void SetTitle(const char16_t*) override {}
+  void SetInitialData(const char*) override {}
+  void Attach() override {}
+  void SetCookie(TnString*, TnString*, TnString*, TnString*) override {}
+  void DeleteCookie(TnString*, TnString*, TnString*) override {}
+  void ExecuteJavaScript(CefRefPtr<CefBrowser>, CefRefPtr<CefFrame>,
+                         const char16_t* script) override {
+    ++scripts;
+    benchmark::DoNotOptimize(script);
+  }
+  long scripts = 0;
+
+ private:
+  HWND window_;
+};
+
+// `count` messages as a light app's bridge queues them: menus and names the SDK doesn't serve.
+std::string Queue(int count) {
+  std::string text = "[";
+  for (int i = 0; i < count; ++i) {
+    if (i) text += ",";
+    text +=
+        i % 2
+            ? R"({"handlerName":"x.y","callbackId":"cb_)" + std::to_string(i) +
+                  R"(_1795437419068","data":{"meta":{},"payload":{"a":1}}})"
+            : R"({"handlerName":"ui.setNavigationBarMenu","callbackId":"cb_)" + std::to_string(i) +
+                  R"(_1795437419068","data":{"meta":{},"payload":{"items":[{"id":"share","text":"Share"}]}}})";
+  }
+  return text + "]";
+}
+
+void BM_FetchJSMessage(benchmark::State& state) {
+  tnbase::SetLogSink([](const tnbase::LogRecord&) {});
+  const int count = static_cast<int>(state.range(0));
+  NullBrowser browser;
+  tnwebui::TavrinJsSDK sdk(0, nullptr);
+  sdk.SetBrowser(&browser);
+  CefRefPtr<CefProcessMessage> message = CefProcessMessage::Create(xhav::kFetchJSMessage);
+  message->GetArgumentList()->SetString(0, Queue(count));
+  tnbase::TnStringPtr name(allocStringFromUTF8(xhav::kFetchJSMessage));
+  for (auto _ : state) sdk.OnBrowserCall(name.get(), message);
+  if (browser.scripts != state.iterations() * count) state.SkipWithError("lost answers");
+  state.SetItemsProcessed(state.iterations() * count);
+}
+
+void BM_FetchJSMessage_Floor(benchmark::State& state) {
+  const std::string text = Queue(static_cast<int>(state.range(0)));
+  for (auto _ : state) {
+    Json::Value messages;
+    tnwebui::ParseJson(text, messages);
+    for (const Json::Value& element : messages) {
+      const std::string written = tnwebui::WriteJson(element);
+      benchmark::DoNotOptimize(written.data());
+      char answer[1025];
+      std::snprintf(answer, sizeof answer,
+                    R"(TavrinJsBridge._handleMessageFromObjC('{"responseId":"%s","responseData":)",
+                    element["callbackId"].asCString());
+      benchmark::DoNotOptimize(answer);
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+BENCHMARK(BM_FetchJSMessage)->Arg(1)->Arg(100)->Arg(1000);
+BENCHMARK(BM_FetchJSMessage_Floor)->Arg(1)->Arg(100)->Arg(1000);
+
+}  // namespace
+
+TN_BENCHMARK_MAIN()
