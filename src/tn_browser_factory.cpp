@@ -168,6 +168,7 @@ HRESULT TnBrowserFactory::CreateBrowserView(const char* url, IBrowserViewSetting
   }
 
   xhav::Browser* browser = nullptr;
+  view->SetNameAndUrl(WideToUtf8(settings->GetName() ? settings->GetName() : u""), address);
   core->CreateBrowser(address.c_str(), param, view, &browser);
   view->SetBrowser(browser);
   param->Destroy();
@@ -243,6 +244,7 @@ TnBrowserPbUI* TnBrowserFactory::CreatePopupView(int32_t, const char* url,
                                                  xhav::BrowserParam* param) {
   auto* view = new TnBrowserPbUI(nullptr);
   view->AddRef();
+  view->SetNameAndUrl(std::string(), url ? url : "");
   xhav::Browser* browser = nullptr;
   if (xhav::Core* core = HavCore()) core->CreateBrowser(url ? url : "", param, view, &browser);
   view->SetBrowser(browser);

@@ -49,7 +49,7 @@ TnBrowserFactory* TnWebUIModule::GetOrCreateFactory() {
 void TnWebUIModule::OnModuleLoaded(uint32_t) {
   if (!handlerCreator_) handlerCreator_ = new BrowserFactoryHandlerCreator(&handlerCreator_);
   // The registry is asked for anew for each address.
-  for (const char* path : {"/window/open", "/biz/common/choosecontacts", "/window/havewindow"}) {
+  for (const char* path : kOpenPaths) {
     xhav::Core* core = host_ ? host_->GetHavCore() : nullptr;
     xhav::HandlerRegistry* registry = core ? core->GetHandlerRegistry() : nullptr;
     if (registry) registry->AddHandler(DesktopAddress(path).c_str(), handlerCreator_);

@@ -55,7 +55,7 @@ TEST_F(BaseView, CloseHidesAWindowThatHidesOnClose) {
   EXPECT_TRUE(view->ProcessJsCommand(Text("forceclosewnd").get()));
   engine.RunUntilIdle();
   EXPECT_FALSE(browser->alive());
-  EXPECT_EQ(browser->calls().back(), "Close(0)");
+  EXPECT_THAT(browser->calls(), testing::Contains("Close(0)"));
   EXPECT_FALSE(view->ProcessJsCommand(Text("").get()));
   EXPECT_TRUE(view->ProcessJsCommand(Text("minwnd").get()));  // no window left: still a hit
   view->Release();

@@ -238,8 +238,9 @@ TEST_F(BrowserFactory, ClosingThroughTheEngineEndsTheListsHold) {
   EXPECT_EQ(factory->size(), 0u);
   EXPECT_EQ(RefCount(view), 1u);
   EXPECT_EQ(view->GetHwnd(), nullptr);
+  const std::size_t calls = browser->calls().size();
   view->Show(1);  // the window is gone: nothing happens
-  EXPECT_EQ(browser->calls().back(), "Close(0)");
+  EXPECT_EQ(browser->calls().size(), calls);
   factory->RemoveBrowser(browser->GetId());  // already gone: nothing to do
   view->Release();
 }

@@ -1,6 +1,7 @@
 #include "adapt/tn_browser_pb_ui.h"
 
 #include "base/CommonFunc.h"
+#include "light/desktop_origin.h"
 #include "tn_webui_module.h"
 
 namespace tnwebui {
@@ -8,9 +9,31 @@ namespace tnwebui {
 TnBrowserPbUI::TnBrowserPbUI(xhav::Browser* browser)
     : TnBrowserAdaptUI(browser),
       face_(this),
-      jsSdk_(std::make_unique<TavrinJsSDK>(0, GetModuleHost())) {}
+      jsSdk_(std::make_unique<TavrinJsSDK>(0, GetModuleHost())),
+      handlerCreator_(std::make_unique<BrowserHandlerCreator>(&face_)) {}
 
-TnBrowserPbUI::~TnBrowserPbUI() { jsSdk_.reset(); }
+TnBrowserPbUI::~TnBrowserPbUI() {
+  handlerCreator_.reset();
+  jsSdk_.reset();
+  eventDispatcher_.reset();
+}
+
+void TnBrowserPbUI::OnStateChanged(int32_t state) {
+  if (eventDispatcher_) {
+    xhav::BrowserStateChange change;
+    change.state = state;
+    for (const auto& listener : eventDispatcher_->ListenersOf<xhav::BrowserStateChange>()) {
+      listener->OnEvent(change);
+    }
+    if (change.handled) return;
+  }
+  TnBrowserAdaptUI::OnStateChanged(state);
+}
+
+void TnBrowserPbUI::GetEventDispatcher(std::shared_ptr<xhav::tnEventDispatcher>* out) {
+  if (!eventDispatcher_) eventDispatcher_ = std::make_shared<xhav::tnEventDispatcher>();
+  if (out) *out = eventDispatcher_;
+}
 
 void TnBrowserPbUI::Init(IBrowserViewSetting* settings) {
   TnBrowserAdaptUI::Init(settings);
@@ -42,16 +65,27 @@ bool TnBrowserPbUI::OnProcessMessage(TnString* name, CefRefPtr<CefProcessMessage
 
 void TnBrowserPbUI::OnBrowserCreated() {
   TnBrowserAdaptUI::OnBrowserCreated();
+  // A page reads the view's parameter through /window/init.
+  interdata::ParamItem json;
+  json.set_stringval(GetInitData());
+  extraParams_["json"] = json;
   eventApi_.Init(browser());  // after SetBrowser this changes nothing
   if (jsSdk_) {
     jsSdk_->SetOrgId(GetOrgId());
     jsSdk_->SetBrowser(browser());
+  }
+  if (xhav::Browser* b = browser()) {
+    for (const char* path : kPbViewPaths)
+      b->AddHandler(DesktopAddress(path).c_str(), handlerCreator_.get());
   }
 }
 
 void TnBrowserPbUI::OnBeforeBrowserClose() {
   // From here on the view gets no events.
   eventApi_.Detach();
+  if (xhav::Browser* b = browser()) {
+    for (const char* path : kPbViewPaths) b->RemoveHandler(DesktopAddress(path).c_str());
+  }
 }
 
 void TnBrowserPbUI::SetBrowser(xhav::Browser* browser) {

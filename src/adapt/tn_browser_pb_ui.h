@@ -9,6 +9,7 @@
 #include "adapt/tn_browser_ui_adapt.h"
 #include "light/tavrin_browser.h"
 #include "light/tavrin_browser_event/browser_event_api.h"
+#include "light/tavrin_browser_handler.h"
 #include "light/tavrin_browser_jssdk/tavrin_js_sdk.h"
 
 namespace tnwebui {
@@ -22,6 +23,8 @@ class TnBrowserPbUI final : public TnBrowserAdaptUI, public FusionBrowser {
   void Init(IBrowserViewSetting* settings) override;
 
   // xhav::BrowserNotify
+  // The dispatcher's listeners first; the base's handling unless one of them took the change.
+  void OnStateChanged(int32_t state) override;
   void OnRenderCommand(CefRefPtr<CefBrowser> browser, bool* result, TnString* name,
                        const xhav::ArgList* args) override;
   // Page events first, then (with the JS SDK) the bridge's messages.
@@ -31,12 +34,19 @@ class TnBrowserPbUI final : public TnBrowserAdaptUI, public FusionBrowser {
   void OnWindowChange(int32_t) override {}
   // A page that speaks to the JS SDK takes the files dragged over it.
   bool OnDragEnter() override { return jsSdk_ && jsSdk_->fetched(); }
+  // Made on first request; shared with hav, which adds its listeners.
+  void GetEventDispatcher(std::shared_ptr<xhav::tnEventDispatcher>* out) override;
 
   BrowserEventApi* event_api() { return &eventApi_; }
   TavrinJsSDK* js_sdk() { return jsSdk_.get(); }
 
   // Attaches a browser that exists already.
   void SetBrowser(xhav::Browser* browser);
+  // The window's name and the address it was opened with (the factory's to give).
+  void SetNameAndUrl(std::string name, std::string openUrl) {
+    name_ = std::move(name);
+    openUrl_ = std::move(openUrl);
+  }
 
   // The view as handlers see a window. (Its own GetName is IBrowserView's, so the window face
   // is an object of its own.)
@@ -65,7 +75,9 @@ class TnBrowserPbUI final : public TnBrowserAdaptUI, public FusionBrowser {
   std::unique_ptr<TavrinJsSDK> jsSdk_;
   BrowserEventApi eventApi_;
   std::string openUrl_;
+  std::unique_ptr<BrowserHandlerCreator> handlerCreator_;
   ExtraParams extraParams_;
+  std::shared_ptr<xhav::tnEventDispatcher> eventDispatcher_;
 };
 
 }  // namespace tnwebui

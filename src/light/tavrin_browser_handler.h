@@ -1,13 +1,157 @@
 #pragma once
 
-#include <memory>
+// The desktop commands: a page sends a request to a path under the desktop origin with one
+// body element, a serialised ParamList; hav asks the creator registered for the address for a
+// fresh handler, and the handler routes the path to its command, which writes a serialised
+// Response back into the request.
+//
+// BrowserHandler serves the window commands of one window; OpenBrowserHandler the commands
+// that any page may send ("/window/open", "/window/havewindow", "/biz/common/choosecontacts").
 
+#include <map>
+#include <memory>
+#include <string>
+
+#include "coretnmedia.pb.h"
 #include "hav/hav.h"
+#include "jsapi.pb.h"
+#include "tnbase/tn_string.h"
+#include "tnwebui/view.h"
 
 namespace tnwebui {
 
-// The module-wide creator of the open commands under the desktop origin ("/window/open",
-// "/biz/common/choosecontacts", "/window/havewindow").
+class TavrinBrowser;
+
+// The module-wide paths, registered in this order when the module starts.
+inline constexpr const char* kOpenPaths[] = {"/window/open", "/biz/common/choosecontacts",
+                                             "/window/havewindow"};
+// What a light browser registers, in this order.
+inline constexpr const char* kLightBrowserPaths[] = {"/window/init",
+                                                     "/window/close",
+                                                     "/window/min",
+                                                     "/window/max",
+                                                     "/window/restore",
+                                                     "/window/tooltip",
+                                                     "/window/setwindowsize",
+                                                     "/window/animationstart",
+                                                     "/window/animationstop",
+                                                     "/window/shakewindow",
+                                                     "/window/openFolder",
+                                                     "/window/getfoldersize",
+                                                     "/window/setalwaysontop",
+                                                     "/window/getwindowtemp"};
+// What a light browser removes when it ends, in this order. Two names differ from those it
+// registered ("/window/onAnimationStart", "/window/onAnimationStop"): the two animation
+// registrations stay behind and the two removals find nothing. Kept as the client has it.
+inline constexpr const char* kLightBrowserRemovedPaths[] = {"/window/init",
+                                                            "/window/close",
+                                                            "/window/min",
+                                                            "/window/max",
+                                                            "/window/restore",
+                                                            "/window/tooltip",
+                                                            "/window/setwindowsize",
+                                                            "/window/onAnimationStart",
+                                                            "/window/onAnimationStop",
+                                                            "/window/shakewindow",
+                                                            "/window/openFolder",
+                                                            "/window/getfoldersize",
+                                                            "/window/setalwaysontop",
+                                                            "/window/getwindowtemp"};
+// What the full page view registers and removes, in this order: no tool tip, no always-on-top.
+inline constexpr const char* kPbViewPaths[] = {"/window/init",
+                                               "/window/close",
+                                               "/window/min",
+                                               "/window/max",
+                                               "/window/restore",
+                                               "/window/setwindowsize",
+                                               "/window/animationstart",
+                                               "/window/animationstop",
+                                               "/window/shakewindow",
+                                               "/window/openFolder",
+                                               "/window/getfoldersize",
+                                               "/window/getwindowtemp"};
+
+// The one way a command replies: a Response with `code` (and `data`), serialised and written
+// into `request` when there is one.
+void WriteResponse(xhav::Request* request, int32_t code, const std::string& data = std::string());
+
+// The reply that /window/init and a successful /window/open give: the window's data, its
+// session's user included.
+void WriteWindowData(xhav::Request* request, TavrinBrowser* window);
+
+class BrowserHandler final : public xhav::CustomizeHandler {
+ public:
+  // `window` is the page's window, not owned; null makes every request InvalidAPI.
+  explicit BrowserHandler(TavrinBrowser* window);
+
+  void OnRequest(xhav::Request* request) override;
+  void OnFinish() override {}
+
+ private:
+  using Command = void (BrowserHandler::*)(xhav::Request*, const interdata::ParamList&);
+
+  void onInit(xhav::Request* request, const interdata::ParamList& list);
+  void onMinimize(xhav::Request* request, const interdata::ParamList& list);
+  void onMaximize(xhav::Request* request, const interdata::ParamList& list);
+  void onRestore(xhav::Request* request, const interdata::ParamList& list);
+  void onClose(xhav::Request* request, const interdata::ParamList& list);
+  void onSetWindowSize(xhav::Request* request, const interdata::ParamList& list);
+  void onShowToolTip(xhav::Request* request, const interdata::ParamList& list);
+  void onAnimationStart(xhav::Request* request, const interdata::ParamList& list);
+  void onAnimationStop(xhav::Request* request, const interdata::ParamList& list);
+  void onShakeWindow(xhav::Request* request, const interdata::ParamList& list);
+  void onOpenFolder(xhav::Request* request, const interdata::ParamList& list);
+  void onGetFolderSize(xhav::Request* request, const interdata::ParamList& list);
+  void onSetAlwaysOnTop(xhav::Request* request, const interdata::ParamList& list);
+  void onGetWindowTemp(xhav::Request* request, const interdata::ParamList& list);
+
+  // The window's hav browser, or null.
+  xhav::Browser* HavBrowser();
+
+  TavrinBrowser* browser;
+  std::map<std::string, Command> commands;
+};
+
+class OpenBrowserHandler final : public xhav::CustomizeHandler,
+                                 public std::enable_shared_from_this<OpenBrowserHandler> {
+ public:
+  OpenBrowserHandler();
+  ~OpenBrowserHandler() override;
+  OpenBrowserHandler(const OpenBrowserHandler&) = delete;
+  OpenBrowserHandler& operator=(const OpenBrowserHandler&) = delete;
+
+  void OnRequest(xhav::Request* request) override;
+  void OnFinish() override {}
+
+ private:
+  void onOpenWindow(xhav::Request* request, const interdata::ParamList& list);
+  void onHaveWindow(xhav::Request* request, const interdata::ParamList& list);
+  void onChooseContacts(xhav::Request* request, const interdata::ParamList& list);
+
+  BusinessCore* core = nullptr;  // the window's organisation's core, one reference
+  int32_t oid = 0;
+  int32_t category = 0;                  // of a file choice
+  interdata::CoreMediaIdentifier media;  // the file of a running save or preview
+  int32_t maxCount = 0;
+  TnString* title;                   // owned
+  xhav::Request* request = nullptr;  // the request under way
+};
+
+// Makes a BrowserHandler for one window per request.
+class BrowserHandlerCreator final : public xhav::HandlerCreator {
+ public:
+  explicit BrowserHandlerCreator(TavrinBrowser* window) : browser(window) {}
+  ~BrowserHandlerCreator() override = default;
+  std::shared_ptr<xhav::CustomizeHandler> CreateHandler() override {
+    return std::make_shared<BrowserHandler>(browser);
+  }
+  void DeleteCreator() override { delete this; }
+
+ private:
+  TavrinBrowser* const browser;  // not owned
+};
+
+// The module-wide creator of the open commands.
 //
 // One owner at a time: the module holds the creator through `owner` until the registry calls
 // DeleteCreator, which frees it and clears the module's slot, so neither side frees it twice.
@@ -17,8 +161,9 @@ class BrowserFactoryHandlerCreator final : public xhav::HandlerCreator {
       : owner_(owner) {}
   ~BrowserFactoryHandlerCreator() override = default;
 
-  // The open handlers are not served yet: no handler is made, so hav answers nothing.
-  std::shared_ptr<xhav::CustomizeHandler> CreateHandler() override { return nullptr; }
+  std::shared_ptr<xhav::CustomizeHandler> CreateHandler() override {
+    return std::make_shared<OpenBrowserHandler>();
+  }
   void DeleteCreator() override {
     if (owner_ && *owner_ == this) *owner_ = nullptr;
     delete this;

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "arg_list.h"
+#include "hav/handler_table.h"
 #include "host_browser.h"
 
 namespace xhav::inproc {
@@ -58,24 +59,10 @@ std::unique_ptr<Transport> CreateQueueTransport(cef_inproc::TaskRunner* browserS
 class Engine::RegistryImpl final : public HandlerRegistry {
  public:
   void AddHandler(const char* address, HandlerCreator* creator) override {
-    std::lock_guard<std::mutex> lock(mutex_);
-    order_.emplace_back(address ? address : "", creator);
+    table.Add(address, creator);
   }
-  void RemoveHandler(const char* address) override {
-    std::lock_guard<std::mutex> lock(mutex_);
-    const std::string a = address ? address : "";
-    order_.erase(std::remove_if(order_.begin(), order_.end(),
-                                [&](const auto& entry) { return entry.first == a; }),
-                 order_.end());
-  }
-  std::vector<std::pair<std::string, HandlerCreator*>> entries() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return order_;
-  }
-
- private:
-  mutable std::mutex mutex_;
-  std::vector<std::pair<std::string, HandlerCreator*>> order_;
+  void RemoveHandler(const char* address) override { table.Remove(address); }
+  HandlerTable table;
 };
 
 class Engine::CoreImpl final : public Core {
@@ -279,17 +266,12 @@ void BrowserImpl::Animate(int32_t a, int32_t b, int32_t c, int32_t d, int32_t e)
 
 void BrowserImpl::AddHandler(const char* address, HandlerCreator* creator) {
   Record(std::string("AddHandler(") + (address ? address : "") + ")");
-  std::lock_guard<std::mutex> lock(mutex_);
-  handlers_.emplace_back(address ? address : "", creator);
+  handlers_.Add(address, creator);
 }
 
 void BrowserImpl::RemoveHandler(const char* address) {
   Record(std::string("RemoveHandler(") + (address ? address : "") + ")");
-  std::lock_guard<std::mutex> lock(mutex_);
-  const std::string a = address ? address : "";
-  handlers_.erase(std::remove_if(handlers_.begin(), handlers_.end(),
-                                 [&](const auto& h) { return h.first == a; }),
-                  handlers_.end());
+  handlers_.Remove(address);
 }
 
 TnString* BrowserImpl::GetUrl() {
@@ -587,6 +569,15 @@ Core* Engine::core() { return core_.get(); }
 
 RenderHost* Engine::render_host() { return renderHost_.get(); }
 
+RequestResult Engine::SendRequest(int browserId, const std::string& address,
+                                  const std::vector<std::string>* body) {
+  BrowserImpl* browser = FindBrowser(browserId);
+  HandlerCreator* creator = browser ? browser->handlers_.Find(address) : nullptr;
+  if (!creator) creator = core_->registry_.table.Find(address);
+  ServedRequest served = ServeRequest(creator, address, body);
+  return {served.served, std::move(served.writes)};
+}
+
 void Engine::RunUntilIdle() {
   while (ui_.RunUntilIdle() + renderer_.RunUntilIdle() > 0) {
   }
@@ -707,7 +698,7 @@ std::vector<bool> Engine::TakeHavResults() {
 }
 
 std::vector<std::pair<std::string, HandlerCreator*>> Engine::registrations() const {
-  return core_->registry_.entries();
+  return core_->registry_.table.entries();
 }
 
 }  // namespace xhav::inproc

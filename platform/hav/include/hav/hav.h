@@ -5,8 +5,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 #include "cef/cef_browser.h"
@@ -24,7 +27,6 @@ namespace xhav {
 constexpr int kProcessTypeBrowser = 1;
 constexpr int kProcessTypeRender = 2;
 
-class Request;
 class ArgList;
 class HandlerCreator;
 class tnEventDispatcher;
@@ -115,6 +117,47 @@ class HAV_API Browser {
   virtual ~Browser() = default;
 };
 
+// What a view tells the listeners of its dispatcher when hav's state of its browser changes.
+// A listener that sets `handled` keeps the view's own handling from running.
+struct BrowserStateChange {
+  bool handled = false;
+  int32_t state = 0;
+};
+
+// Listens for events of type `Event` on a tnEventDispatcher.
+template <typename Event>
+class EventListener {
+ public:
+  virtual void OnEvent(Event& event) = 0;
+  virtual ~EventListener() = default;
+};
+
+// Listeners by event type (compared by the type's name), each type's in the order they came.
+class tnEventDispatcher {
+ public:
+  template <typename Event>
+  void AddListener(std::shared_ptr<EventListener<Event>> listener) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    listeners_[typeid(Event).name()].push_back(std::move(listener));
+  }
+  // A copy of the listeners of `Event`, so that one may add or remove listeners while it runs.
+  template <typename Event>
+  std::vector<std::shared_ptr<EventListener<Event>>> ListenersOf() const {
+    std::vector<std::shared_ptr<EventListener<Event>>> out;
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto it = listeners_.find(typeid(Event).name());
+    if (it == listeners_.end()) return out;
+    for (const auto& listener : it->second) {
+      out.push_back(std::static_pointer_cast<EventListener<Event>>(listener));
+    }
+    return out;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::map<std::string, std::vector<std::shared_ptr<void>>> listeners_;
+};
+
 // The web title bar of a window, as a view drives it.
 class HAV_API BrowserTitleWindow {
  public:
@@ -189,6 +232,43 @@ class HAV_API ArgList {
 
  protected:
   virtual ~ArgList() = default;
+};
+
+// One element of a request's body.
+class HAV_API PostElement {
+ public:
+  virtual std::size_t GetBytesCount() const = 0;
+  virtual const void* GetBytes() const = 0;
+
+ protected:
+  virtual ~PostElement() = default;
+};
+
+// The elements of a request's body, in order.
+class HAV_API PostElements {
+ public:
+  virtual std::size_t GetCount() const = 0;
+  // Null past the end.
+  virtual const PostElement* GetElement(std::size_t index) const = 0;
+
+ protected:
+  virtual ~PostElements() = default;
+};
+
+// A page's request to a registered address, as hav hands it to a handler.
+class HAV_API Request {
+ public:
+  // The address's path ("/window/min"), without origin and query: a new text that the caller
+  // releases.
+  virtual TnString* GetPath() = 0;
+  // The body's elements, or null for a request without a body.
+  virtual const PostElements* GetPostElements() = 0;
+  // Hands `length` bytes of reply to hav. Every write counts: the page's response body is all
+  // writes in order, one after the other, so a second write follows the first.
+  virtual void Write(const void* data, std::size_t length) = 0;
+
+ protected:
+  virtual ~Request() = default;
 };
 
 // A handler of one request to a registered address.

@@ -17,6 +17,7 @@
 #include "cef/cef_process_message.h"
 #include "cef/cef_task.h"
 #include "cef/inproc_v8.h"
+#include "hav/handler_table.h"
 #include "hav/hav.h"
 
 namespace xhav::inproc {
@@ -92,6 +93,12 @@ struct Extension {
   std::string name;
   std::string script;
   CefRefPtr<CefV8Handler> handler;
+};
+
+// What came of a page's request to a registered address.
+struct RequestResult {
+  bool served = false;              // some creator serves the address; false: a network error
+  std::vector<std::string> writes;  // each Write of its handler, in order
 };
 
 struct RecordedMessage {
@@ -193,7 +200,7 @@ class HAV_API BrowserImpl final : public Browser {
   std::vector<std::string> calls_;
   std::string url_, title_, initialData_;
   std::map<std::string, std::map<std::string, std::string>> cookies_;
-  std::vector<std::pair<std::string, HandlerCreator*>> handlers_;
+  HandlerTable handlers_;
 };
 
 // One page of a render process: its browser, its frame and its current script context.
@@ -281,6 +288,11 @@ class HAV_API Engine {
   RenderNotify* render_notify() const;
   // Results of OnHavMessage, in order of delivery.
   std::vector<bool> TakeHavResults();
+  // Browser side: the page of `browserId` requests `address` with `body` (its elements; null:
+  // no body). The browser's own registrations serve it first, then the registry's. Runs the
+  // handler on the calling thread, which stands for the UI thread.
+  RequestResult SendRequest(int browserId, const std::string& address,
+                            const std::vector<std::string>* body);
   // Registered addresses, in order of registration (repeats included).
   std::vector<std::pair<std::string, HandlerCreator*>> registrations() const;
 
