@@ -50,6 +50,7 @@ class ChromiumViews : public ::testing::Test {
     ASSERT_TRUE(engine.ok()) << engine.error();
     engine.ui().BindCurrentThread();
     previous = tnwebui::TnWebUIModule::Install(&module);
+    module.OnModuleLoaded(0);  // the open commands, for every page
     factory = module.GetOrCreateFactory();
   }
   void TearDown() override {
@@ -657,4 +658,20 @@ TEST_F(ChromiumPages, ALightAppsBridgeIsAnsweredByScript) {
       R"({"callbackId":"cb_18","data":{"payload" : {"localId":"res://local/C:/t/a.png", "total":2048, "loaded":1024}},"handlerName": "utils.onDownloadProgress"})");
   EXPECT_EQ(results["events"][0]["payload"]["loaded"].asInt(), 1024);
   EXPECT_TRUE(view->OnDragEnter());
+}
+
+// Desktop commands from a real page: fetches to the desktop origin are served by the view's
+// handlers and the module-wide ones, and an address that nothing serves fails as a network
+// error does.
+TEST_F(ChromiumPages, APagesDesktopCommandsAreServedByItsHandlers) {
+  auto* page = Open(u"Desktop", u"org-1", "file://tavrin5main/desktop.html", "{\"k\":1}");
+  ASSERT_NE(page, nullptr);
+  Json::Value results;
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) {
+    return r["unregistered"].isString() || r["error"].isString();
+  })) << results.toStyledString();
+  EXPECT_TRUE(results["success"].asBool()) << results.toStyledString();
+  EXPECT_EQ(results["init"]["openurl"].asString(), "file://tavrin5main/desktop.html");
+  EXPECT_EQ(results["init"]["id"].asInt(), page->GetId());
+  EXPECT_EQ(results["init"]["extra_params"]["json"]["stringVal"].asString().rfind("{\"k\":1", 0), 0u);
 }

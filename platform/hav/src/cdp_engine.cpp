@@ -10,6 +10,7 @@
 #include "cdp_render_side.h"
 #include "cef/cef_task.h"
 #include "cef/inproc_v8.h"
+#include "hav/handler_table.h"
 #include "host_browser.h"
 #include "json_text.h"
 
@@ -28,12 +29,22 @@ class Engine::CoreImpl final : public Core {
  private:
   class Registry final : public HandlerRegistry {
    public:
-    void AddHandler(const char*, HandlerCreator*) override {}
-    void RemoveHandler(const char*) override {}
+    explicit Registry(Engine* engine) : engine_(engine) {}
+    void AddHandler(const char* address, HandlerCreator* creator) override {
+      table.Add(address, creator);
+      engine_->Intercept(address ? address : "");
+    }
+    void RemoveHandler(const char* address) override { table.Remove(address); }
+    HandlerTable table;
+
+   private:
+    Engine* engine_;
   };
   Engine* engine_;
   const int processType_;
-  Registry registry_;
+
+ public:
+  Registry registry_{engine_};
 };
 
 Engine::Engine(EngineOptions options, int processType)
@@ -224,12 +235,7 @@ void Engine::SetUpSession(const std::string& session) {
   fetchMessages["name"] = kFetchJSMessage;
   Json::Value shim;
   shim["source"] = ShimScript();
-  Json::Value fetch;
-  for (const char* host : {kPagesHost, kFramesHost}) {
-    Json::Value pattern;
-    pattern["urlPattern"] = std::string("https://*") + host + "/*";
-    fetch["patterns"].append(pattern);
-  }
+  const Json::Value fetch = FetchPatterns();
   Json::Value attach;
   attach["autoAttach"] = true;
   attach["waitForDebuggerOnStart"] = true;
@@ -247,6 +253,46 @@ void Engine::SetUpSession(const std::string& session) {
   connection_->Call("Fetch.enable", fetch, session, nullptr);
   // Frames of other sites are targets of their own: they are attached and set up the same way.
   connection_->Call("Target.setAutoAttach", attach, session, nullptr);
+}
+
+Json::Value Engine::FetchPatterns() {
+  Json::Value fetch;
+  for (const char* host : {kPagesHost, kFramesHost}) {
+    Json::Value pattern;
+    pattern["urlPattern"] = std::string("https://*") + host + "/*";
+    fetch["patterns"].append(pattern);
+  }
+  std::lock_guard<std::mutex> lock(mutex_);
+  for (const std::string& host : interceptHosts_) {
+    Json::Value pattern;
+    pattern["urlPattern"] = "https://" + host + "/*";
+    fetch["patterns"].append(pattern);
+  }
+  return fetch;
+}
+
+void Engine::Intercept(const std::string& address) {
+  const std::string host = HostOf(address);
+  std::vector<std::string> sessions;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (host.empty() || !interceptHosts_.insert(host).second) return;
+    for (const auto& [session, browser] : bySession_) sessions.push_back(session);
+  }
+  // Sessions that exist already take the new host too.
+  if (!connection_) return;
+  const Json::Value fetch = FetchPatterns();
+  for (const std::string& session : sessions)
+    connection_->Send("Fetch.enable", fetch, session, nullptr);
+}
+
+HandlerCreator* Engine::FindCreator(PageBrowser* page, const std::string& url) {
+  return FindServing(page ? &page->handlers_ : nullptr, core_->registry_.table, url);
+}
+
+bool Engine::IsIntercepted(const std::string& url) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return interceptHosts_.count(HostOf(url)) != 0;
 }
 
 void Engine::OnEvent(const std::string& method, const Json::Value& params,

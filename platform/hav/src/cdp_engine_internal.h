@@ -37,6 +37,21 @@ inline std::string RequestBody(const Json::Value& request) {
   return std::string(bytes.constData(), static_cast<std::size_t>(bytes.size()));
 }
 
+// The bytes that the page posted, whole (every entry of the body, in order).
+inline std::string RequestBytes(const Json::Value& request) {
+  std::string bytes;
+  const Json::Value& entries = request["postDataEntries"];
+  if (!entries.isArray())
+    return request["postData"].isString() ? request["postData"].asString() : "";
+  for (const Json::Value& entry : entries) {
+    if (!entry["bytes"].isString()) continue;
+    const QByteArray b =
+        QByteArray::fromBase64(QByteArray::fromStdString(entry["bytes"].asString()));
+    bytes.append(b.constData(), static_cast<std::size_t>(b.size()));
+  }
+  return bytes;
+}
+
 // The client's resource roots, served under "https://<root>.pages.invalid/", and again under a
 // second reserved site, so that pages can hold frames of another site.
 inline constexpr const char* kRoots[] = {"tavrin5main", "tavrin5", "tavrin4"};

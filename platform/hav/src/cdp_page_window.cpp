@@ -85,9 +85,12 @@ void PageBrowser::MoveWindow(int32_t x, int32_t y, int32_t width, int32_t height
   SetWindowBounds(bounds);
 }
 
-void PageBrowser::AddHandler(const char*, HandlerCreator*) {}
+void PageBrowser::AddHandler(const char* address, HandlerCreator* creator) {
+  handlers_.Add(address, creator);
+  engine_->Intercept(address ? address : "");
+}
 
-void PageBrowser::RemoveHandler(const char*) {}
+void PageBrowser::RemoveHandler(const char* address) { handlers_.Remove(address); }
 
 void PageBrowser::SetTitle(const char16_t* title) {
   tnbase::TnStringPtr t(allocStringFromWideChars(title));

@@ -64,13 +64,20 @@ void HandlerTable::Remove(const char* address) {
                  entries_.end());
 }
 
-HandlerCreator* HandlerTable::Find(const std::string& address) const {
+HandlerCreator* HandlerTable::Find(const std::string& address, std::size_t* matched) const {
   const std::string wanted = WithoutQuery(address);
+  HandlerCreator* best = nullptr;
+  std::size_t length = 0;
   std::lock_guard<std::mutex> lock(mutex_);
-  for (auto it = entries_.rbegin(); it != entries_.rend(); ++it) {
-    if (it->first == wanted) return it->second;
+  for (const auto& [registered, creator] : entries_) {
+    if (registered.empty() || wanted.compare(0, registered.size(), registered) != 0) continue;
+    if (registered.size() >= length) {
+      best = creator;
+      length = registered.size();
+    }
   }
-  return nullptr;
+  if (matched) *matched = length;
+  return best;
 }
 
 std::vector<std::pair<std::string, HandlerCreator*>> HandlerTable::entries() const {
@@ -78,8 +85,25 @@ std::vector<std::pair<std::string, HandlerCreator*>> HandlerTable::entries() con
   return entries_;
 }
 
+HandlerCreator* FindServing(const HandlerTable* browser, const HandlerTable& registry,
+                            const std::string& address) {
+  std::size_t own = 0, shared = 0;
+  HandlerCreator* mine = browser ? browser->Find(address, &own) : nullptr;
+  HandlerCreator* theirs = registry.Find(address, &shared);
+  if (mine && (!theirs || own >= shared)) return mine;
+  return theirs;
+}
+
 std::string WithoutQuery(const std::string& address) {
   return address.substr(0, address.find_first_of("?#"));
+}
+
+std::string HostOf(const std::string& address) {
+  const auto scheme = address.find("://");
+  if (scheme == std::string::npos) return std::string();
+  const auto start = scheme + 3;
+  const auto end = address.find_first_of(":/?#", start);
+  return address.substr(start, end == std::string::npos ? std::string::npos : end - start);
 }
 
 std::string PathOf(const std::string& address) {

@@ -572,8 +572,8 @@ RenderHost* Engine::render_host() { return renderHost_.get(); }
 RequestResult Engine::SendRequest(int browserId, const std::string& address,
                                   const std::vector<std::string>* body) {
   BrowserImpl* browser = FindBrowser(browserId);
-  HandlerCreator* creator = browser ? browser->handlers_.Find(address) : nullptr;
-  if (!creator) creator = core_->registry_.table.Find(address);
+  HandlerCreator* creator =
+      FindServing(browser ? &browser->handlers_ : nullptr, core_->registry_.table, address);
   ServedRequest served = ServeRequest(creator, address, body);
   return {served.served, std::move(served.writes)};
 }

@@ -19,6 +19,7 @@
 
 #include "cef/cef_v8.h"
 #include "hav/cdp_connection.h"
+#include "hav/handler_table.h"
 #include "hav/hav.h"
 #include "hav/inproc_engine.h"
 
@@ -135,6 +136,7 @@ class HAV_API PageBrowser final : public Browser {
     std::vector<std::string> names;
   };
   std::map<std::pair<std::string, int>, Document> documents_;
+  HandlerTable handlers_;  // this browser's own registrations
   // A document's first request, named by its token: it waits for the document's execution
   // context (from the binding) and its object's names.
   struct Hello {
@@ -185,6 +187,15 @@ class HAV_API Engine {
   void SetScriptTracer(ScriptTracer tracer) {
     std::lock_guard<std::mutex> lock(mutex_);
     scriptTracer_ = std::move(tracer);
+  }
+
+  // Sees every page request that a registered handler served (browser id, address, each write);
+  // for a demo's trace.
+  using RequestTracer = std::function<void(int browserId, const std::string& address,
+                                           const std::vector<std::string>& writes)>;
+  void SetRequestTracer(RequestTracer tracer) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    requestTracer_ = std::move(tracer);
   }
 
   // The host's business channel that every browser gives as property 21 (null: none).
@@ -268,6 +279,17 @@ class HAV_API Engine {
   inproc::MessageTracer trace_;
   std::atomic<BusinessChannel*> channel_{nullptr};
   ScriptTracer scriptTracer_;
+  RequestTracer requestTracer_;
+  // Hosts of registered addresses: their requests are intercepted and served by handlers.
+  std::set<std::string> interceptHosts_;
+  // Requests to the host of `address` are intercepted from now on, in every session.
+  void Intercept(const std::string& address);
+  bool IsIntercepted(const std::string& url);
+  Json::Value FetchPatterns();
+  // Who serves `url` for `page`: its own registrations first, then the registry's.
+  HandlerCreator* FindCreator(PageBrowser* page, const std::string& url);
+  // A page's request to an intercepted host: its handler's writes, or a network error.
+  void ServeDesktopRequest(const std::string& session, const Json::Value& params);
 };
 
 }  // namespace xhav::cdp
