@@ -1,7 +1,6 @@
 #include "adapt/tn_browser_pb_ui.h"
 
 #include "base/CommonFunc.h"
-#include "light/desktop_origin.h"
 #include "tn_webui_module.h"
 
 namespace tnwebui {
@@ -83,9 +82,7 @@ void TnBrowserPbUI::OnBrowserCreated() {
 void TnBrowserPbUI::OnBeforeBrowserClose() {
   // From here on the view gets no events.
   eventApi_.Detach();
-  if (xhav::Browser* b = browser()) {
-    for (const char* path : kPbViewPaths) b->RemoveHandler(DesktopAddress(path).c_str());
-  }
+  RemoveDesktopHandlers(browser(), kPbViewPaths);
 }
 
 void TnBrowserPbUI::SetBrowser(xhav::Browser* browser) {

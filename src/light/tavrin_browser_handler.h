@@ -15,6 +15,7 @@
 #include "coretnmedia.pb.h"
 #include "hav/hav.h"
 #include "jsapi.pb.h"
+#include "light/desktop_origin.h"
 #include "tnbase/tn_string.h"
 #include "tnwebui/view.h"
 
@@ -70,6 +71,20 @@ inline constexpr const char* kPbViewPaths[] = {"/window/init",
                                                "/window/openFolder",
                                                "/window/getfoldersize",
                                                "/window/getwindowtemp"};
+
+// Registers `creator` for each path of `paths` under the desktop origin, in order.
+template <std::size_t N>
+void AddDesktopHandlers(xhav::Browser* browser, const char* const (&paths)[N],
+                        xhav::HandlerCreator* creator) {
+  if (!browser) return;
+  for (const char* path : paths) browser->AddHandler(DesktopAddress(path).c_str(), creator);
+}
+// Removes the registrations of `paths`, in order.
+template <std::size_t N>
+void RemoveDesktopHandlers(xhav::Browser* browser, const char* const (&paths)[N]) {
+  if (!browser) return;
+  for (const char* path : paths) browser->RemoveHandler(DesktopAddress(path).c_str());
+}
 
 // The one way a command replies: a Response with `code` (and `data`), serialised and written
 // into `request` when there is one.
