@@ -1,7 +1,7 @@
 # Set-up and the everyday entry points. Every target installs what is missing first.
 JOBS ?= $(shell nproc)
 
-.PHONY: deps demo test tsan bench fuzz format clean
+.PHONY: deps demo test tsan bench fuzz fuzzers format clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -15,6 +15,17 @@ test: deps
 	cmake --preset test >/dev/null
 	cmake --build --preset test -j $(JOBS)
 	ctest --preset test -j $(JOBS)
+	$(MAKE) --no-print-directory fuzzers
+	bash scripts/fuzz.sh smoke
+
+# The libFuzzer targets (clang, ASan + UBSan).
+fuzzers: deps
+	cmake --preset fuzz >/dev/null
+	cmake --build --preset fuzz -j $(JOBS) --target fuzzers
+
+# Every fuzz target for FUZZ_SECONDS (300 unless told) over its corpus.
+fuzz: fuzzers
+	bash scripts/fuzz.sh long
 
 tsan: deps
 	cmake --preset tsan >/dev/null

@@ -11,45 +11,9 @@
 #include "floor_ratio.h"
 #include "light/tavrin_browser_jssdk/tavrin_js_sdk.h"
 #include "tnbase/logger.h"
-#include "win/window.h"
+#include "hav/null_browser.h"
 
 namespace {
-
-// A browser whose page takes scripts and does nothing with them.
-class NullBrowser final : public xhav::Browser {
- public:
-  NullBrowser() : window_(win::CreateWindowModel("BenchBrowser", nullptr, nullptr)) {}
-  ~NullBrowser() override { win::DestroyWindow(window_); }
-  bool GetProperty(int32_t, void**) override { return false; }
-  void Show(bool) override {}
-  void Minimize() override {}
-  void Maximize() override {}
-  void Restore() override {}
-  void SetTopMost(bool) override {}
-  void Close(int32_t) override {}
-  HWND GetWindowHandle() override { return window_; }
-  void MoveWindow(int32_t, int32_t, int32_t, int32_t) override {}
-  void Animate(int32_t, int32_t, int32_t, int32_t, int32_t) override {}
-  void AddHandler(const char*, xhav::HandlerCreator*) override {}
-  void RemoveHandler(const char*) override {}
-  int32_t GetId() override { return 1; }
-  TnString* GetUrl() override { return nullptr; }
-  void LoadUrl(const char*) override {}
-  void SetTitle(const char16_t*) override {}
-  void SetInitialData(const char*) override {}
-  void Attach() override {}
-  void SetCookie(TnString*, TnString*, TnString*, TnString*) override {}
-  void DeleteCookie(TnString*, TnString*, TnString*) override {}
-  void ExecuteJavaScript(CefRefPtr<CefBrowser>, CefRefPtr<CefFrame>,
-                         const char16_t* script) override {
-    ++scripts;
-    benchmark::DoNotOptimize(script);
-  }
-  long scripts = 0;
-
- private:
-  HWND window_;
-};
 
 // `count` messages as a light app's bridge queues them: menus and names the SDK doesn't serve.
 std::string Queue(int count) {
@@ -69,7 +33,7 @@ std::string Queue(int count) {
 void BM_FetchJSMessage(benchmark::State& state) {
   tnbase::SetLogSink([](const tnbase::LogRecord&) {});
   const int count = static_cast<int>(state.range(0));
-  NullBrowser browser;
+  xhav::NullBrowser browser;
   tnwebui::TavrinJsSDK sdk(0, nullptr);
   sdk.SetBrowser(&browser);
   CefRefPtr<CefProcessMessage> message = CefProcessMessage::Create(xhav::kFetchJSMessage);

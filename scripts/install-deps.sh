@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(
-  build-essential cmake ninja-build ccache pkg-config
+  build-essential cmake ninja-build ccache pkg-config clang libclang-rt-14-dev clang-format
   protobuf-compiler libprotobuf-dev
   libjsoncpp-dev libboost-dev qtbase5-dev
   libgtest-dev libgmock-dev libbenchmark-dev

@@ -94,6 +94,7 @@ void ViewLifeCycle();     // loading page to address, with cookies and watermark
 void PageEvents();        // an event subscription hears one event in each format
 void RealPages();         // the same view over real pages in Debian's Chromium
 void LightAppSdk();       // a light app's own bridge speaks to the JS SDK in Chromium
+void DesktopCommands();   // a page's desktop commands served by the module's handlers
 void TypicalRequest();    // one business action over two processes and a socket
 
 }  // namespace demo

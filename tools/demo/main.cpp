@@ -11,8 +11,8 @@ int main(int argc, char** argv) {
   setvbuf(stdout, nullptr, _IOLBF, 0);
   std::printf("== TnWebUI demo, module %s\n\n", g_library);
   bool ok = true;
-  for (void (*part)() :
-       {PageFirstCalls, HostOpensWindows, ViewLifeCycle, PageEvents, RealPages, LightAppSdk}) {
+  for (void (*part)() : {PageFirstCalls, HostOpensWindows, ViewLifeCycle, PageEvents, RealPages,
+                         LightAppSdk, DesktopCommands}) {
     ok = InChild(part) && ok;
     std::printf("\n");
   }

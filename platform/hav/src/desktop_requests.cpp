@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <optional>
 
 #include "hav/handler_table.h"
 
@@ -18,8 +17,9 @@ class Element final : public PostElement {
 
 class Elements final : public PostElements {
  public:
-  explicit Elements(const std::vector<std::string>& body) {
-    for (const std::string& bytes : body) elements_.emplace_back(bytes);
+  explicit Elements(const std::vector<std::string>* body) {
+    if (!body) return;
+    for (const std::string& bytes : *body) elements_.emplace_back(bytes);
   }
   std::size_t GetCount() const override { return elements_.size(); }
   const PostElement* GetElement(std::size_t index) const override {
@@ -32,13 +32,12 @@ class Elements final : public PostElements {
 
 class RequestImpl final : public Request {
  public:
-  RequestImpl(std::string path, const std::vector<std::string>* body) : path_(std::move(path)) {
-    if (body) elements_.emplace(*body);
-  }
+  RequestImpl(std::string path, const std::vector<std::string>* body)
+      : path_(std::move(path)), elements_(body), hasBody_(body != nullptr) {}
   TnString* GetPath() override {
     return allocStringFromUTF8(path_.data(), static_cast<int32_t>(path_.size()));
   }
-  const PostElements* GetPostElements() override { return elements_ ? &*elements_ : nullptr; }
+  const PostElements* GetPostElements() override { return hasBody_ ? &elements_ : nullptr; }
   void Write(const void* data, std::size_t length) override {
     writes.emplace_back(static_cast<const char*>(data), length);
   }
@@ -46,7 +45,8 @@ class RequestImpl final : public Request {
 
  private:
   const std::string path_;
-  std::optional<Elements> elements_;
+  const Elements elements_;
+  const bool hasBody_;
 };
 
 }  // namespace

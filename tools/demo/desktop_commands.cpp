@@ -1,0 +1,81 @@
+// Demo part: a page sends desktop commands in Debian's Chromium. Its fetches to the desktop
+// origin are intercepted by the engine and served by the handlers that the module registered,
+// for the window (its twelve window commands) and for every page (the open commands).
+
+#include <string>
+
+#include "demo.h"
+#include "hav/handler_table.h"
+#include "tnmainui/inproc_host.h"
+
+namespace demo {
+namespace {
+
+// The codes of the Responses that a handler wrote (the first field of each, a varint).
+std::string Codes(const std::vector<std::string>& writes) {
+  if (writes.empty()) return "nothing written";
+  std::string codes;
+  for (const std::string& write : writes) {
+    long long code = 0;
+    if (write.size() > 1 && write[0] == 0x08) {
+      int shift = 0;
+      for (std::size_t i = 1; i < write.size() && shift < 64; ++i, shift += 7) {
+        code |= static_cast<long long>(write[i] & 0x7f) << shift;
+        if (!(write[i] & 0x80)) break;
+      }
+    }
+    if (!codes.empty()) codes += ", then ";
+    codes += "a Response with code " + std::to_string(static_cast<int32_t>(code)) + " (" +
+             std::to_string(write.size()) + " bytes)";
+  }
+  return codes;
+}
+
+}  // namespace
+
+void DesktopCommands() {
+  g_who = "[host]   ";
+  ShowLog(2);
+  Module m = Load();
+  xhav::cdp::Engine engine(ChromiumOptions());
+  engine.SetRequestTracer([](int id, const std::string& address,
+                             const std::vector<std::string>& writes) {
+    Say("  browser %d requests %s: %s", id, xhav::PathOf(address).c_str(), Codes(writes).c_str());
+  });
+  if (!ChromiumReady(engine, "the desktop commands could not run")) return;
+  tnmainui::InProcessHost host(engine.core(), engine.render_host());
+  ITnWebUI* factory = StartModule(m, &host);
+  auto* core = new tnmainui::ScriptedBusinessCore(u"7", "account-42");
+
+  Say("== in Chromium: a page sends desktop commands, file://tavrin5main/desktop.html");
+  IBrowserView* view = nullptr;
+  const HRESULT hr = OpenView(factory, u"Desktop", "file://tavrin5main/desktop.html", core,
+                              R"({"theme":"light"})", &view);
+  Say("ITnWebUI::CreateBrowserView -> %s", Status(hr).c_str());
+  xhav::cdp::PageBrowser* page = engine.browsers().back();
+  Json::Value r;
+  WaitFor([&] {
+    engine.ui().RunUntilIdle();
+    return page->Evaluate("window.results", &r, 300) &&
+           (r["unregistered"].isString() || r["error"].isString());
+  });
+  Say("  /window/init gave the page its window's data: %s", Compact(r["init"]).c_str());
+  Say("  /window/minimize (a longer form of /window/min): %s", Compact(r["minLonger"]).c_str());
+  Say("  /window/open without items, two writes: %s", Compact(r["open"]).c_str());
+  Say("  /window/setwindowsize with a body that is no ParamList: %s",
+      Compact(r["badBody"]).c_str());
+  Say("  /nothing/here, an address that nothing serves: %s", r["unregistered"].asString().c_str());
+  Say("  the page's own script reports success: %s", r["success"].asBool() ? "yes" : "no");
+  if (!r["success"].asBool()) Fail("the desktop page's own script did not report success");
+  SaveScreenshot(page, "demo-desktop.png");
+  page->Close(0);
+  WaitFor([&] {
+    engine.ui().RunUntilIdle();
+    return !page->alive();
+  });
+  view->Release();
+  factory->Release();
+  core->Release();
+}
+
+}  // namespace demo
