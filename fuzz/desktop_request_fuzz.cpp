@@ -18,27 +18,16 @@
 
 namespace {
 
-const char* const kPaths[] = {"/window/init",
-                              "/window/min",
-                              "/window/max",
-                              "/window/restore",
-                              "/window/close",
-                              "/window/setwindowsize",
-                              "/window/tooltip",
-                              "/window/animationstart",
-                              "/window/animationstop",
-                              "/window/shakewindow",
-                              "/window/openFolder",
-                              "/window/getfoldersize",
-                              "/window/setalwaysontop",
-                              "/window/getwindowtemp",
-                              "/window/open",
-                              "/window/havewindow",
-                              "/biz/common/choosecontacts",
-                              "/window/minimize",
-                              "",
-                              "/window/open/",
-                              "/WINDOW/MIN"};
+// Every path that a handler serves, and some that none does.
+std::vector<std::string> Paths() {
+  std::vector<std::string> paths(std::begin(tnwebui::kLightBrowserPaths),
+                                 std::end(tnwebui::kLightBrowserPaths));
+  paths.insert(paths.end(), std::begin(tnwebui::kOpenPaths), std::end(tnwebui::kOpenPaths));
+  for (const char* odd : {"/window/minimize", "", "/window/open/", "/WINDOW/MIN"}) {
+    paths.push_back(odd);
+  }
+  return paths;
+}
 
 class Window final : public tnwebui::TavrinBrowser {
  public:
@@ -94,7 +83,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   (void)quiet;
   static Window window;
   if (size < 2) return 0;
-  const std::string path = kPaths[data[0] % (sizeof kPaths / sizeof kPaths[0])];
+  static const std::vector<std::string> paths = Paths();
+  const std::string& path = paths[data[0] % paths.size()];
   const std::string rest(reinterpret_cast<const char*>(data + 2), size - 2);
   std::vector<Element> body;
   const int shape = data[1] % 3;

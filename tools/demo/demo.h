@@ -72,6 +72,10 @@ xhav::cdp::EngineOptions ChromiumOptions();
 bool ChromiumReady(xhav::cdp::Engine& engine, const char* what);
 // Saves the page's screenshot as `name` in the build folder and names it in the trace.
 void SaveScreenshot(xhav::cdp::PageBrowser* page, const char* name);
+// Saves the page's screenshot, closes it and waits until it is gone, then lets go of the view,
+// the factory and the core.
+void CloseChromiumPart(xhav::cdp::Engine& engine, xhav::cdp::PageBrowser* page, const char* shot,
+                       IBrowserView* view, ITnWebUI* factory, BusinessCore* core);
 
 // Prints each process message as it crosses between the host and a render process.
 template <typename Engine>

@@ -205,4 +205,17 @@ void SaveScreenshot(xhav::cdp::PageBrowser* page, const char* name) {
   }
 }
 
+void CloseChromiumPart(xhav::cdp::Engine& engine, xhav::cdp::PageBrowser* page, const char* shot,
+                       IBrowserView* view, ITnWebUI* factory, BusinessCore* core) {
+  SaveScreenshot(page, shot);
+  page->Close(0);
+  WaitFor([&] {
+    engine.ui().RunUntilIdle();
+    return !page->alive();
+  });
+  view->Release();
+  factory->Release();
+  core->Release();
+}
+
 }  // namespace demo

@@ -67,15 +67,7 @@ void DesktopCommands() {
   Say("  /nothing/here, an address that nothing serves: %s", r["unregistered"].asString().c_str());
   Say("  the page's own script reports success: %s", r["success"].asBool() ? "yes" : "no");
   if (!r["success"].asBool()) Fail("the desktop page's own script did not report success");
-  SaveScreenshot(page, "demo-desktop.png");
-  page->Close(0);
-  WaitFor([&] {
-    engine.ui().RunUntilIdle();
-    return !page->alive();
-  });
-  view->Release();
-  factory->Release();
-  core->Release();
+  CloseChromiumPart(engine, page, "demo-desktop.png", view, factory, core);
 }
 
 }  // namespace demo

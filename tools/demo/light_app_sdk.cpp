@@ -41,15 +41,7 @@ void LightAppSdk() {
       r["quoteAnswered"].asBool() ? "no, it arrived" : "yes");
   Say("  the page's own script reports: %s", Compact(r).c_str());
   if (!r["success"].asBool()) Fail("the light app's own script did not report success");
-  SaveScreenshot(page, "demo-sdk.png");
-  page->Close(0);
-  WaitFor([&] {
-    engine.ui().RunUntilIdle();
-    return !page->alive();
-  });
-  view->Release();
-  factory->Release();
-  core->Release();
+  CloseChromiumPart(engine, page, "demo-sdk.png", view, factory, core);
 }
 
 }  // namespace demo
