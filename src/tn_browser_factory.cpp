@@ -32,15 +32,6 @@ xhav::Core* HavCore() {
   return host ? host->GetHavCore() : nullptr;
 }
 
-std::string LocalisedText(const char* key) {
-  ModuleHost* host = GetModuleHost();
-  auto* strings =
-      host ? static_cast<StringTableService*>(host->QueryService(SID_StringTableService)) : nullptr;
-  char buffer[260] = {};
-  if (strings) strings->LoadString(key, buffer, sizeof buffer);
-  return buffer;
-}
-
 // Brings an open window forward: restored if minimised, on top, active and shown.
 void BringForward(HWND hwnd) {
   if (win::IsIconic(hwnd)) win::ShowWindow(hwnd, win::SW_RESTORE);

@@ -1,5 +1,7 @@
 #include "tn_webui_module.h"
 
+#include "tnwebui/services.h"
+
 #include <new>
 
 #include "base/tn_log.h"
@@ -72,5 +74,14 @@ void TnWebUIModule::OnProcessInited(uint32_t) {
 ModuleHost* GetModuleHost() { return g_module ? g_module->GetHost() : nullptr; }
 
 TnBrowserFactory* GetBrowserFactory() { return g_module ? g_module->factory() : nullptr; }
+
+std::string LocalisedText(const char* key) {
+  ModuleHost* host = GetModuleHost();
+  auto* strings =
+      host ? static_cast<StringTableService*>(host->QueryService(SID_StringTableService)) : nullptr;
+  char buffer[260] = {};
+  if (strings) strings->LoadString(key, buffer, sizeof buffer);
+  return buffer;
+}
 
 }  // namespace tnwebui

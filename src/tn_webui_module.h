@@ -3,6 +3,7 @@
 // The one module object of a process, and the rest of the library's way back to the host.
 
 #include <memory>
+#include <string>
 
 #include "light/tavrin_browser_handler.h"
 #include "render/render_process.h"
@@ -51,6 +52,8 @@ class TnWebUIModule final : public TavrinModule {
 
 // Shortcuts through the process-wide module.
 ModuleHost* GetModuleHost();
+// The client's text for a resource key ("IDS_STR_APP_NAME"), UTF-8; empty when unknown.
+std::string LocalisedText(const char* key);
 TnBrowserFactory* GetBrowserFactory();
 
 }  // namespace tnwebui

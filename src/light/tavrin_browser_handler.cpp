@@ -1,15 +1,23 @@
 #include "light/tavrin_browser_handler.h"
 
+#include <cstdlib>
 #include <vector>
 
 #include "auth.pb.h"
+#include "base/CommonFunc.h"
+#include "base/json.h"
 #include "base/param_reader.h"
+#include "base/path.h"
+#include "base/reply_codes.h"
 #include "base/tn_log.h"
 #include "light/tavrin_browser.h"
+#include "light/tool_tip.h"
 #include "presentation.pb.h"
 #include "tn_webui_module.h"
 #include "tnwebui/business_service.h"
 #include "tnwebui/services.h"
+#include "win/files.h"
+#include "win/window.h"
 
 namespace tnwebui {
 namespace {
@@ -40,7 +48,84 @@ void ReadBody(xhav::Request* request, interdata::ParamList& list, const char* fu
   }
 }
 
+// What follows the last separator of `path`; empty when it has none.
+std::string FileNameOf(const std::string& path) {
+  const auto at = path.rfind(win::kPathSeparator);
+  return at == std::string::npos ? std::string() : path.substr(at + 1);
+}
+
 }  // namespace
+
+bool WalkFolder(std::u16string folder, const std::u16string& filter, FolderEntries& entries,
+                uint64_t& total, int64_t limit) {
+  if (folder.empty() || folder.back() != win::kPathSeparator) folder += win::kPathSeparator;
+  win::FindData data;
+  win::FindHandle find = win::FindFirstFileW(folder + u"*.*", &data);
+  if (!find) return false;
+  bool result = false;
+  do {
+    const std::u16string& name = data.cFileName;
+    if (name == u"." || name == u"..") continue;
+    if (data.dwFileAttributes & win::FILE_ATTRIBUTE_DIRECTORY) {
+      // Junctions and links to folders aren't followed.
+      if (!(data.dwFileAttributes & win::FILE_ATTRIBUTE_REPARSE_POINT)) {
+        result = WalkFolder(folder + name, filter, entries, total, limit);
+      }
+      continue;
+    }
+    const auto dot = name.rfind(u'.');
+    const std::u16string extension = dot == std::u16string::npos ? name : name.substr(dot + 1);
+    if (filter.find(extension) == std::u16string::npos && filter != u"*.*") continue;
+    const uint64_t size = (static_cast<uint64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
+    total += size;
+    if (total > static_cast<uint64_t>(limit)) {
+      win::FindClose(find);
+      return true;
+    }
+    entries.emplace_back(size, name);
+  } while (win::FindNextFileW(find, &data));
+  win::FindClose(find);
+  return result;
+}
+
+bool FolderSize(const std::string& limitText, const std::string& path, Json::Value* folder,
+                const std::function<void(int32_t)>& reply) {
+  const int64_t limit =
+      limitText.empty() ? kDefaultFolderLimit : std::strtoll(limitText.c_str(), nullptr, 10);
+  // An empty path is answered and walked all the same.
+  if (path.empty()) reply(reply::kFolderPathEmpty);
+  const std::string native = NativeSeparators(path);
+  FolderEntries entries;
+  uint64_t total = 0;
+  if (WalkFolder(Utf8ToWide(native), u"*.*", entries, total, limit)) {
+    reply(reply::kFolderOverLimit);
+    return false;
+  }
+  uint64_t sum = 0;
+  for (const auto& entry : entries) sum += entry.first;
+  (*folder)["filePath"] = path;
+  (*folder)["fileName"] = FileNameOf(native);
+  (*folder)["isFolder"] = true;
+  (*folder)["fileSize"] = Json::UInt64(sum);
+  (*folder)["formatFileSize"] = formatFileSize(static_cast<double>(sum));
+  return true;
+}
+
+void ReportFolderSize(int64_t limit, const std::string& path) {
+  ModuleHost* host = GetModuleHost();
+  auto* bus = host ? static_cast<EventBus*>(host->QueryService(SID_EventBus)) : nullptr;
+  if (!bus) return;
+  Json::Value folder;
+  bool passed = false;
+  const bool measured = FolderSize(std::to_string(limit), path, &folder, [&passed](int32_t code) {
+    passed = code == reply::kFolderOverLimit;
+  });
+  if (!measured && passed) {
+    folder = Json::Value(Json::objectValue);
+    folder["code"] = reply::kFolderOverLimit;
+  }
+  bus->PostJsonEvent(0, kFileSizeEvent, WriteJson(folder).c_str());
+}
 
 void WriteResponse(xhav::Request* request, int32_t code, const std::string& data) {
   interdata::Response response;
@@ -145,7 +230,27 @@ void BrowserHandler::onSetWindowSize(xhav::Request* request, const interdata::Pa
   }
 }
 
-void BrowserHandler::onShowToolTip(xhav::Request*, const interdata::ParamList&) {}
+void BrowserHandler::onShowToolTip(xhav::Request* request, const interdata::ParamList& list) {
+  if (list.items_size() != 3) {
+    WriteResponse(request, interdata::ParamCount);
+    return;
+  }
+  const std::string& text = ItemString(list.items(1));
+  const int32_t time = ItemInt(list.items(2));
+  TN_LOG(2, "BrowserHandler::onShowToolTip", "Create ToolTip text[%s],time[%d]", text.c_str(),
+         time);
+  // A tip on the screen goes at once.
+  if (HWND open = win::FindWindowW(kToolTipClass, u"")) {
+    win::PostMessageW(open, win::WM_TIMER, kToolTipTimer, 0);
+  }
+  int lastError = 0;
+  if (!ShowToolTip(Utf8ToWide(text), time, &lastError)) {
+    TN_LOG(4, "BrowserHandler::onShowToolTip", "Create toolTip Failed lasterror:[%d]", lastError);
+    WriteResponse(request, kToolTipFailed);
+    return;
+  }
+  WriteResponse(request, 0);
+}
 
 void BrowserHandler::onAnimationStart(xhav::Request*, const interdata::ParamList& list) {
   // The page gives the five values; missing ones read as 0.
@@ -160,17 +265,63 @@ void BrowserHandler::onAnimationStop(xhav::Request* request, const interdata::Pa
   onAnimationStart(request, list);
 }
 
-void BrowserHandler::onShakeWindow(xhav::Request*, const interdata::ParamList&) {}
+void BrowserHandler::onShakeWindow(xhav::Request*, const interdata::ParamList&) {
+  xhav::Browser* b = HavBrowser();
+  HWND hwnd = b ? b->GetWindowHandle() : nullptr;
+  if (win::IsIconic(hwnd)) win::ShowWindow(hwnd, win::SW_RESTORE);
+  win::ShowWindow(hwnd, win::SW_SHOWWINDOW);
+  win::SetForegroundWindow(hwnd);
+  win::Rect rect;
+  if (!win::GetWindowRect(hwnd, &rect)) return;
+  const int x = rect.left, y = rect.top;
+  const int width = rect.right - rect.left, height = rect.bottom - rect.top;
+  // Six rounds of four steps, 20 ms apart: left, up-left, up, home.
+  const int steps[4][2] = {{-11, 0}, {-11, -11}, {0, -11}, {0, 0}};
+  for (int round = 0; round < 6; ++round) {
+    for (const auto& step : steps) {
+      win::MoveWindow(hwnd, x + step[0], y + step[1], width, height, true);
+      win::Sleep(20);
+    }
+  }
+}
 
-void BrowserHandler::onOpenFolder(xhav::Request*, const interdata::ParamList&) {}
+void BrowserHandler::onOpenFolder(xhav::Request* request, const interdata::ParamList&) {
+  xhav::Browser* b = HavBrowser();
+  std::u16string path =
+      win::SHBrowseForFolderW(b ? b->GetWindowHandle() : nullptr, win::BIF_RETURNONLYFSDIRS);
+  if (path.size() > kMaxPath - 1) path.resize(kMaxPath - 1);  // the system's buffer
+  if (path.empty()) {
+    WriteResponse(request, reply::kOpenFolderFailed);
+    return;
+  }
+  const std::string utf8 = WideToUtf8(path);
+  Json::Value folder;
+  folder["filePath"] = utf8;
+  folder["fileName"] = FileNameOf(utf8);
+  folder["isFolder"] = true;
+  WriteResponse(request, 0, WriteJson(folder));
+}
 
-void BrowserHandler::onGetFolderSize(xhav::Request*, const interdata::ParamList&) {}
+void BrowserHandler::onGetFolderSize(xhav::Request* request, const interdata::ParamList& list) {
+  Json::Value folder;
+  if (FolderSize(ItemString(ParamAt(list, 0)), ItemString(ParamAt(list, 1)), &folder,
+                 [request](int32_t code) { WriteResponse(request, code); })) {
+    WriteResponse(request, 0, WriteJson(folder));
+  }
+}
 
 void BrowserHandler::onSetAlwaysOnTop(xhav::Request*, const interdata::ParamList& list) {
   if (xhav::Browser* b = HavBrowser()) b->SetTopMost(ItemInt(ParamAt(list, 0)) != 0);
 }
 
-void BrowserHandler::onGetWindowTemp(xhav::Request*, const interdata::ParamList&) {}
+void BrowserHandler::onGetWindowTemp(xhav::Request* request, const interdata::ParamList&) {
+  std::u16string path = win::GetTempPathW();
+  if (path.size() > kMaxPath - 1) path.resize(kMaxPath - 1);
+  if (!path.empty()) path.pop_back();  // its closing separator
+  Json::Value temp;
+  temp["path"] = WideToUtf8(path);
+  WriteResponse(request, 0, WriteJson(temp));
+}
 
 // ---------------------------------------------------------------------------------------------
 // OpenBrowserHandler

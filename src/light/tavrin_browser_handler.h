@@ -8,9 +8,14 @@
 // BrowserHandler serves the window commands of one window; OpenBrowserHandler the commands
 // that any page may send ("/window/open", "/window/havewindow", "/biz/common/choosecontacts").
 
+#include <json/value.h>
+
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "coretnmedia.pb.h"
 #include "hav/hav.h"
@@ -89,6 +94,25 @@ void RemoveDesktopHandlers(xhav::Browser* browser, const char* const (&paths)[N]
 // The one way a command replies: a Response with `code` (and `data`), serialised and written
 // into `request` when there is one.
 void WriteResponse(xhav::Request* request, int32_t code, const std::string& data = std::string());
+
+// The files that a folder walk collected: size and name.
+using FolderEntries = std::vector<std::pair<uint64_t, std::u16string>>;
+// Sums the files under `folder` whose extension `filter` holds ("*.*": all), into `total`, and
+// collects them in `entries`. True as soon as the total passes `limit` (the rest isn't
+// walked). Folders that are links or junctions aren't followed.
+bool WalkFolder(std::u16string folder, const std::u16string& filter, FolderEntries& entries,
+                uint64_t& total, int64_t limit);
+// /window/getfoldersize's measure: the folder's JSON in `folder` and true, or false after
+// `reply` got -2 (over `limitText`, 100 MiB when empty). An empty path gets -3 and is walked
+// all the same.
+bool FolderSize(const std::string& limitText, const std::string& path, Json::Value* folder,
+                const std::function<void(int32_t)>& reply);
+// The same measure told to pages as the event "tn.getfilesize" (no command sends it).
+void ReportFolderSize(int64_t limit, const std::string& path);
+inline constexpr char kFileSizeEvent[] = "tn.getfilesize";
+inline constexpr int64_t kDefaultFolderLimit = 104857600;
+inline constexpr std::size_t kMaxPath = 260;
+inline constexpr int32_t kToolTipFailed = 312;
 
 // The reply that /window/init and a successful /window/open give: the window's data, its
 // session's user included.

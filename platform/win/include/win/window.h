@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -26,9 +27,14 @@ constexpr uint32_t SWP_NOMOVE = 0x2;
 constexpr uint32_t SWP_NOZORDER = 0x4;
 constexpr uint32_t SWP_FRAMECHANGED = 0x20;
 constexpr uint32_t WM_DESTROY = 0x2;
+constexpr uint32_t WM_PAINT = 0xF;
 constexpr uint32_t WM_CLOSE = 0x10;
+constexpr uint32_t WM_QUIT = 0x12;
+constexpr uint32_t WM_TIMER = 0x113;
+constexpr uint32_t LWA_ALPHA = 0x2;
 constexpr intptr_t HWND_TOPMOST_VALUE = -1;
 constexpr int LOGPIXELSX = 88;
+constexpr int LOGPIXELSY = 90;
 
 struct PostedMessage {
   uint32_t message = 0;
@@ -36,8 +42,17 @@ struct PostedMessage {
   intptr_t lParam = 0;
 };
 
+struct Rect {
+  int left = 0, top = 0, right = 0, bottom = 0;
+};
+
 struct WindowState {
   std::string className;
+  std::u16string title;
+  uint32_t style = 0, exStyle = 0;
+  uint8_t alpha = 255;  // of a layered window
+  uint32_t colourKey = 0;
+  int moves = 0;  // MoveWindow calls
   HWND parent = nullptr;
   bool visible = false;
   bool minimized = false;
@@ -80,6 +95,43 @@ TNWIN_API int GetDeviceCaps(int index);
 TNWIN_API void SetScreenDpi(int dpi);
 // a * b / c, rounded half away from zero; -1 when c is 0.
 TNWIN_API int MulDiv(int a, int b, int c);
+
+TNWIN_API bool GetWindowRect(HWND hwnd, Rect* rect);
+// Moves and sizes the window; `repaint` as the system's flag (the model always repaints).
+TNWIN_API bool MoveWindow(HWND hwnd, int x, int y, int width, int height, bool repaint);
+TNWIN_API bool SetWindowTextW(HWND hwnd, const std::u16string& title);
+// The first window of `className` whose title is `title` (any title when null).
+TNWIN_API HWND FindWindowW(const char* className, const char16_t* title);
+TNWIN_API void SetWindowStyles(HWND hwnd, uint32_t style, uint32_t exStyle);
+TNWIN_API bool SetLayeredWindowAttributes(HWND hwnd, uint32_t colourKey, uint8_t alpha,
+                                          uint32_t flags);
+// The screen (the desktop window's rectangle): 1920 by 1080 unless a test sets another.
+TNWIN_API Rect GetDesktopRect();
+TNWIN_API void SetDesktopSize(int width, int height);
+// The system's major version (10).
+TNWIN_API int GetSystemMajorVersion();
+TNWIN_API void Sleep(uint32_t milliseconds);
+
+// A message loop of the calling thread: windows created on the thread while it lives get their
+// posted messages, their timers and a first WM_PAINT through Run, on this thread.
+class TNWIN_API MessageLoop {
+ public:
+  MessageLoop();
+  ~MessageLoop();
+  MessageLoop(const MessageLoop&) = delete;
+  MessageLoop& operator=(const MessageLoop&) = delete;
+  // Dispatches until PostQuitMessage on this thread.
+  void Run();
+
+  struct Queue;  // the loop's messages and timers (inside the library)
+
+ private:
+  std::shared_ptr<Queue> queue_;
+};
+TNWIN_API void PostQuitMessage(int code);
+// A WM_TIMER with `id` every `milliseconds`, for a window of a thread with a message loop.
+TNWIN_API bool SetTimer(HWND hwnd, uintptr_t id, uint32_t milliseconds);
+TNWIN_API bool KillTimer(HWND hwnd, uintptr_t id);
 
 // Loaded libraries: the handle of one already loaded (never loads it), and an export of it.
 TNWIN_API void* GetModuleHandleW(const char* fileName);

@@ -1,0 +1,22 @@
+#pragma once
+
+// The tool tip of /window/tooltip: a small layered window in the middle of the screen that
+// shows one line of text for a time, on a thread of its own with its own message loop. A new
+// tip closes the one on the screen at once.
+
+#include <cstdint>
+#include <string>
+
+namespace tnwebui {
+
+// Starts a tip with `text` for `time` ms; false when its thread can't be started (errno in
+// `lastError`).
+bool ShowToolTip(const std::u16string& text, int32_t time, int* lastError = nullptr);
+
+// The tip's window class, its size before scaling and the timer that ends it.
+inline constexpr char kToolTipClass[] = "ToolTipClass";
+inline constexpr int kToolTipWidth = 568;
+inline constexpr int kToolTipHeight = 54;
+inline constexpr uintptr_t kToolTipTimer = 1001;
+
+}  // namespace tnwebui
