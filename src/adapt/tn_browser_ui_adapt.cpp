@@ -1,5 +1,9 @@
 #include "adapt/tn_browser_ui_adapt.h"
 
+#include "light/tool_tip.h"
+#include "tn_webui_module.h"
+#include "win/window.h"
+
 #include "base/CommonFunc.h"
 #include "base/json.h"
 #include "base/resource_roots.h"
@@ -402,6 +406,17 @@ bool TnBrowserAdaptUI::IsMainView() { return std::u16string(GetName()) == u"TnMa
 
 // The favourite's tool tip is the native dialogs' work; until it exists the outcome is only
 // in the result.
-void TnBrowserAdaptUI::ShowFavoriteTip(bool) {}
+void TnBrowserAdaptUI::ShowFavoriteTip(bool created) {
+  // The answer comes on the core's thread; the tip is the UI thread's to show.
+  if (!CefCurrentlyOn(TID_UI)) {
+    PostHoldingView([this, created] { ShowFavoriteTip(created); });
+    return;
+  }
+  if (win::GetSystemMajorVersion() < 6) return;
+  const std::string text = LocalisedText(created ? "IDS_STRING_CREATE_FAVORITE_SUCESS"
+                                                 : "IDS_STRING_CREATE_FAVORITE_FAILE");
+  CloseToolTip();  // a tip on the screen goes at once
+  ShowToolTip(Utf8ToWide(text), kFavoriteTipTime);
+}
 
 }  // namespace tnwebui

@@ -239,10 +239,7 @@ void BrowserHandler::onShowToolTip(xhav::Request* request, const interdata::Para
   const int32_t time = ItemInt(list.items(2));
   TN_LOG(2, "BrowserHandler::onShowToolTip", "Create ToolTip text[%s],time[%d]", text.c_str(),
          time);
-  // A tip on the screen goes at once.
-  if (HWND open = win::FindWindowW(kToolTipClass, u"")) {
-    win::PostMessageW(open, win::WM_TIMER, kToolTipTimer, 0);
-  }
+  CloseToolTip();  // a tip on the screen goes at once
   int lastError = 0;
   if (!ShowToolTip(Utf8ToWide(text), time, &lastError)) {
     TN_LOG(4, "BrowserHandler::onShowToolTip", "Create toolTip Failed lasterror:[%d]", lastError);

@@ -130,6 +130,12 @@ class TipThreads {
 
 }  // namespace
 
+void CloseToolTip() {
+  if (HWND open = win::FindWindowW(kToolTipClass, u"")) {
+    win::PostMessageW(open, win::WM_TIMER, kToolTipTimer, 0);
+  }
+}
+
 bool ShowToolTip(const std::u16string& text, int32_t time, int* lastError) {
   static TipThreads threads;
   return threads.Start(std::make_unique<ToolTip>(text, time), lastError);

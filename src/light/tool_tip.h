@@ -9,6 +9,8 @@
 
 namespace tnwebui {
 
+// Closes the tip on the screen, if there is one, at once (its timer fires now).
+void CloseToolTip();
 // Starts a tip with `text` for `time` ms; false when its thread can't be started (errno in
 // `lastError`).
 bool ShowToolTip(const std::u16string& text, int32_t time, int* lastError = nullptr);
@@ -18,5 +20,7 @@ inline constexpr char kToolTipClass[] = "ToolTipClass";
 inline constexpr int kToolTipWidth = 568;
 inline constexpr int kToolTipHeight = 54;
 inline constexpr uintptr_t kToolTipTimer = 1001;
+// How long the outcome of adding a favourite is shown.
+inline constexpr int32_t kFavoriteTipTime = 2000;
 
 }  // namespace tnwebui
