@@ -64,6 +64,8 @@ void DesktopCommands() {
   Say("  /window/open without items, two writes: %s", Compact(r["open"]).c_str());
   Say("  /window/setwindowsize with a body that is no ParamList: %s",
       Compact(r["badBody"]).c_str());
+  Say("  /window/setwindowsize to 700 by 500 at (40, 60): %s", Compact(r["resized"]).c_str());
+  Say("  /window/getwindowtemp: %s", Compact(r["temp"]).c_str());
   Say("  /nothing/here, an address that nothing serves: %s", r["unregistered"].asString().c_str());
   Say("  the page's own script reports success: %s", r["success"].asBool() ? "yes" : "no");
   if (!r["success"].asBool()) Fail("the desktop page's own script did not report success");
