@@ -18,10 +18,18 @@
 
 namespace {
 
-// Every path that a handler serves, and some that none does.
+// Every path that a handler serves, and some that none does. Left out are the commands whose
+// work is the machine's rather than the request's: the tool tip (a thread and a window per
+// request), the shake (half a second of sleeps) and the folder size (a walk of whatever folder
+// the input names); their requests are read like all the others.
 std::vector<std::string> Paths() {
-  std::vector<std::string> paths(std::begin(tnwebui::kLightBrowserPaths),
-                                 std::end(tnwebui::kLightBrowserPaths));
+  std::vector<std::string> paths;
+  for (const char* path : tnwebui::kLightBrowserPaths) {
+    const std::string p = path;
+    if (p != "/window/tooltip" && p != "/window/shakewindow" && p != "/window/getfoldersize") {
+      paths.push_back(p);
+    }
+  }
   paths.insert(paths.end(), std::begin(tnwebui::kOpenPaths), std::end(tnwebui::kOpenPaths));
   for (const char* odd : {"/window/minimize", "", "/window/open/", "/WINDOW/MIN"}) {
     paths.push_back(odd);

@@ -10,6 +10,7 @@ if [[ $mode == smoke ]]; then
 else
   limits=(-max_total_time="${FUZZ_SECONDS:-300}")
 fi
+export LSAN_OPTIONS="suppressions=$PWD/tests/lsan.supp"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 for target in build/fuzz/fuzz/*_fuzz; do

@@ -673,13 +673,15 @@ TEST_F(ChromiumPages, APagesDesktopCommandsAreServedByItsHandlers) {
   EXPECT_TRUE(results["success"].asBool()) << results.toStyledString();
   EXPECT_EQ(results["init"]["openurl"].asString(), "file://tavrin5main/desktop.html");
   EXPECT_EQ(results["init"]["id"].asInt(), page->GetId());
-  EXPECT_EQ(results["init"]["extra_params"]["json"]["stringVal"].asString().rfind("{\"k\":1", 0), 0u);
+  EXPECT_EQ(results["init"]["extra_params"]["json"]["stringVal"].asString().rfind("{\"k\":1", 0),
+            0u);
   // /window/setwindowsize moved the browser's window: its bounds, read back.
   Json::Value params, bounds;
   params["targetId"] = page->target();
   auto done = std::make_shared<std::optional<Json::Value>>();
-  engine.connection().Send("Browser.getWindowForTarget", params, "",
-                           [done](const Json::Value& result, const Json::Value&) { *done = result; });
+  engine.connection().Send(
+      "Browser.getWindowForTarget", params, "",
+      [done](const Json::Value& result, const Json::Value&) { *done = result; });
   ASSERT_TRUE(Pump([&] { return done->has_value(); }));
   EXPECT_EQ((**done)["bounds"]["width"].asInt(), 700);
   EXPECT_EQ((**done)["bounds"]["height"].asInt(), 500);

@@ -6,19 +6,8 @@
 
 #include "light/tool_tip.h"
 #include "view_fixture.h"
+#include "wait.h"
 #include "win/window.h"
-
-namespace {
-
-bool WaitFor(const std::function<bool()>& done) {
-  for (int i = 0; i < 1000; ++i) {
-    if (done()) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  return false;
-}
-
-}  // namespace
 
 class FavoriteTip : public ViewFixture {
  protected:
@@ -44,12 +33,12 @@ TEST_F(FavoriteTip, AnAnswerFromTheCoresThreadShowsTheTipFromTheUiThread) {
     });
     core.join();
     HWND tip = nullptr;
-    ASSERT_TRUE(WaitFor([&] {
+    ASSERT_TRUE(WaitUntil([&] {
       tip = win::FindWindowW(tnwebui::kToolTipClass, u"");
       return tip && win::GetWindowState(tip).visible;
     }));
     tnwebui::CloseToolTip();
-    ASSERT_TRUE(WaitFor([&] { return !win::IsWindow(tip); }));
+    ASSERT_TRUE(WaitUntil([&] { return !win::IsWindow(tip); }));
   }
   engine.ui().PostTask([&] { view->Release(); });
   engine.ui().Flush();

@@ -15,6 +15,7 @@
 #include "light/tool_tip.h"
 #include "scratch_dir.h"
 #include "view_fixture.h"
+#include "wait.h"
 #include "win/files.h"
 #include "win/paint.h"
 #include "win/window.h"
@@ -57,14 +58,6 @@ void Sparse(const std::string& path, off_t size) {
   ASSERT_EQ(truncate(path.c_str(), size), 0);
 }
 
-bool WaitFor(const std::function<bool()>& done) {
-  for (int i = 0; i < 1000; ++i) {
-    if (done()) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  return false;
-}
-
 }  // namespace
 
 class WindowCommands : public ViewFixture {
@@ -75,7 +68,7 @@ class WindowCommands : public ViewFixture {
   }
   ~WindowCommands() override {
     tnwebui::CloseToolTip();
-    WaitFor([] { return !win::FindWindowW(tnwebui::kToolTipClass, nullptr); });
+    WaitUntil([] { return !win::FindWindowW(tnwebui::kToolTipClass, nullptr); });
     win::SetFolderBrowser(nullptr);
     view->Release();
   }
@@ -202,7 +195,7 @@ TEST_F(WindowCommands, AToolTipShowsItsTextAndANewOneClosesTheOld) {
                       "BrowserHandler::onShowToolTip"),
             1);
   HWND tip = nullptr;
-  ASSERT_TRUE(WaitFor([&] {
+  ASSERT_TRUE(WaitUntil([&] {
     tip = win::FindWindowW(tnwebui::kToolTipClass, u"");
     return tip && win::GetWindowState(tip).visible;
   }));
@@ -217,9 +210,9 @@ TEST_F(WindowCommands, AToolTipShowsItsTextAndANewOneClosesTheOld) {
   interdata::ParamList second = first;
   second.mutable_items(1)->set_stringval(std::string(40, 'W') + " a text far wider than the tip");
   EXPECT_EQ(Codes(Run("/window/tooltip", second)), std::vector<int>{0});
-  ASSERT_TRUE(WaitFor([&] { return !win::IsWindow(tip); }));  // the first went at once
+  ASSERT_TRUE(WaitUntil([&] { return !win::IsWindow(tip); }));  // the first went at once
   HWND next = nullptr;
-  ASSERT_TRUE(WaitFor([&] {
+  ASSERT_TRUE(WaitUntil([&] {
     next = win::FindWindowW(tnwebui::kToolTipClass, u"");
     return next && win::GetWindowState(next).visible;
   }));

@@ -24,7 +24,8 @@ std::string Utf8(const std::u16string& text) {
 
 std::u16string Utf16(const char* text) {
   const QString q = QString::fromUtf8(text);
-  return std::u16string(reinterpret_cast<const char16_t*>(q.utf16()), static_cast<size_t>(q.size()));
+  return std::u16string(reinterpret_cast<const char16_t*>(q.utf16()),
+                        static_cast<size_t>(q.size()));
 }
 
 // The next entry of `state` that matches its pattern, described into `data`.
@@ -43,10 +44,12 @@ bool Next(FindState* state, FindData* data) {
       if (S_ISLNK(st.st_mode)) {
         struct stat target {};
         const bool dir = fstatat(fd, name, &target, 0) == 0 && S_ISDIR(target.st_mode);
-        found.dwFileAttributes = FILE_ATTRIBUTE_REPARSE_POINT | (dir ? FILE_ATTRIBUTE_DIRECTORY : 0);
+        found.dwFileAttributes =
+            FILE_ATTRIBUTE_REPARSE_POINT | (dir ? FILE_ATTRIBUTE_DIRECTORY : 0);
         if (!dir) st = target;
       } else {
-        found.dwFileAttributes = S_ISDIR(st.st_mode) ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL;
+        found.dwFileAttributes =
+            S_ISDIR(st.st_mode) ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL;
       }
       if (!(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)) {
         const uint64_t size = static_cast<uint64_t>(st.st_size);

@@ -44,6 +44,19 @@ std::shared_ptr<Window> Find(HWND hwnd) {
   return it == M().windows.end() ? nullptr : it->second;
 }
 
+// Hands a posted message to its window's procedure, unless the window went away before its
+// message was read.
+void Dispatch(HWND hwnd, const PostedMessage& message) {
+  WindowProc proc;
+  {
+    std::lock_guard<std::mutex> lock(M().mutex);
+    auto w = Find(hwnd);
+    if (!w) return;
+    proc = w->proc;
+  }
+  if (proc) proc(hwnd, message);
+}
+
 }  // namespace
 
 // Posted messages and timers of one thread's windows.
@@ -119,16 +132,7 @@ MessageLoop::~MessageLoop() {
 void MessageLoop::Run() {
   HWND hwnd = nullptr;
   PostedMessage message;
-  while (queue_->Get(&hwnd, &message)) {
-    WindowProc proc;
-    {
-      std::lock_guard<std::mutex> lock(M().mutex);
-      auto w = Find(hwnd);
-      if (!w) continue;  // the window went away before its message was read
-      proc = w->proc;
-    }
-    if (proc) proc(hwnd, message);
-  }
+  while (queue_->Get(&hwnd, &message)) Dispatch(hwnd, message);
 }
 
 void PostQuitMessage(int) {
@@ -348,16 +352,7 @@ bool PostMessageW(HWND hwnd, uint32_t message, uintptr_t wParam, intptr_t lParam
   }
   if (poster) {
     const PostedMessage posted{message, wParam, lParam};
-    poster([hwnd, posted] {
-      WindowProc proc;
-      {
-        std::lock_guard<std::mutex> lock(M().mutex);
-        auto w = Find(hwnd);
-        if (!w) return;  // the window went away before its message was read
-        proc = w->proc;
-      }
-      if (proc) proc(hwnd, posted);
-    });
+    poster([hwnd, posted] { Dispatch(hwnd, posted); });
   }
   return true;
 }
