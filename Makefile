@@ -1,7 +1,7 @@
 # Set-up and the everyday entry points. Every target installs what is missing first.
 JOBS ?= $(shell nproc)
 
-.PHONY: deps demo test tsan bench fuzz fuzzers format clean
+.PHONY: deps demo test tsan bench fuzz fuzzers format bitmaps clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -31,6 +31,13 @@ tsan: deps
 	cmake --preset tsan >/dev/null
 	cmake --build --preset tsan -j $(JOBS)
 	ctest --preset tsan -j $(JOBS)
+
+# Draws the title bar's bitmaps anew into the sources.
+bitmaps: deps
+	cmake --preset release >/dev/null
+	cmake --build --preset release -j $(JOBS) --target draw_title_bitmaps
+	d=$$(mktemp -d) && QT_QPA_PLATFORM=offscreen XDG_RUNTIME_DIR=$$d \
+	  ./build/release/tools/draw_title_bitmaps src/light/resources/bitmaps; rm -rf $$d
 
 bench: deps
 	cmake --preset release >/dev/null

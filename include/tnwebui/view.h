@@ -34,6 +34,7 @@ constexpr GUID IID_WindowShadow = {
 class WindowShadow : public IUnknown {
  public:
   virtual void AttachWindow(HWND window) = 0;
+  virtual void Reserved5() = 0;  // its slot stays; nothing here calls it
   virtual void UpdateShadow() = 0;
   virtual void ShowShadow(int32_t show) = 0;
   virtual void DetachWindow() = 0;

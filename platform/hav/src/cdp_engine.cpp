@@ -212,6 +212,8 @@ bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* 
         });
         return true;
       });
+  static_cast<inproc::HostBrowser*>(browser->hostBrowser_.get())
+      ->SetHostWindow(browser->hostWindow_);
   SetUpSession(session);
   if (out) *out = browser;
 

@@ -8,21 +8,53 @@
 #include "cef/inproc_v8.h"
 #include "host_browser.h"
 #include "json_text.h"
+#include "system_command.h"
 
 namespace xhav::cdp {
 
 PageBrowser::PageBrowser(Engine* engine, int id, BrowserNotify* notify,
                          const inproc::BrowserParamRecord& p)
     : engine_(engine), id_(id), notify_(notify), param_(p) {
-  hwnd_ = win::CreateWindowModel("HavWindowClassName", p.parent, nullptr);
+  hwnd_ = win::CreateWindowModel("HavWindowClassName", p.parent,
+                                 [this](HWND, const win::PostedMessage& m) {
+                                   if (!alive_) return;
+                                   if (m.message == win::WM_SIZE && placed_ && notify_) {
+                                     engine_->ui().PostTask([this] {
+                                       if (alive_ && notify_)
+                                         notify_->OnStateChanged(kStateSizeChanged);
+                                     });
+                                   } else if (m.message == win::WM_SYSCOMMAND) {
+                                     RunSystemCommand(this, m.wParam);
+                                   }
+                                 });
   if (p.width > 0 && p.height > 0) {
     win::SetWindowPos(hwnd_, nullptr, p.left, p.top, p.width, p.height, win::SWP_NOZORDER);
   }
+  hostWindow_ =
+      win::CreateWindowModel("HavBrowserHost", hwnd_, [this](HWND h, const win::PostedMessage& m) {
+        if (m.message != win::WM_SIZE || !alive_) return;
+        int width = 0, height = 0;
+        win::GetClientRect(h, &width, &height);
+        SetViewport(width, height);
+      });
+  win::ShowWindow(hostWindow_, win::SW_SHOWWINDOW);
   if (!p.startHidden) win::ShowWindow(hwnd_, win::SW_SHOWWINDOW);
+  placed_ = true;
 }
 
 PageBrowser::~PageBrowser() {
   if (hwnd_) win::DestroyWindow(hwnd_);
+  if (settings_) settings_->Destroy();
+}
+
+void PageBrowser::SetViewport(int width, int height) {
+  if (width <= 0 || height <= 0) return;
+  Json::Value params;
+  params["width"] = width;
+  params["height"] = height;
+  params["deviceScaleFactor"] = 1;
+  params["mobile"] = false;
+  engine_->connection().Send("Emulation.setDeviceMetricsOverride", params, session_, nullptr);
 }
 
 RenderSide* PageBrowser::render() { return engine_->renderSide_.get(); }

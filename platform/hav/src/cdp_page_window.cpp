@@ -19,6 +19,11 @@ bool PageBrowser::GetProperty(int32_t id, void** out) {
     *out = engine_->business_channel();
     return *out != nullptr;
   }
+  if (id == kPropertySettings) {
+    if (!settings_) settings_ = inproc::NewBrowserParamFrom(param_);
+    *out = settings_;
+    return true;
+  }
   if (id != kPropertyEngineBrowser || !hostBrowser_) return false;
   *out = hostBrowser_.get();
   return true;

@@ -7,6 +7,7 @@
 #include "arg_list.h"
 #include "hav/handler_table.h"
 #include "host_browser.h"
+#include "system_command.h"
 
 namespace xhav::inproc {
 
@@ -144,7 +145,16 @@ class BrowserParamImpl final : public BrowserParam {
   void SetCookieSpace(TnString* v) override { Set("SetCookieSpace", r_.cookieSpace, Utf8(v)); }
   void SetHideOnClose(bool v) override { Set("SetHideOnClose", r_.hideOnClose, v); }
   void SetName(TnString* v) override { Set("SetName", r_.name, Utf8(v)); }
+  bool GetShowTitleBar() override { return r_.showTitleBar; }
+  bool GetStartHidden() override { return r_.startHidden; }
+  TnString* GetTitle() override {
+    if (!title_) title_ = tnbase::TnStringPtr::FromUTF8(r_.title);
+    return title_.get();
+  }
+  int32_t GetViewType() override { return r_.viewType; }
 
+  BrowserParamImpl() = default;
+  explicit BrowserParamImpl(const BrowserParamRecord& record) : r_(record) {}
   const BrowserParamRecord& record() const { return r_; }
 
  private:
@@ -155,9 +165,14 @@ class BrowserParamImpl final : public BrowserParam {
     field = std::move(value);
   }
   BrowserParamRecord r_;
+  tnbase::TnStringPtr title_;
 };
 
 }  // namespace
+
+BrowserParam* NewBrowserParamFrom(const BrowserParamRecord& record) {
+  return new BrowserParamImpl(record);
+}
 
 BrowserImpl::BrowserImpl(Engine* engine, int id, std::string url, const BrowserParamRecord& param,
                          BrowserNotify* notify)
@@ -169,24 +184,37 @@ BrowserImpl::BrowserImpl(Engine* engine, int id, std::string url, const BrowserP
           id,
           [engine, id](CefRefPtr<CefProcessMessage> m) { return engine->SendToRenderer(id, m); })),
       url_(std::move(url)) {
-  hwnd_ = win::CreateWindowModel(
-      "HavWindowClassName", param.parent, [this](HWND, const win::PostedMessage& m) {
-        // The user's or the host's close asks the view first.
-        if (m.message == win::WM_CLOSE && alive_ && !(notify_ && notify_->OnClosing())) {
-          FinishClose();
-        }
-      });
+  hwnd_ = win::CreateWindowModel("HavWindowClassName", param.parent,
+                                 [this](HWND, const win::PostedMessage& m) {
+                                   switch (m.message) {
+                                     case win::WM_CLOSE:
+                                       // The user's or the host's close asks the view first.
+                                       if (alive_ && !(notify_ && notify_->OnClosing()))
+                                         FinishClose();
+                                       break;
+                                     case win::WM_SIZE:
+                                       if (placed_ && alive_ && notify_)
+                                         notify_->OnStateChanged(kStateSizeChanged);
+                                       break;
+                                     case win::WM_SYSCOMMAND:
+                                       if (alive_) RunSystemCommand(this, m.wParam);
+                                       break;
+                                   }
+                                 });
   if (param.width > 0 && param.height > 0) {
     win::SetWindowPos(hwnd_, nullptr, param.left, param.top, param.width, param.height,
                       win::SWP_NOZORDER);
   }
   hostWindow_ = win::CreateWindowModel("HavBrowserHost", hwnd_, nullptr);
+  win::ShowWindow(hostWindow_, win::SW_SHOWWINDOW);
   static_cast<HostBrowser*>(host_.get())->SetHostWindow(hostWindow_);
   if (!param.startHidden) win::ShowWindow(hwnd_, win::SW_SHOWWINDOW);
+  placed_ = true;  // from here on a change of size is news for the view
 }
 
 BrowserImpl::~BrowserImpl() {
   if (hwnd_) win::DestroyWindow(hwnd_);
+  if (settings_) settings_->Destroy();
 }
 
 void BrowserImpl::Record(std::string call) {
@@ -205,8 +233,17 @@ bool BrowserImpl::GetProperty(int32_t id, void** out) {
     *out = engine_->business_channel();
     return *out != nullptr;
   }
+  if (id == kPropertySettings && alive_) {
+    if (!settings_) settings_ = NewBrowserParamFrom(param_);
+    *out = settings_;
+    return true;
+  }
   return false;
 }
+
+void BrowserImpl::GoBack() { Record("GoBack"); }
+
+void BrowserImpl::Reload() { Record("Reload"); }
 
 void BrowserImpl::Show(bool show) {
   Record(show ? "Show(1)" : "Show(0)");

@@ -1,8 +1,5 @@
 #include "win/paint.h"
 
-#include <stdlib.h>
-#include <unistd.h>
-
 #include <QColor>
 #include <QFont>
 #include <QFontMetrics>
@@ -10,97 +7,53 @@
 #include <QImage>
 #include <QPainter>
 #include <QString>
-#include <condition_variable>
-#include <deque>
-#include <functional>
-#include <future>
+#include <atomic>
 #include <map>
 #include <mutex>
-#include <thread>
+
+#include "gui_thread.h"
 
 namespace win {
+
+struct HDC__ {
+  HWND hwnd = nullptr;  // a window's DC, or null for a memory DC
+  QImage image;         // a window DC's picture while it paints
+  void* bitmap = nullptr;
+  void* brush = nullptr;
+  void* font = nullptr;
+  uint32_t textColour = 0;
+  int bkMode = 2;
+};
+
 namespace {
 
-// Fonts need a GUI application: one without a display is made on first use. Its runtime folder
-// is a private one that goes with the process, so nothing stays behind in the system's
-// temporary folder.
-class RuntimeFolder {
- public:
-  RuntimeFolder() {
-    if (getenv("XDG_RUNTIME_DIR")) return;
-    const char* tmp = getenv("TMPDIR");
-    std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/tnwin-XXXXXX";
-    if (mkdtemp(pattern.data())) {
-      path_ = pattern;
-      setenv("XDG_RUNTIME_DIR", path_.c_str(), 0);
-    }
-  }
-  ~RuntimeFolder() {
-    if (!path_.empty()) rmdir(path_.c_str());
-  }
-
- private:
-  std::string path_;
+struct GdiObject {
+  enum Kind { kBrush, kFont, kBitmap } kind;
+  uint32_t colour = 0;
+  Font font;
+  QImage image;
 };
 
-// Every Qt call of the window model runs on one thread that makes the application and lives as
-// long as the process. Qt keeps data per thread and frees it when a thread ends; threads that
-// come and go (a tip's, a test's) and end while the process's statics are torn down would
-// free it after Qt's own statics are gone. The GUI thread never ends, so it never frees.
-class GuiThread {
- public:
-  static GuiThread& Get() {
-    static RuntimeFolder folder;
-    static GuiThread* thread = new GuiThread;  // never ends; see above
-    return *thread;
-  }
+std::atomic<int> g_alive{0};
 
-  template <typename F>
-  auto Run(F&& work) -> decltype(work()) {
-    if (std::this_thread::get_id() == id_) return work();
-    std::packaged_task<decltype(work())()> task(std::forward<F>(work));
-    auto result = task.get_future();
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      tasks_.emplace_back([&task] { task(); });
-    }
-    wake_.notify_one();
-    return result.get();
-  }
+GdiObject* NewObject(GdiObject::Kind kind) {
+  ++g_alive;
+  auto* object = new GdiObject;
+  object->kind = kind;
+  return object;
+}
 
- private:
-  GuiThread() {
-    std::promise<std::thread::id> started;
-    auto id = started.get_future();
-    std::thread([this, started = std::move(started)]() mutable { Loop(started); }).detach();
-    id_ = id.get();
-  }
+GdiObject* StockObject(int index) {
+  static GdiObject white{GdiObject::kBrush, 0xFFFFFF, Font(), QImage()};
+  static GdiObject guiFont{GdiObject::kFont, 0, Font{"Sans Serif", -12, 400, 0}, QImage()};
+  if (index == WHITE_BRUSH) return &white;
+  if (index == DEFAULT_GUI_FONT) return &guiFont;
+  return nullptr;
+}
 
-  void Loop(std::promise<std::thread::id>& started) {
-    if (!QCoreApplication::instance()) {
-      static int argc = 3;
-      static char name[] = "tnwin", option[] = "-platform", platform[] = "offscreen";
-      static char* argv[] = {name, option, platform, nullptr};
-      new QGuiApplication(argc, argv);  // lives as long as the process
-    }
-    started.set_value(std::this_thread::get_id());
-    for (;;) {
-      std::function<void()> task;
-      {
-        std::unique_lock<std::mutex> lock(mutex_);
-        wake_.wait(lock, [this] { return !tasks_.empty(); });
-        task = std::move(tasks_.front());
-        tasks_.pop_front();
-      }
-      task();
-    }
-  }
-
-  std::thread::id id_;
-  std::mutex mutex_;
-  std::condition_variable wake_;
-  std::deque<std::function<void()>> tasks_;
-};
+bool IsStock(void* object) {
+  return object == StockObject(WHITE_BRUSH) || object == StockObject(DEFAULT_GUI_FONT);
+}
 
 QFont ToQFont(const Font& font) {
   QFont q(QString::fromStdString(font.face));
@@ -121,25 +74,58 @@ std::map<HWND, QImage>& Pictures() {
   return pictures;
 }
 
-// Draws the window's picture; on the GUI thread.
-void Paint(HWND hwnd, int width, int height, const Font& font, const std::u16string& text,
-           uint32_t format, uint32_t textColour, uint32_t background) {
-  QImage image(width, height, QImage::Format_ARGB32);
-  image.fill(ToColour(background));
+std::map<std::pair<HINSTANCE, int>, QByteArray>& Resources() {
+  static std::map<std::pair<HINSTANCE, int>, QByteArray> resources;
+  return resources;
+}
+
+QImage PictureOf(HWND hwnd) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  auto it = Pictures().find(hwnd);
+  return it == Pictures().end() ? QImage() : it->second;
+}
+
+void KeepPicture(HWND hwnd, const QImage& image) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  Pictures()[hwnd] = image;
+}
+
+// Draws `text` as DrawTextW does into `box` of `image`; on the GUI thread.
+int DrawTextInto(QImage& image, const QRect& box, const Font& font, const std::u16string& text,
+                 uint32_t format, uint32_t colour) {
   const QFont q = ToQFont(font);
   QString shown = ToQ(text);
-  if (format & DT_END_ELLIPSIS) shown = QFontMetrics(q).elidedText(shown, Qt::ElideRight, width);
+  if (format & DT_END_ELLIPSIS) {
+    shown = QFontMetrics(q).elidedText(shown, Qt::ElideRight, std::max(0, box.width()));
+  }
   int flags = Qt::TextSingleLine;
   flags |= (format & DT_CENTER) ? Qt::AlignHCenter : Qt::AlignLeft;
   flags |= (format & DT_VCENTER) ? Qt::AlignVCenter : Qt::AlignTop;
-  {
-    QPainter painter(&image);
-    painter.setFont(q);
-    painter.setPen(ToColour(textColour));
-    painter.drawText(image.rect(), flags, shown);
+  QPainter painter(&image);
+  painter.setClipRect(box);
+  painter.setFont(q);
+  painter.setPen(ToColour(colour));
+  painter.drawText(box, flags, shown);
+  return QFontMetrics(q).height();
+}
+
+// The DC's drawing surface: its selected bitmap, or the window's picture.
+QImage* Surface(HDC dc) {
+  if (dc->bitmap) return &static_cast<GdiObject*>(dc->bitmap)->image;
+  return dc->hwnd ? &dc->image : nullptr;
+}
+
+// The picture of `hwnd` with its visible children's pictures over it, at their places.
+void Compose(HWND hwnd, QImage& into, int x, int y) {
+  const QImage own = PictureOf(hwnd);
+  if (!own.isNull()) {
+    QPainter painter(&into);
+    painter.drawImage(x, y, own);
   }
-  std::lock_guard<std::mutex> lock(g_mutex);
-  Pictures()[hwnd] = image;
+  for (HWND child : GetChildren(hwnd)) {
+    const WindowState state = GetWindowState(child);
+    if (state.visible) Compose(child, into, x + state.x, y + state.y);
+  }
 }
 
 }  // namespace
@@ -156,20 +142,206 @@ bool PaintText(HWND hwnd, const Font& font, const std::u16string& text, uint32_t
   int width = 0, height = 0;
   if (!GetClientRect(hwnd, &width, &height) || width <= 0 || height <= 0) return false;
   return GuiThread::Get().Run([&] {
-    Paint(hwnd, width, height, font, text, format, textColour, background);
+    QImage image(width, height, QImage::Format_ARGB32);
+    image.fill(ToColour(background));
+    DrawTextInto(image, image.rect(), font, text, format, textColour);
+    KeepPicture(hwnd, image);
     return true;
   });
 }
 
 bool SaveWindowImage(HWND hwnd, const std::string& path) {
-  QImage image;
+  if (PictureOf(hwnd).isNull()) return false;
+  int width = 0, height = 0;
+  GetClientRect(hwnd, &width, &height);
+  return GuiThread::Get().Run([&] {
+    const QImage own = PictureOf(hwnd);
+    QImage whole(std::max(width, own.width()), std::max(height, own.height()),
+                 QImage::Format_ARGB32);
+    whole.fill(Qt::white);
+    Compose(hwnd, whole, 0, 0);
+    return whole.save(QString::fromStdString(path), "PNG");
+  });
+}
+
+bool SetWindowPicture(HWND hwnd, const std::string& png) {
+  return GuiThread::Get().Run([&] {
+    QImage image;
+    if (!image.loadFromData(reinterpret_cast<const uchar*>(png.data()),
+                            static_cast<int>(png.size()), "PNG")) {
+      return false;
+    }
+    KeepPicture(hwnd, image.convertToFormat(QImage::Format_ARGB32));
+    return true;
+  });
+}
+
+HDC BeginPaint(HWND hwnd, PAINTSTRUCT* paint) {
+  int width = 0, height = 0;
+  if (!GetClientRect(hwnd, &width, &height)) return nullptr;
+  ValidateRect(hwnd, nullptr);
+  auto* dc = new HDC__;
+  dc->hwnd = hwnd;
+  dc->brush = StockObject(WHITE_BRUSH);
+  dc->font = StockObject(DEFAULT_GUI_FONT);
+  GuiThread::Get().Run([&] {
+    // The picture keeps what was drawn before, at the window's present size.
+    QImage image(std::max(width, 0), std::max(height, 0), QImage::Format_ARGB32);
+    image.fill(Qt::white);
+    const QImage old = PictureOf(hwnd);
+    if (!old.isNull() && !image.isNull()) {
+      QPainter painter(&image);
+      painter.drawImage(0, 0, old);
+    }
+    dc->image = image;
+  });
+  if (paint) {
+    paint->hdc = dc;
+    paint->paint = Rect{0, 0, width, height};
+  }
+  return dc;
+}
+
+bool EndPaint(HWND hwnd, const PAINTSTRUCT* paint) {
+  if (!paint || !paint->hdc || paint->hdc->hwnd != hwnd) return false;
+  HDC dc = paint->hdc;
+  if (!dc->image.isNull()) KeepPicture(hwnd, dc->image);
+  GuiThread::Get().Run([dc] { delete dc; });
+  return true;
+}
+
+HDC CreateCompatibleDC(HDC) {
+  auto* dc = new HDC__;
+  dc->brush = StockObject(WHITE_BRUSH);
+  dc->font = StockObject(DEFAULT_GUI_FONT);
+  return dc;
+}
+
+bool DeleteDC(HDC dc) {
+  if (!dc) return false;
+  GuiThread::Get().Run([dc] { delete dc; });
+  return true;
+}
+
+HGDIOBJ SelectObject(HDC dc, HGDIOBJ object) {
+  if (!dc || !object) return nullptr;
+  void** slot = nullptr;
+  switch (static_cast<GdiObject*>(object)->kind) {
+    case GdiObject::kBrush:
+      slot = &dc->brush;
+      break;
+    case GdiObject::kFont:
+      slot = &dc->font;
+      break;
+    case GdiObject::kBitmap:
+      slot = &dc->bitmap;
+      break;
+  }
+  void* old = *slot;
+  *slot = object;
+  return old;
+}
+
+HGDIOBJ GetStockObject(int index) { return StockObject(index); }
+
+HBRUSH CreateSolidBrush(COLORREF colour) {
+  GdiObject* brush = NewObject(GdiObject::kBrush);
+  brush->colour = colour;
+  return brush;
+}
+
+HFONT CreateFontW(int height, int, int, int, int weight, uint32_t, uint32_t, uint32_t,
+                  uint32_t charset, uint32_t, uint32_t, uint32_t, uint32_t, const char16_t* face) {
+  GdiObject* font = NewObject(GdiObject::kFont);
+  font->font.face = ToQ(face ? face : u"").toStdString();
+  font->font.height = height;
+  font->font.weight = weight;
+  font->font.charset = static_cast<uint8_t>(charset);
+  return font;
+}
+
+bool DeleteObject(HGDIOBJ object) {
+  if (!object || IsStock(object)) return false;
+  --g_alive;
+  GuiThread::Get().Run([object] { delete static_cast<GdiObject*>(object); });
+  return true;
+}
+
+COLORREF SetTextColor(HDC dc, COLORREF colour) {
+  if (!dc) return 0;
+  const COLORREF old = dc->textColour;
+  dc->textColour = colour;
+  return old;
+}
+
+int SetBkMode(HDC dc, int mode) {
+  if (!dc) return 0;
+  const int old = dc->bkMode;
+  dc->bkMode = mode;
+  return old;
+}
+
+int FillRect(HDC dc, const Rect* rect, HBRUSH brush) {
+  if (!dc || !rect || !brush) return 0;
+  return GuiThread::Get().Run([&] {
+    QImage* surface = Surface(dc);
+    if (!surface || surface->isNull()) return 0;
+    QPainter painter(surface);
+    painter.fillRect(
+        QRect(rect->left, rect->top, rect->right - rect->left, rect->bottom - rect->top),
+        ToColour(static_cast<GdiObject*>(brush)->colour));
+    return 1;
+  });
+}
+
+int DrawTextW(HDC dc, const char16_t* text, int count, Rect* rect, uint32_t format) {
+  if (!dc || !text || !rect) return 0;
+  const std::u16string shown =
+      count < 0 ? std::u16string(text) : std::u16string(text, static_cast<std::size_t>(count));
+  return GuiThread::Get().Run([&] {
+    QImage* surface = Surface(dc);
+    if (!surface || surface->isNull()) return 0;
+    const QRect box(rect->left, rect->top, rect->right - rect->left, rect->bottom - rect->top);
+    return DrawTextInto(*surface, box, static_cast<GdiObject*>(dc->font)->font, shown, format,
+                        dc->textColour);
+  });
+}
+
+bool BitBlt(HDC dst, int x, int y, int width, int height, HDC src, int srcX, int srcY, uint32_t) {
+  if (!dst || !src) return false;
+  return GuiThread::Get().Run([&] {
+    QImage* to = Surface(dst);
+    QImage* from = Surface(src);
+    if (!to || !from || to->isNull() || from->isNull()) return false;
+    QPainter painter(to);
+    painter.drawImage(QPoint(x, y), *from, QRect(srcX, srcY, width, height));
+    return true;
+  });
+}
+
+void AddBitmapResource(HINSTANCE instance, int id, const unsigned char* png, std::size_t size) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  Resources()[{instance, id}] =
+      QByteArray(reinterpret_cast<const char*>(png), static_cast<int>(size));
+}
+
+HBITMAP LoadBitmapW(HINSTANCE instance, int id) {
+  QByteArray bytes;
   {
     std::lock_guard<std::mutex> lock(g_mutex);
-    auto it = Pictures().find(hwnd);
-    if (it == Pictures().end()) return false;
-    image = it->second;
+    auto it = Resources().find({instance, id});
+    if (it == Resources().end()) return nullptr;
+    bytes = it->second;
   }
-  return GuiThread::Get().Run([&] { return image.save(QString::fromStdString(path), "PNG"); });
+  return GuiThread::Get().Run([&]() -> HBITMAP {
+    QImage image;
+    if (!image.loadFromData(bytes, "PNG")) return nullptr;
+    GdiObject* bitmap = NewObject(GdiObject::kBitmap);
+    bitmap->image = image.convertToFormat(QImage::Format_ARGB32);
+    return bitmap;
+  });
 }
+
+int GdiObjectsAlive() { return g_alive.load(); }
 
 }  // namespace win

@@ -12,49 +12,29 @@
 #include <mutex>
 #include <thread>
 
+#include "model.h"
+
 namespace win {
 
 namespace {
-
-struct Window {
-  WindowState state;
-  WindowProc proc;
-  std::shared_ptr<MessageLoop::Queue> queue;  // the loop of the thread that made it, if any
-};
-
-struct Model {
-  std::mutex mutex;
-  std::map<HWND, std::shared_ptr<Window>> windows;
-  uintptr_t nextHandle = 0x1000;
-  int nextZ = 1;
-  HWND foreground = nullptr;
-  HWND active = nullptr;
-  MessagePoster poster;
-  int dpi = 96;
-  Rect desktop{0, 0, 1920, 1080};
-};
-
-Model& M() {
-  static Model model;
-  return model;
-}
-
-std::shared_ptr<Window> Find(HWND hwnd) {
-  auto it = M().windows.find(hwnd);
-  return it == M().windows.end() ? nullptr : it->second;
-}
 
 // Hands a posted message to its window's procedure, unless the window went away before its
 // message was read.
 void Dispatch(HWND hwnd, const PostedMessage& message) {
   WindowProc proc;
+  WNDPROC wndProc = nullptr;
   {
     std::lock_guard<std::mutex> lock(M().mutex);
     auto w = Find(hwnd);
     if (!w) return;
     proc = w->proc;
+    wndProc = w->wndProc;
   }
-  if (proc) proc(hwnd, message);
+  if (wndProc) {
+    wndProc(hwnd, message.message, message.wParam, message.lParam);
+  } else if (proc) {
+    proc(hwnd, message);
+  }
 }
 
 }  // namespace
@@ -135,6 +115,16 @@ void MessageLoop::Run() {
   while (queue_->Get(&hwnd, &message)) Dispatch(hwnd, message);
 }
 
+bool CurrentThreadHasLoop() { return t_queue != nullptr; }
+
+void RunCurrentLoopUntil(const std::function<bool()>& done) {
+  std::shared_ptr<MessageLoop::Queue> queue = t_queue;
+  if (!queue) return;
+  HWND hwnd = nullptr;
+  PostedMessage message;
+  while (!done() && queue->Get(&hwnd, &message)) Dispatch(hwnd, message);
+}
+
 void PostQuitMessage(int) {
   if (t_queue) t_queue->Quit();
 }
@@ -179,35 +169,46 @@ bool KillTimer(HWND hwnd, uintptr_t id) {
   return queue->timers.size() != before;
 }
 
-HWND CreateWindowModel(const std::string& className, HWND parent, WindowProc proc) {
-  std::lock_guard<std::mutex> lock(M().mutex);
+HWND AddWindow(std::shared_ptr<Window> window) {
   HWND hwnd = reinterpret_cast<HWND>(M().nextHandle += 0x10);
-  auto window = std::make_shared<Window>();
-  window->state.className = className;
-  window->state.parent = parent;
   window->state.zOrder = M().nextZ++;
-  window->proc = std::move(proc);
   window->queue = t_queue;
   M().windows[hwnd] = window;
   // A window of a thread with a message loop paints first thing.
-  if (window->queue) window->queue->Post(hwnd, PostedMessage{WM_PAINT, 0, 0});
+  if (window->queue) {
+    window->invalid = true;
+    window->queue->Post(hwnd, PostedMessage{WM_PAINT, 0, 0});
+  }
   return hwnd;
 }
 
+HWND CreateWindowModel(const std::string& className, HWND parent, WindowProc proc) {
+  std::lock_guard<std::mutex> lock(M().mutex);
+  auto window = std::make_shared<Window>();
+  window->state.className = className;
+  window->state.parent = parent;
+  window->proc = std::move(proc);
+  return AddWindow(std::move(window));
+}
+
 void DestroyWindow(HWND hwnd) {
-  std::vector<std::pair<HWND, WindowProc>> destroyed;
+  // The window and its children, parents first. They stay in the model while they hear
+  // WM_DESTROY (parents first) and WM_NCDESTROY (children first), so that their procedures
+  // still find their data, and leave it afterwards.
+  std::vector<std::pair<HWND, std::shared_ptr<Window>>> destroyed;
   {
     std::lock_guard<std::mutex> lock(M().mutex);
     std::vector<HWND> pending{hwnd};
     while (!pending.empty()) {
-      HWND h = pending.back();
-      pending.pop_back();
+      HWND h = pending.front();
+      pending.erase(pending.begin());
       auto w = Find(h);
-      if (!w) continue;
+      if (!w || w->destroying) continue;
+      w->destroying = true;
       for (const auto& [child, state] : M().windows) {
         if (state->state.parent == h) pending.push_back(child);
       }
-      destroyed.emplace_back(h, w->proc);
+      destroyed.emplace_back(h, w);
       if (w->queue) {
         std::lock_guard<std::mutex> queueLock(w->queue->mutex);
         auto& timers = w->queue->timers;
@@ -215,14 +216,22 @@ void DestroyWindow(HWND hwnd) {
                                     [h = h](const auto& t) { return t.hwnd == h; }),
                      timers.end());
       }
-      M().windows.erase(h);
       if (M().foreground == h) M().foreground = nullptr;
       if (M().active == h) M().active = nullptr;
     }
   }
-  for (auto& [h, proc] : destroyed) {
-    if (proc) proc(h, PostedMessage{WM_DESTROY, 0, 0});
+  for (auto& [h, w] : destroyed) {
+    if (w->wndProc) {
+      w->wndProc(h, WM_DESTROY, 0, 0);
+    } else if (w->proc) {
+      w->proc(h, PostedMessage{WM_DESTROY, 0, 0});
+    }
   }
+  for (auto it = destroyed.rbegin(); it != destroyed.rend(); ++it) {
+    if (it->second->wndProc) it->second->wndProc(it->first, WM_NCDESTROY, 0, 0);
+  }
+  std::lock_guard<std::mutex> lock(M().mutex);
+  for (auto& [h, w] : destroyed) M().windows.erase(h);
 }
 
 bool GetClientRect(HWND hwnd, int* width, int* height) {
@@ -245,7 +254,8 @@ std::vector<HWND> GetChildren(HWND hwnd) {
 
 bool IsWindow(HWND hwnd) {
   std::lock_guard<std::mutex> lock(M().mutex);
-  return Find(hwnd) != nullptr;
+  auto w = Find(hwnd);
+  return w && !w->destroying;
 }
 
 WindowState GetWindowState(HWND hwnd) {
@@ -270,53 +280,90 @@ bool IsIconic(HWND hwnd) {
   return w && w->state.minimized;
 }
 
+namespace {
+
+// Sends WM_SIZE when a window's size changed from `before`.
+void TellSize(HWND hwnd, int beforeWidth, int beforeHeight) {
+  int width = 0, height = 0;
+  if (!GetClientRect(hwnd, &width, &height)) return;
+  if (width == beforeWidth && height == beforeHeight) return;
+  SendMessageW(hwnd, WM_SIZE, 0, MAKELPARAM(width, height));
+}
+
+}  // namespace
+
 bool ShowWindow(HWND hwnd, int command) {
-  std::lock_guard<std::mutex> lock(M().mutex);
-  auto w = Find(hwnd);
-  if (!w) return false;
-  const bool wasVisible = w->state.visible;
-  WindowState& s = w->state;
-  switch (command) {
-    case SW_HIDE:
-      s.visible = false;
-      break;
-    case SW_MINIMIZE:
-      s.visible = true;
-      s.minimized = true;
-      break;
-    case SW_MAXIMIZE:
-      s.visible = true;
-      s.minimized = false;
-      s.maximized = true;
-      break;
-    case SW_RESTORE:
-      s.visible = true;
-      s.minimized = false;
-      s.maximized = false;
-      break;
-    default:
-      s.visible = true;
-      break;
+  int width = 0, height = 0;
+  bool wasVisible = false;
+  {
+    std::lock_guard<std::mutex> lock(M().mutex);
+    auto w = Find(hwnd);
+    if (!w) return false;
+    wasVisible = w->state.visible;
+    WindowState& s = w->state;
+    width = s.width;
+    height = s.height;
+    switch (command) {
+      case SW_HIDE:
+        s.visible = false;
+        break;
+      case SW_MINIMIZE:
+        s.visible = true;
+        s.minimized = true;
+        break;
+      case SW_MAXIMIZE:
+        // A maximised window fills the screen and remembers where it was.
+        if (!s.maximized) w->restore = Rect{s.x, s.y, s.x + s.width, s.y + s.height};
+        s.visible = true;
+        s.minimized = false;
+        s.maximized = true;
+        s.x = M().desktop.left;
+        s.y = M().desktop.top;
+        s.width = M().desktop.right - M().desktop.left;
+        s.height = M().desktop.bottom - M().desktop.top;
+        break;
+      case SW_RESTORE:
+        if (s.maximized) {
+          s.x = w->restore.left;
+          s.y = w->restore.top;
+          s.width = w->restore.right - w->restore.left;
+          s.height = w->restore.bottom - w->restore.top;
+        }
+        s.visible = true;
+        s.minimized = false;
+        s.maximized = false;
+        break;
+      default:
+        s.visible = true;
+        break;
+    }
   }
+  TellSize(hwnd, width, height);
   return wasVisible;
 }
 
 bool SetWindowPos(HWND hwnd, HWND insertAfter, int x, int y, int cx, int cy, uint32_t flags) {
-  std::lock_guard<std::mutex> lock(M().mutex);
-  auto w = Find(hwnd);
-  if (!w) return false;
-  if (!(flags & SWP_NOMOVE)) {
-    w->state.x = x;
-    w->state.y = y;
+  int width = 0, height = 0;
+  {
+    std::lock_guard<std::mutex> lock(M().mutex);
+    auto w = Find(hwnd);
+    if (!w) return false;
+    width = w->state.width;
+    height = w->state.height;
+    if (!(flags & SWP_NOMOVE)) {
+      w->state.x = x;
+      w->state.y = y;
+    }
+    if (!(flags & SWP_NOSIZE)) {
+      w->state.width = cx;
+      w->state.height = cy;
+    }
+    if (!(flags & SWP_NOZORDER)) {
+      if (insertAfter == reinterpret_cast<HWND>(HWND_TOPMOST_VALUE)) w->state.topmost = true;
+      if (insertAfter == nullptr || w->state.topmost) w->state.zOrder = M().nextZ++;
+    }
   }
-  if (!(flags & SWP_NOSIZE)) {
-    w->state.width = cx;
-    w->state.height = cy;
-  }
-  if (!(flags & SWP_NOZORDER)) {
-    if (insertAfter == reinterpret_cast<HWND>(HWND_TOPMOST_VALUE)) w->state.topmost = true;
-    if (insertAfter == nullptr || w->state.topmost) w->state.zOrder = M().nextZ++;
-  }
+  TellSize(hwnd, width, height);
   return true;
 }
 
@@ -448,12 +495,18 @@ void Sleep(uint32_t milliseconds) {
 }
 
 void* GetModuleHandleW(const char* fileName) {
-  if (!fileName) return nullptr;
+  if (!fileName) return GetProgramInstance();
   void* handle = dlopen(fileName, RTLD_NOW | RTLD_NOLOAD);
   // The handle stays valid while the library is loaded; drop the count dlopen added.
   if (handle) dlclose(handle);
   return handle;
 }
+
+void* LoadLibraryW(const std::string& path) {
+  return path.empty() ? nullptr : dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+}
+
+bool FreeLibrary(void* module) { return module && dlclose(module) == 0; }
 
 void* GetProcAddress(void* module, const char* name) {
   return module && name ? dlsym(module, name) : nullptr;

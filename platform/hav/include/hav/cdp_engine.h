@@ -65,6 +65,9 @@ class HAV_API PageBrowser final : public Browser {
   void DeleteCookie(TnString* address, TnString* name, TnString* space) override;
   void ExecuteJavaScript(CefRefPtr<CefBrowser> browser, CefRefPtr<CefFrame> frame,
                          const char16_t* script) override;
+  void GoBack() override { GoInHistory(-1); }
+  // A new document of the same address.
+  void Reload() override;
 
   // The render side of this page: each new document (named by the session of its frame and
   // its execution context) gets the native object; page calls come by a binding or as
@@ -87,9 +90,11 @@ class HAV_API PageBrowser final : public Browser {
   bool alive() const { return alive_; }
   std::string url() const;
   bool CanGoBack() const;
-  // A new document of the same address; a step through the history.
-  void Reload();
+  // A step through the history.
   void GoInHistory(int offset);
+  // The native window of the engine's browser inside the window: its size is the page's
+  // viewport.
+  HWND host_window() const { return hostWindow_; }
   // Evaluates `expression` in the page, or in the cross-site frame of `session`, and waits for
   // its value (tests and the demo).
   bool Evaluate(const std::string& expression, Json::Value* value, int timeoutMs = 10000,
@@ -120,6 +125,11 @@ class HAV_API PageBrowser final : public Browser {
   class Frame;
   std::map<std::string, CefRefPtr<Frame>> frames_;  // cross-site frames by their session
   HWND hwnd_ = nullptr;
+  HWND hostWindow_ = nullptr;
+  BrowserParam* settings_ = nullptr;  // made on first request
+  bool placed_ = false;
+  // The page's viewport follows the browser's child window.
+  void SetViewport(int width, int height);
   std::atomic<bool> alive_{true};
   bool closing_ = false;  // UI thread
   mutable std::mutex mutex_;

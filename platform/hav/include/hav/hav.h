@@ -78,6 +78,12 @@ class HAV_API BrowserParam {
   virtual void SetCookieSpace(TnString* space) = 0;
   virtual void SetHideOnClose(bool hide) = 0;
   virtual void SetName(TnString* name) = 0;
+  // What was set, for the view of the window made with it (GetProperty(19)).
+  virtual bool GetShowTitleBar() = 0;
+  virtual bool GetStartHidden() = 0;
+  // Owned by the object; null when no title was set.
+  virtual TnString* GetTitle() = 0;
+  virtual int32_t GetViewType() = 0;
 
  protected:
   virtual ~BrowserParam() = default;
@@ -112,6 +118,9 @@ class HAV_API Browser {
   // Runs `script` in the page (its main frame when `frame` is empty).
   virtual void ExecuteJavaScript(CefRefPtr<CefBrowser> browser, CefRefPtr<CefFrame> frame,
                                  const char16_t* script) = 0;
+  // The page's history: one step back, and the present page loaded again.
+  virtual void GoBack() = 0;
+  virtual void Reload() = 0;
 
  protected:
   virtual ~Browser() = default;
@@ -161,11 +170,14 @@ class tnEventDispatcher {
 // The web title bar of a window, as a view drives it.
 class HAV_API BrowserTitleWindow {
  public:
-  // Makes the bar's native window as a child of `parent`.
-  virtual bool Create(HWND parent, int32_t width, int32_t height, int32_t flags) = 0;
+  // Makes the bar's native window as a child of `parent`; 0.
+  virtual int32_t Create(HWND parent, int32_t width, int32_t height, int32_t useModuleHandle) = 0;
   virtual HWND GetWindowHandle() = 0;
-  virtual void SetHideShareButtons(bool hide) = 0;
+  virtual HWND GetParentWindow() = 0;
   virtual void SetShowLinkButtons(bool show) = 0;
+  virtual void SetHideShareButtons(bool hide) = 0;
+  virtual void SetShowNavigation(bool show) = 0;
+  virtual void SetTitle(const tnbase::TnStringPtr& title) = 0;
   virtual void SetBackEnabled(bool enabled) = 0;
   virtual void AttachBrowser(void* view, Browser* browser) = 0;
 

@@ -112,6 +112,8 @@ class Page;
 struct BrowserParamRecord;
 // What was set on a parameter object that CreateHavObject made; defaults for any other.
 HAV_API BrowserParamRecord ReadBrowserParam(BrowserParam* param);
+// A parameter object holding `record` (a browser's settings, GetProperty(19)); Destroy frees it.
+HAV_API BrowserParam* NewBrowserParamFrom(const BrowserParamRecord& record);
 
 // What the factory set on a BrowserParam, in the order it was set.
 struct BrowserParamRecord {
@@ -151,6 +153,8 @@ class HAV_API BrowserImpl final : public Browser {
   void DeleteCookie(TnString* address, TnString* name, TnString* space) override;
   void ExecuteJavaScript(CefRefPtr<CefBrowser> browser, CefRefPtr<CefFrame> frame,
                          const char16_t* script) override;
+  void GoBack() override;
+  void Reload() override;
 
   // A navigation of the page itself: hav asks the view first, then loads.
   void Navigate(const std::string& url);
@@ -187,6 +191,8 @@ class HAV_API BrowserImpl final : public Browser {
   Engine* engine_;
   const int id_;
   BrowserParamRecord param_;
+  BrowserParam* settings_ = nullptr;  // made on first request
+  bool placed_ = false;
   BrowserNotify* notify_;
   HWND hwnd_ = nullptr;
   HWND hostWindow_ = nullptr;

@@ -24,6 +24,7 @@ class TNMAINUI_API RecordingShadow final : public WindowShadow {
   uint32_t AddRef() override { return ++refs_; }
   uint32_t Release() override;
   void AttachWindow(HWND window) override;
+  void Reserved5() override { Record("Reserved5"); }
   void UpdateShadow() override { Record("UpdateShadow"); }
   void ShowShadow(int32_t show) override { Record("ShowShadow(" + std::to_string(show) + ")"); }
   void DetachWindow() override { Record("DetachWindow"); }

@@ -133,8 +133,11 @@ TNWIN_API void PostQuitMessage(int code);
 TNWIN_API bool SetTimer(HWND hwnd, uintptr_t id, uint32_t milliseconds);
 TNWIN_API bool KillTimer(HWND hwnd, uintptr_t id);
 
-// Loaded libraries: the handle of one already loaded (never loads it), and an export of it.
+// Loaded libraries: the handle of one already loaded (never loads it; the program's own without
+// a name), one loaded by its full path, and an export of it.
 TNWIN_API void* GetModuleHandleW(const char* fileName);
+TNWIN_API void* LoadLibraryW(const std::string& path);
+TNWIN_API bool FreeLibrary(void* module);
 TNWIN_API void* GetProcAddress(void* module, const char* name);
 
 }  // namespace win
