@@ -9,6 +9,8 @@
 #include "base/json.h"
 #include "base/tn_log.h"
 #include "browser_view_setting.h"
+#include "light/window_tavrin_browser_ui.h"
+#include "presentation.pb.h"
 #include "tn_webui_module.h"
 #include "tnbase/files.h"
 #include "win/window.h"
@@ -223,12 +225,21 @@ HRESULT TnBrowserFactory::CreateLightBrowser(int32_t first, const char* name, co
   return CreateLightBrowser(first, name, url, nullptr);
 }
 
-HRESULT TnBrowserFactory::CreateLightBrowser(int32_t, const char* name, const char*,
-                                             xhav::BrowserParam*,
-                                             const interdata::WindowProperty*) {
+HRESULT TnBrowserFactory::CreateLightBrowser(int32_t first, const char* name, const char* url,
+                                             xhav::BrowserParam* param,
+                                             const interdata::WindowProperty* property) {
   if (TavrinBrowser* open = FindLightBrowserByName(name ? name : "")) return open->GetId();
-  // Light windows of their own are not made yet.
-  return E_NOTIMPL;
+  auto* window = new WindowTavrinBrowserUI(first);
+  window->SetName(name ? name : "");
+  window->SetOpenUrl(url ? url : "");
+  window->SetTitle(property ? property->title() : std::string());
+  // The schema's window property names no owner window, so the new window has none.
+  xhav::Browser* browser = nullptr;
+  if (xhav::Core* core = HavCore()) core->CreateBrowser(url ? url : "", param, window, &browser);
+  window->SetBrowser(browser);
+  window->SetId(browser ? browser->GetId() : 0);
+  Append(window);
+  return window->GetId();
 }
 
 TnBrowserPbUI* TnBrowserFactory::CreatePopupView(int32_t, const char* url,
@@ -287,10 +298,11 @@ void TnBrowserFactory::RemoveBrowser(int32_t id) {
       view->Release();
       return;
     }
-    auto* light = dynamic_cast<TavrinBrowser*>(element);
+    auto* light = dynamic_cast<TavrinBrowserUI*>(element);
     if (light && light->GetId() == id) {
-      // Light windows, which take themselves down, are not made yet.
       Erase(element);
+      light->SetBrowser(nullptr);
+      light->Destroy(1);
       return;
     }
   }

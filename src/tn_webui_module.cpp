@@ -1,7 +1,5 @@
 #include "tn_webui_module.h"
 
-#include "tnwebui/services.h"
-
 #include <new>
 
 #include "base/tn_log.h"
@@ -10,6 +8,8 @@
 #include "light/tavrin_browser_handler.h"
 #include "render/render_process.h"
 #include "tn_browser_factory.h"
+#include "tnwebui/services.h"
+#include "win/file_version.h"
 
 namespace tnwebui {
 
@@ -28,6 +28,13 @@ TnWebUIModule::~TnWebUIModule() {
 }
 
 TnWebUIModule* TnWebUIModule::Get() { return g_module; }
+
+std::string TnWebUIModule::GetAppFolder() const {
+  if (!appFolder_.empty()) return appFolder_;
+  const std::string file = win::GetModuleFileName(reinterpret_cast<const void*>(&g_module));
+  const std::size_t cut = file.rfind(win::kPathSeparator);
+  return cut == std::string::npos ? std::string() : file.substr(0, cut);
+}
 
 TnWebUIModule* TnWebUIModule::GetOrCreate(ModuleHost* host) {
   if (!g_module) g_module = new TnWebUIModule(host);

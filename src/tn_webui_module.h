@@ -35,6 +35,10 @@ class TnWebUIModule final : public TavrinModule {
   RenderProcess* render_process() const { return renderProcess_.get(); }
   BrowserFactoryHandlerCreator* handler_creator() const { return handlerCreator_; }
 
+  // The application folder: the folder of the module's own file (a test may set another).
+  std::string GetAppFolder() const;
+  void SetAppFolder(std::string folder) { appFolder_ = std::move(folder); }
+
   // The process-wide module, or null before CreateTavrinModule.
   static TnWebUIModule* Get();
   static TnWebUIModule* GetOrCreate(ModuleHost* host);
@@ -48,6 +52,7 @@ class TnWebUIModule final : public TavrinModule {
   std::unique_ptr<RenderProcess> renderProcess_;
   // Owned until hav's registry calls its DeleteCreator, which clears this slot.
   BrowserFactoryHandlerCreator* handlerCreator_ = nullptr;
+  std::string appFolder_;
 };
 
 // Shortcuts through the process-wide module.

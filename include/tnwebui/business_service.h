@@ -7,6 +7,8 @@
 
 #include <cstdint>
 
+class BusinessCore;
+
 // The base of every object that crosses the boundary.
 class GoDisposable {
  public:
@@ -136,6 +138,9 @@ class BusinessCoreService {
   virtual tnbusiness::NetworkObject* GetNetworkObject() = 0;
   virtual tnbusiness::ApplicationObject* GetApplicationObject() = 0;
   virtual tnbusiness::ContactObject* GetContactObject() = 0;
+  // The business core of organisation `oid`, or null. The service keeps it; it stays valid
+  // while the organisation is signed in.
+  virtual BusinessCore* GetBusinessCore(int32_t oid) = 0;
 
  protected:
   ~BusinessCoreService() = default;

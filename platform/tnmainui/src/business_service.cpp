@@ -101,7 +101,25 @@ std::string Bytes(Block* block) {
 
 ScriptedBusinessService::ScriptedBusinessService() { worker_.StartThread(); }
 
-ScriptedBusinessService::~ScriptedBusinessService() { worker_.Stop(); }
+ScriptedBusinessService::~ScriptedBusinessService() {
+  worker_.Stop();
+  for (auto& [oid, core] : cores_) core->Release();
+}
+
+BusinessCore* ScriptedBusinessService::GetBusinessCore(int32_t oid) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto it = cores_.find(oid);
+  return it == cores_.end() ? nullptr : it->second;
+}
+
+void ScriptedBusinessService::SetBusinessCore(int32_t oid, BusinessCore* core) {
+  if (core) core->AddRef();
+  std::lock_guard<std::mutex> lock(mutex_);
+  BusinessCore*& slot = cores_[oid];
+  if (slot) slot->Release();
+  slot = core;
+  if (!core) cores_.erase(oid);
+}
 
 tnbusiness::CoreObject* ScriptedBusinessService::GetCoreObject() { return core_ ? this : nullptr; }
 tnbusiness::NetworkObject* ScriptedBusinessService::GetNetworkObject() {

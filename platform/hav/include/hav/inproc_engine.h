@@ -165,6 +165,12 @@ class HAV_API BrowserImpl final : public Browser {
   // The native window of the engine's browser inside the window.
   HWND host_window() const { return hostWindow_; }
   const BrowserParamRecord& param() const { return param_; }
+  // The addresses registered with this browser, in order (tests).
+  std::vector<std::string> handler_addresses() const {
+    std::vector<std::string> out;
+    for (const auto& entry : handlers_.entries()) out.push_back(entry.first);
+    return out;
+  }
   std::shared_ptr<Page> page() const { return page_; }
   bool alive() const { return alive_; }
   // The operations done on this browser, in order ("Minimize", "Close(0)", "LoadUrl(u)").

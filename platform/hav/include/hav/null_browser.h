@@ -1,7 +1,8 @@
 #pragma once
 
-// A hav browser that does nothing but own a native window and count the scripts it is given:
-// for benchmarks and fuzzers that drive the module without an engine.
+// A hav browser that does nothing but own a native window and count the scripts, backs and
+// reloads it is given: for benchmarks, fuzzers and tests that drive the module without an
+// engine.
 
 #include "hav/hav.h"
 #include "win/window.h"
@@ -25,7 +26,7 @@ class NullBrowser final : public Browser {
   void AddHandler(const char*, HandlerCreator*) override {}
   void RemoveHandler(const char*) override {}
   int32_t GetId() override { return 1; }
-  TnString* GetUrl() override { return nullptr; }
+  TnString* GetUrl() override { return url.empty() ? nullptr : allocStringFromUTF8(url.c_str()); }
   void LoadUrl(const char*) override {}
   void SetTitle(const char16_t*) override {}
   void SetInitialData(const char*) override {}
@@ -35,7 +36,10 @@ class NullBrowser final : public Browser {
   void ExecuteJavaScript(CefRefPtr<CefBrowser>, CefRefPtr<CefFrame>, const char16_t*) override {
     ++scripts;
   }
-  long scripts = 0;
+  void GoBack() override { ++backs; }
+  void Reload() override { ++reloads; }
+  long scripts = 0, backs = 0, reloads = 0;
+  std::string url;  // what GetUrl gives; empty: none
 
  private:
   HWND window_;

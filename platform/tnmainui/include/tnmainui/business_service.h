@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -87,6 +88,7 @@ class TNMAINUI_API ScriptedBusinessService final : public BusinessCoreService,
   tnbusiness::NetworkObject* GetNetworkObject() override;
   tnbusiness::ApplicationObject* GetApplicationObject() override;
   tnbusiness::ContactObject* GetContactObject() override;
+  BusinessCore* GetBusinessCore(int32_t oid) override;
 
   void RequestToken(IGString* domain, IGString* deviceId, Im::Responser* responser) override;
   void RequestOrgToken(int32_t orgId, IGString* domain, IGString* deviceId,
@@ -111,6 +113,8 @@ class TNMAINUI_API ScriptedBusinessService final : public BusinessCoreService,
   // Which objects the service gives (all by default).
   void SetObjects(bool core, bool network, bool application, bool contact);
   std::vector<GoCall> calls() const;
+  // The business core of an organisation (held with a reference until replaced or the end).
+  void SetBusinessCore(int32_t oid, BusinessCore* core);
   // Waits until the core's thread has answered everything so far.
   void Flush() { worker_.Flush(); }
 
@@ -123,6 +127,7 @@ class TNMAINUI_API ScriptedBusinessService final : public BusinessCoreService,
   std::function<GoAnswer(const GoCall&)> script_;
   std::function<void(const GoCall&, Im::HTTPDownloadResponser*)> download_;
   std::vector<GoCall> calls_;
+  std::map<int32_t, BusinessCore*> cores_;
   std::atomic<bool> core_{true}, network_{true}, application_{true}, contact_{true};
   std::atomic<int64_t> nextHandle_{1};
   tnbase::TaskQueue worker_{"business service"};
