@@ -114,9 +114,14 @@ TEST_F(BrowserFactory, FindingByName) {
   out->Release();
   EXPECT_EQ(factory->FindLightBrowserByName(""), nullptr);
   EXPECT_EQ(factory->FindLightBrowserByName("Named"), nullptr);  // Pb views are passed over
-  EXPECT_EQ(
-      factory->CreateLightBrowser(1, "https://l.test/", static_cast<xhav::BrowserParam*>(nullptr)),
-      E_NOTIMPL);
+  // The short form has an empty name, which matches nothing: each call makes a window.
+  const HRESULT first =
+      factory->CreateLightBrowser(1, "https://l.test/", static_cast<xhav::BrowserParam*>(nullptr));
+  const HRESULT second =
+      factory->CreateLightBrowser(1, "https://l.test/", static_cast<xhav::BrowserParam*>(nullptr));
+  EXPECT_GT(first, 0);
+  EXPECT_NE(first, second);
+  EXPECT_NE(factory->FindLightBrowserById(second), nullptr);
   unnamed->Release();
   named->Release();
 }

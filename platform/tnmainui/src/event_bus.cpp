@@ -14,13 +14,20 @@ void InProcessEventBus::PostFileListEvent(int32_t viewId, const char* name,
 
 void InProcessEventBus::PostPbTextEvent(int32_t type, const char* name, const char* data,
                                         uint32_t size) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  posted_.push_back({"pbtext", type, name ? name : "", data ? std::string(data, size) : ""});
+  const std::string bytes = data ? std::string(data, size) : "";
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    posted_.push_back({"pbtext", type, name ? name : "", bytes});
+  }
+  Raise(type, name ? name : "", "pbtext", bytes);
 }
 
 void InProcessEventBus::PostJsonEvent(int32_t type, const char* name, const char* data) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  posted_.push_back({"json", type, name ? name : "", data ? data : ""});
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    posted_.push_back({"json", type, name ? name : "", data ? data : ""});
+  }
+  Raise(type, name ? name : "", "json", data ? data : "");
 }
 
 void InProcessEventBus::AddEventReceiver(TavrinEventReceiver* receiver) {

@@ -25,6 +25,8 @@ class __attribute__((visibility("default"))) InProcessEventBus final : public Ev
   explicit InProcessEventBus(std::function<void(std::function<void()>)> post)
       : post_(std::move(post)) {}
 
+  // Posted events are recorded; text events (JSON, pbtext) also go to every receiver, as the
+  // client's bus hands them out.
   void PostFileListEvent(int32_t viewId, const char* name,
                          const interdata::CoreMediaInfoList& files) override;
   void PostPbTextEvent(int32_t type, const char* name, const char* data, uint32_t size) override;
