@@ -50,6 +50,8 @@ class Engine::CoreImpl final : public Core {
 Engine::Engine(EngineOptions options, int processType)
     : options_(std::move(options)), core_(std::make_unique<CoreImpl>(this, processType)) {
   cef_inproc::SetTaskRunner(TID_UI, &ui_);
+  // Messages posted to windows run on the UI thread, as the system's message loop runs them.
+  win::SetMessagePoster([this](std::function<void()> task) { ui_.PostTask(std::move(task)); });
   connection_ = Connection::Launch(options_.launch, &error_);
   if (!connection_) return;
   connection_->SetRunner(&ui_);
@@ -73,6 +75,7 @@ Engine::Engine(EngineOptions options, int processType)
 }
 
 Engine::~Engine() {
+  win::SetMessagePoster(nullptr);
   {
     std::lock_guard<std::mutex> lock(directMutex_);
     direct_ = false;  // the reader no longer hands calls to the render side

@@ -16,17 +16,7 @@ PageBrowser::PageBrowser(Engine* engine, int id, BrowserNotify* notify,
                          const inproc::BrowserParamRecord& p)
     : engine_(engine), id_(id), notify_(notify), param_(p) {
   hwnd_ = win::CreateWindowModel("HavWindowClassName", p.parent,
-                                 [this](HWND, const win::PostedMessage& m) {
-                                   if (!alive_) return;
-                                   if (m.message == win::WM_SIZE && placed_ && notify_) {
-                                     engine_->ui().PostTask([this] {
-                                       if (alive_ && notify_)
-                                         notify_->OnStateChanged(kStateSizeChanged);
-                                     });
-                                   } else if (m.message == win::WM_SYSCOMMAND) {
-                                     RunSystemCommand(this, m.wParam);
-                                   }
-                                 });
+                                 [this](HWND, const win::PostedMessage& m) { OnWindowMessage(m); });
   if (p.width > 0 && p.height > 0) {
     win::SetWindowPos(hwnd_, nullptr, p.left, p.top, p.width, p.height, win::SWP_NOZORDER);
   }
@@ -45,6 +35,25 @@ PageBrowser::PageBrowser(Engine* engine, int id, BrowserNotify* notify,
 PageBrowser::~PageBrowser() {
   if (hwnd_) win::DestroyWindow(hwnd_);
   if (settings_) settings_->Destroy();
+}
+
+void PageBrowser::OnWindowMessage(const win::PostedMessage& m) {
+  if (!alive_) return;
+  switch (m.message) {
+    case win::WM_SIZE:
+      if (!placed_ || !notify_) return;
+      engine_->ui().PostTask([this] {
+        if (alive_ && notify_) notify_->OnStateChanged(kStateSizeChanged);
+      });
+      break;
+    case win::WM_SYSCOMMAND:
+      RunSystemCommand(this, m.wParam);
+      break;
+    case win::WM_CLOSE:
+      // The user's or the host's close asks the view first.
+      if (!(notify_ && notify_->OnClosing())) Close(1);
+      break;
+  }
 }
 
 void PageBrowser::SetViewport(int width, int height) {

@@ -128,6 +128,15 @@ void Compose(HWND hwnd, QImage& into, int x, int y) {
   }
 }
 
+// Whether the window or one of its visible children has been painted.
+bool HasPicture(HWND hwnd) {
+  if (!PictureOf(hwnd).isNull()) return true;
+  for (HWND child : GetChildren(hwnd)) {
+    if (GetWindowState(child).visible && HasPicture(child)) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 int GetTextWidth(const Font& font, const std::u16string& text) {
@@ -151,7 +160,7 @@ bool PaintText(HWND hwnd, const Font& font, const std::u16string& text, uint32_t
 }
 
 bool SaveWindowImage(HWND hwnd, const std::string& path) {
-  if (PictureOf(hwnd).isNull()) return false;
+  if (!HasPicture(hwnd)) return false;
   int width = 0, height = 0;
   GetClientRect(hwnd, &width, &height);
   return GuiThread::Get().Run([&] {

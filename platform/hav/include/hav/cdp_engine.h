@@ -130,6 +130,8 @@ class HAV_API PageBrowser final : public Browser {
   bool placed_ = false;
   // The page's viewport follows the browser's child window.
   void SetViewport(int width, int height);
+  // The window's size, its system commands and its close.
+  void OnWindowMessage(const win::PostedMessage& m);
   std::atomic<bool> alive_{true};
   bool closing_ = false;  // UI thread
   mutable std::mutex mutex_;

@@ -38,7 +38,8 @@ TNWIN_API int GetTextWidth(const Font& font, const std::u16string& text);
 TNWIN_API bool PaintText(HWND hwnd, const Font& font, const std::u16string& text, uint32_t format,
                          uint32_t textColour, uint32_t background);
 // Saves the window's last picture, with the pictures of its visible children at their places
-// over it; false when it has none. Pictures outlive their windows.
+// over it (white where nothing was painted); false when neither it nor a visible child has
+// been painted. Pictures outlive their windows.
 TNWIN_API bool SaveWindowImage(HWND hwnd, const std::string& path);
 // Gives the window a picture from PNG bytes (an engine's screenshot of its page).
 TNWIN_API bool SetWindowPicture(HWND hwnd, const std::string& png);

@@ -1,0 +1,158 @@
+// Demo part: a light app's window in Debian's Chromium, opened through the factory. Its title
+// bar is drawn by the window model's GDI over the page's own screenshot, in one picture; a
+// framed web window of the client shows its fuller bar above a watermarked page. The user's
+// close asks the page, which saves and closes its window itself.
+
+#include <string>
+
+#include "demo.h"
+#include "hav/handler_table.h"
+#include "tnmainui/event_bus.h"
+#include "tnmainui/inproc_host.h"
+#include "win/paint.h"
+#include "win/user.h"
+
+namespace demo {
+namespace {
+
+HWND ChildOfClass(HWND parent, const std::string& className) {
+  for (HWND child : win::GetChildren(parent)) {
+    if (win::GetWindowState(child).className == className) return child;
+  }
+  return nullptr;
+}
+
+// Paints the title bar of `window` and its buttons now.
+void PaintBar(HWND bar) {
+  win::SendMessageW(bar, win::WM_PAINT, 0, 0);
+  for (HWND button : win::GetChildren(bar)) win::UpdateWindow(button);
+}
+
+// The page's screenshot as the picture of its browser window, and the whole window saved.
+void SaveWholeWindow(xhav::cdp::PageBrowser* page, const char* name) {
+  std::string png;
+  if (!page->CaptureScreenshot(&png)) return;
+  win::SetWindowPicture(page->host_window(), png);
+  const std::string path = std::string(TNWEBUI_BUILD_DIR) + "/" + name;
+  if (win::SaveWindowImage(page->GetWindowHandle(), path))
+    Say("  the whole window: %s", path.c_str());
+}
+
+// Waits until the page's script says "ready" in window.results.
+bool PageReady(xhav::cdp::Engine& engine, xhav::cdp::PageBrowser* page, Json::Value* results) {
+  return WaitFor([&] {
+    engine.ui().RunUntilIdle();
+    return page->Evaluate("window.results", results, 300) &&
+           ((*results)["ready"].asBool() || (*results)["error"].isString());
+  });
+}
+
+}  // namespace
+
+void LightWindow() {
+  g_who = "[host]   ";
+  ShowLog(2);
+  Module m = Load();
+  xhav::cdp::Engine engine(ChromiumOptions());
+  engine.SetRequestTracer([](int id, const std::string& address,
+                             const std::vector<std::string>& writes) {
+    Say("  browser %d requests %s (%zu writes)", id, xhav::PathOf(address).c_str(), writes.size());
+  });
+  if (!ChromiumReady(engine, "the light window could not open")) return;
+  tnmainui::InProcessHost host(engine.core(), engine.render_host());
+  tnmainui::InProcessEventBus bus(
+      [&engine](std::function<void()> task) { engine.ui().PostTask(std::move(task)); });
+  host.SetService(SID_EventBus, static_cast<EventBus*>(&bus));
+  ITnWebUI* factory = StartModule(m, &host);
+  auto* core = new tnmainui::ScriptedBusinessCore(u"7", "account-42");
+
+  Say("== in Chromium: a light app's window through ITnWebUI::CreateLightBrowser");
+  void* made = nullptr;
+  CreateHavObject(xhav::kHavObjectBrowserParam, &made);
+  auto* param = static_cast<xhav::BrowserParam*>(made);
+  param->SetShowTitleBar(true);
+  param->SetViewType(4);
+  param->SetTitle(tnbase::TnStringPtr::FromUTF8("Expenses").get());
+  param->SetWidth(900);
+  param->SetHeight(560);
+  const HRESULT id =
+      factory->CreateLightBrowser(7, "expenses", "file://tavrin5main/light.html", param, nullptr);
+  param->Destroy();
+  Say("  CreateLightBrowser -> window %d", static_cast<int>(id));
+  xhav::cdp::PageBrowser* page = engine.browsers().back();
+  Json::Value r;
+  if (!PageReady(engine, page, &r) || !r["ready"].asBool()) {
+    Fail("the light window's page did not get ready");
+    return;
+  }
+  Say("  the page read its window's data: %s", Compact(r["init"]).c_str());
+  HWND hwnd = page->GetWindowHandle();
+  HWND bar = ChildOfClass(hwnd, "TN_WEB_TITLE");
+  Say("  its title bar: %s, buttons: %zu (close, maximise, minimise)", bar ? "there" : "MISSING",
+      bar ? win::GetChildren(bar).size() : 0u);
+  // The user moves the window: the view lays out the bar and the page below it.
+  page->MoveWindow(120, 80, 920, 580);
+  WaitFor([&] {
+    engine.ui().RunUntilIdle();
+    return win::GetWindowState(page->host_window()).y == 36;
+  });
+  const auto viewport = win::GetWindowState(page->host_window());
+  Say("  after the move the page's window is at (0, %d), %d by %d: the page's viewport", viewport.y,
+      viewport.width, viewport.height);
+  engine.ui().RunUntilIdle();
+  if (bar) PaintBar(bar);
+  SaveWholeWindow(page, "demo-light-window.png");
+
+  // The user presses the bar's close button: the page is asked, saves and closes.
+  HWND close = nullptr;
+  for (HWND button : bar ? win::GetChildren(bar) : std::vector<HWND>()) {
+    if (win::GetWindowState(button).x == 920 - 40) close = button;
+  }
+  Say("  the user clicks the bar's close button");
+  if (close) {
+    win::SendMessageW(close, win::WM_LBUTTONDOWN, 0, win::MAKELPARAM(10, 10));
+    win::SendMessageW(close, win::WM_LBUTTONUP, 0, win::MAKELPARAM(10, 10));
+  }
+  const bool closed = WaitFor([&] {
+    engine.ui().RunUntilIdle();
+    return !page->alive();
+  });
+  Say("  the page heard \"tn.onclose\", answered with /window/close, and its window %s",
+      closed ? "closed" : "STAYED OPEN");
+  if (!closed || !close) Fail("the light window did not close through its page");
+
+  Say("== a framed web window of the client (type 4): its bar above a watermarked page");
+  IBrowserViewSetting* settings = nullptr;
+  factory->CreateBrowserViewSetting(&settings);
+  settings->SetName(u"Framed");
+  settings->SetViewType(4);
+  settings->SetBusinessCore(core);
+  settings->SetInitData(
+      R"({"showWatermark":1,"name":"Ann Lee","mobile":"13800001234","watermark_modes":["1"],)"
+      R"("id":"msg-article-url","message":{"msgId":"1"}})");
+  RECT rect{100, 100, 1000, 640};
+  settings->SetRect(rect);
+  IBrowserView* view = nullptr;
+  factory->CreateBrowserView("file://tavrin5main/light.html", settings, &view);
+  settings->Release();
+  xhav::cdp::PageBrowser* framed = engine.browsers().back();
+  WaitFor([&] {
+    engine.ui().RunUntilIdle();
+    Json::Value marked;
+    return framed->Evaluate("!!document.querySelector('div.tavrin-watermark')", &marked, 300) &&
+           marked.asBool();
+  });
+  framed->MoveWindow(100, 100, 920, 560);
+  WaitFor([&] {
+    engine.ui().RunUntilIdle();
+    return win::GetWindowState(framed->host_window()).y == 36;
+  });
+  engine.ui().RunUntilIdle();
+  HWND framedBar = ChildOfClass(framed->GetWindowHandle(), "TN_WEB_TITLE");
+  Say("  its bar has %zu buttons", framedBar ? win::GetChildren(framedBar).size() : 0u);
+  if (framedBar) PaintBar(framedBar);
+  SaveWholeWindow(framed, "demo-framed-window.png");
+  CloseChromiumPart(engine, framed, "demo-framed-page.png", view, factory, core);
+}
+
+}  // namespace demo
