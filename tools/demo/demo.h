@@ -70,6 +70,10 @@ xhav::cdp::EngineOptions ChromiumOptions();
 // Traces `engine`'s messages, or says that Chromium is not there and fails `what`. On success
 // this thread becomes the engine's UI thread.
 bool ChromiumReady(xhav::cdp::Engine& engine, const char* what);
+// The codes of the Responses that a handler wrote, for the trace.
+std::string ResponseCodes(const std::vector<std::string>& writes);
+// Traces every request of a page to a registered address, with the handler's answers.
+void TraceRequests(xhav::cdp::Engine& engine);
 // Saves the page's screenshot as `name` in the build folder and names it in the trace.
 void SaveScreenshot(xhav::cdp::PageBrowser* page, const char* name);
 // Saves the page's screenshot, closes it and waits until it is gone, then lets go of the view,

@@ -14,6 +14,7 @@
 
 #include "cef/inproc_v8.h"
 #include "demo.h"
+#include "hav/handler_table.h"
 #include "tnbase/logger.h"
 #include "win/window.h"
 
@@ -192,6 +193,34 @@ bool ChromiumReady(xhav::cdp::Engine& engine, const char* what) {
   }
   engine.ui().BindCurrentThread();
   return true;
+}
+
+// The codes of the Responses that a handler wrote (the first field of each, a varint).
+std::string ResponseCodes(const std::vector<std::string>& writes) {
+  if (writes.empty()) return "nothing written";
+  std::string codes;
+  for (const std::string& write : writes) {
+    long long code = 0;
+    if (write.size() > 1 && write[0] == 0x08) {
+      int shift = 0;
+      for (std::size_t i = 1; i < write.size() && shift < 64; ++i, shift += 7) {
+        code |= static_cast<long long>(write[i] & 0x7f) << shift;
+        if (!(write[i] & 0x80)) break;
+      }
+    }
+    if (!codes.empty()) codes += ", then ";
+    codes += "a Response with code " + std::to_string(static_cast<int32_t>(code)) + " (" +
+             std::to_string(write.size()) + " bytes)";
+  }
+  return codes;
+}
+
+void TraceRequests(xhav::cdp::Engine& engine) {
+  engine.SetRequestTracer(
+      [](int id, const std::string& address, const std::vector<std::string>& writes) {
+        Say("  browser %d requests %s: %s", id, xhav::PathOf(address).c_str(),
+            ResponseCodes(writes).c_str());
+      });
 }
 
 void SaveScreenshot(xhav::cdp::PageBrowser* page, const char* name) {

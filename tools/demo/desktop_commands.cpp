@@ -5,43 +5,16 @@
 #include <string>
 
 #include "demo.h"
-#include "hav/handler_table.h"
 #include "tnmainui/inproc_host.h"
 
 namespace demo {
-namespace {
-
-// The codes of the Responses that a handler wrote (the first field of each, a varint).
-std::string Codes(const std::vector<std::string>& writes) {
-  if (writes.empty()) return "nothing written";
-  std::string codes;
-  for (const std::string& write : writes) {
-    long long code = 0;
-    if (write.size() > 1 && write[0] == 0x08) {
-      int shift = 0;
-      for (std::size_t i = 1; i < write.size() && shift < 64; ++i, shift += 7) {
-        code |= static_cast<long long>(write[i] & 0x7f) << shift;
-        if (!(write[i] & 0x80)) break;
-      }
-    }
-    if (!codes.empty()) codes += ", then ";
-    codes += "a Response with code " + std::to_string(static_cast<int32_t>(code)) + " (" +
-             std::to_string(write.size()) + " bytes)";
-  }
-  return codes;
-}
-
-}  // namespace
 
 void DesktopCommands() {
   g_who = "[host]   ";
   ShowLog(2);
   Module m = Load();
   xhav::cdp::Engine engine(ChromiumOptions());
-  engine.SetRequestTracer([](int id, const std::string& address,
-                             const std::vector<std::string>& writes) {
-    Say("  browser %d requests %s: %s", id, xhav::PathOf(address).c_str(), Codes(writes).c_str());
-  });
+  TraceRequests(engine);
   if (!ChromiumReady(engine, "the desktop commands could not run")) return;
   tnmainui::InProcessHost host(engine.core(), engine.render_host());
   ITnWebUI* factory = StartModule(m, &host);

@@ -6,7 +6,6 @@
 #include <string>
 
 #include "demo.h"
-#include "hav/handler_table.h"
 #include "tnmainui/event_bus.h"
 #include "tnmainui/inproc_host.h"
 #include "win/paint.h"
@@ -54,10 +53,7 @@ void LightWindow() {
   ShowLog(2);
   Module m = Load();
   xhav::cdp::Engine engine(ChromiumOptions());
-  engine.SetRequestTracer([](int id, const std::string& address,
-                             const std::vector<std::string>& writes) {
-    Say("  browser %d requests %s (%zu writes)", id, xhav::PathOf(address).c_str(), writes.size());
-  });
+  TraceRequests(engine);
   if (!ChromiumReady(engine, "the light window could not open")) return;
   tnmainui::InProcessHost host(engine.core(), engine.render_host());
   tnmainui::InProcessEventBus bus(
