@@ -254,6 +254,7 @@ TEST_F(TitleBar, PaintsItsLineAndTitleAndNothingWhenTooLow) {
   // A bar below 6 pixels leaves its picture to nobody.
   Bar* low = MakeBar(false, false, 1000, 5);
   win::SendMessageW(low->GetWindowHandle(), win::WM_PAINT, 0, 0);
+  for (HWND child : win::GetChildren(low->GetWindowHandle())) win::ShowWindow(child, 0);
   EXPECT_FALSE(win::SaveWindowImage(low->GetWindowHandle(), Picture("low")));
 
   // At 200 pixels or less the title's rectangle is empty: no title.

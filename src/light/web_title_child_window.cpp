@@ -414,11 +414,12 @@ win::LRESULT CWebTitleChildWindowWin::OnMessage(uint32_t message, win::WPARAM wP
 }
 
 void CWebTitleChildWindowWin::OnSize(int width) {
-  if (width == 0) return;
-  win::MoveWindow(window_, 0, 0, width, height_, true);
-  for (Button which : {kClose, kMaximize, kMinimize, kFavorite, kShare}) {
-    const ButtonRow& row = kRows[which];
-    if (buttons_[which]) buttons_[which]->Move(RowX(row, width), row.y, row.size);
+  if (width != 0) {
+    win::MoveWindow(window_, 0, 0, width, height_, true);
+    for (Button which : {kClose, kMaximize, kMinimize, kFavorite, kShare}) {
+      const ButtonRow& row = kRows[which];
+      if (buttons_[which]) buttons_[which]->Move(RowX(row, width), row.y, row.size);
+    }
   }
   win::InvalidateRect(window_, nullptr, true);
   if (buttons_[kMaximize]) {
