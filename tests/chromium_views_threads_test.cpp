@@ -27,6 +27,7 @@
 #include "tnmainui/business_core.h"
 #include "tnmainui/event_bus.h"
 #include "tnmainui/inproc_host.h"
+#include "win/user.h"
 
 namespace {
 
@@ -687,3 +688,38 @@ TEST_F(ChromiumPages, APagesDesktopCommandsAreServedByItsHandlers) {
   EXPECT_EQ((**done)["bounds"]["height"].asInt(), 500);
   EXPECT_EQ(results["temp"]["path"].asString().back() == '/', false);
 }
+
+namespace {
+
+TEST_F(ChromiumPages, ALightWindowsPageSitsBelowItsBarAndClosesItsWindow) {
+  module.SetAppFolder(TNWEBUI_BUILD_DIR);
+  xhav::BrowserParam* param = tnwebui::NewBrowserParam();
+  param->SetShowTitleBar(true);
+  param->SetViewType(4);
+  param->SetWidth(800);
+  param->SetHeight(600);
+  const HRESULT id =
+      factory->CreateLightBrowser(9, "light", "file://tavrin5main/light.html", param, nullptr);
+  param->Destroy();
+  xhav::cdp::PageBrowser* page = engine.browsers().back();
+  Json::Value results;
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) {
+    return r["ready"].asBool() || r["error"].isString();
+  })) << results.toStyledString();
+  EXPECT_EQ(results["init"]["id"].asInt(), id);
+  EXPECT_EQ(results["init"]["oid"].asInt(), 9);
+
+  // A change of size puts the browser's window below the 36-pixel bar: the page's viewport.
+  page->MoveWindow(0, 0, 820, 600);
+  Json::Value height;
+  EXPECT_TRUE(Pump([&] {
+    return EvaluatePumping(page, "window.innerHeight", &height) && height.asInt() == 564;
+  })) << height.toStyledString();
+
+  // The user's close asks the page, which closes its window by its own command.
+  win::PostMessageW(page->GetWindowHandle(), win::WM_CLOSE, 0, 0);
+  ASSERT_TRUE(Pump([&] { return !page->alive(); }));
+  EXPECT_EQ(factory->FindLightBrowserById(id), nullptr);
+}
+
+}  // namespace
