@@ -6,6 +6,7 @@
 #include "base/CommonFunc.h"
 #include "base/json.h"
 #include "base/tn_log.h"
+#include "light/tavrin_browser_jssdk/function/config.h"
 #include "light/tavrin_browser_jssdk/function/js_sdk_function.h"
 #include "light/tavrin_browser_jssdk/function/nav_bar.h"
 #include "light/tavrin_browser_jssdk/function/not_impl.h"
@@ -33,11 +34,11 @@ struct Handler {
 };
 constexpr Handler kHandlers[] = {
     {"config", Make<JSNotImplFunction>},
-    {"biz.getAuthCode", Make<JSNotImplFunction>},
+    {"biz.getAuthCode", Make<JSGetAuthCodeFunction>},
     {"ui.setNavigationBarMenu", Make<JSNavBarFunction>},
     {"ui.closeWindow", Make<JSNotImplFunction>},
     {"ui.onHistoryBack", Make<JSNotImplFunction>},
-    {"internal.biz.getVisitorToken", Make<JSNotImplFunction>},
+    {"internal.biz.getVisitorToken", Make<JSGetVisitorTokenFunction>},
     {"media.chooseImage", Make<JSNotImplFunction>},
     {"biz.chooseContacts", Make<JSNotImplFunction>},
     {"media.previewImage", Make<JSNotImplFunction>},

@@ -1,0 +1,195 @@
+// The identity functions of the JS SDK: "biz.getAuthCode" (a one-time code for the app) and
+// "internal.biz.getVisitorToken" (device, centre and organisation tokens), from a page's
+// bridge to the business core's objects and back.
+
+#include <gmock/gmock.h>
+
+#include "auth.pb.h"
+#include "coretool.pb.h"
+#include "light/tavrin_browser_jssdk/function/config.h"
+#include "light/tavrin_browser_jssdk/function/js_sdk_envelope.h"
+#include "light/tavrin_browser_jssdk/function/js_sdk_function.h"
+#include "tnmainui/business_service.h"
+#include "view_fixture.h"
+
+namespace {
+
+std::string Context(const std::map<std::string, std::string>& values) {
+  interdata::CoreContext context;
+  for (const auto& [k, v] : values) (*context.mutable_context())[k] = v;
+  return context.SerializeAsString();
+}
+
+class IdentityFunctions : public ViewFixture {
+ protected:
+  IdentityFunctions() {
+    view = Create(Settings(u"identity", 0, ""), "https://light.test/app");
+    browser = BrowserOf(view);
+    host.SetService(SID_BusinessCoreService, static_cast<BusinessCoreService*>(&service));
+  }
+  ~IdentityFunctions() override {
+    service.Flush();
+    tnbase::globalTaskQueue(0)->Flush();
+    host.SetService(SID_BusinessCoreService, nullptr);
+    view->Release();
+  }
+  // The page calls `handler` with `data`; the core answers on its thread; the scripts that
+  // ran in the page since.
+  std::vector<std::string> Call(const std::string& handler, const std::string& data = "{}") {
+    const std::size_t before = browser->scripts().size();
+    EXPECT_TRUE(browser->page()->FetchJSMessage(R"([{"handlerName":")" + handler +
+                                                R"(","callbackId":"cb_1","data":)" + data + "}]"));
+    engine.RunUntilIdle();
+    service.Flush();
+    engine.RunUntilIdle();
+    tnbase::globalTaskQueue(0)->Flush();
+    const auto all = browser->scripts();
+    return std::vector<std::string>(all.begin() + static_cast<long>(before), all.end());
+  }
+  static std::string Response(const std::string& json) {
+    return "TavrinJsBridge._handleMessageFromObjC('{\"responseId\":\"cb_1\",\"responseData\":" +
+           json + "}');";
+  }
+  static std::string AuthCode(int code, const std::string& authCode) {
+    std::string text;
+    tnwebui::JsSdkFunction::FormatText(text, tnwebui::sdk::kEnvelopes[3].head, code,
+                                       authCode.c_str());
+    return Response(text);
+  }
+
+  IBrowserView* view = nullptr;
+  xhav::inproc::BrowserImpl* browser = nullptr;
+  tnmainui::ScriptedBusinessService service;
+};
+
+TEST_F(IdentityFunctions, AuthCodeAsksTheApplicationObjectAndAnswersItsCode) {
+  service.SetScript([](const tnmainui::GoCall& call) {
+    tnmainui::GoAnswer answer;
+    interdata::CoreAppCodeResp response;
+    response.set_code("code-" + call.args[1].substr(0, 4));
+    answer.data = response.SerializeAsString();
+    return answer;
+  });
+  const auto scripts = Call("biz.getAuthCode", R"({"payload":{"appId":"7-1001"}})");
+  ASSERT_EQ(service.calls().size(), 1u);
+  const tnmainui::GoCall call = service.calls()[0];
+  EXPECT_EQ(call.operation, "RequestAppCode");
+  interdata::CoreAppCodeReq request;
+  ASSERT_TRUE(request.ParseFromString(call.args[0]));
+  EXPECT_EQ(request.appoid(), 7);
+  EXPECT_EQ(request.appid(), 1001);
+  EXPECT_EQ(request.serverurl(), "https://light.test/app");
+  EXPECT_EQ(call.args[1].size(), 36u);  // a new UUID as the task id
+  ASSERT_EQ(scripts.size(), 1u);
+  EXPECT_EQ(scripts[0], AuthCode(0, "code-" + call.args[1].substr(0, 4)));
+}
+
+TEST_F(IdentityFunctions, AuthCodeFailuresKeepTheirCodes) {
+  const int before = tnwebui::JsSdkFunction::Live();
+  // An error: its value, an empty code.
+  service.SetScript([](const tnmainui::GoCall&) {
+    tnmainui::GoAnswer answer;
+    answer.subCode = 4001;
+    return answer;
+  });
+  EXPECT_THAT(Call("biz.getAuthCode", R"({"payload":{"appId":"7"}})"),
+              testing::ElementsAre(AuthCode(4001, "")));
+  interdata::CoreAppCodeReq request;
+  request.ParseFromString(service.calls().back().args[0]);
+  EXPECT_EQ(request.appoid(), 0);  // no "-": both numbers 0
+  // Bytes that are no answer: 89234.
+  service.SetScript([](const tnmainui::GoCall&) {
+    tnmainui::GoAnswer answer;
+    answer.data = "\xff\xff\xff";
+    return answer;
+  });
+  EXPECT_THAT(Call("biz.getAuthCode", R"({"payload":7})"),
+              testing::ElementsAre(AuthCode(tnwebui::sdk::kBadAppCode, "")));
+  // No data and no error: the function goes without a word.
+  service.SetScript([](const tnmainui::GoCall&) {
+    tnmainui::GoAnswer answer;
+    answer.hasData = false;
+    return answer;
+  });
+  EXPECT_TRUE(Call("biz.getAuthCode").empty());
+  EXPECT_EQ(tnwebui::JsSdkFunction::Live(), before);
+  // Without the application object nothing is asked and nothing answered.
+  service.SetObjects(true, true, false, true);
+  const std::size_t asked = service.calls().size();
+  EXPECT_TRUE(Call("biz.getAuthCode").empty());
+  EXPECT_EQ(service.calls().size(), asked);
+}
+
+class VisitorToken : public IdentityFunctions {
+ protected:
+  // The core's answers: the centre's and the organisation's contexts, the session's uid.
+  void Answer(const std::string& centre, const std::string& org, bool failCentre = false) {
+    service.SetScript([=](const tnmainui::GoCall& call) {
+      tnmainui::GoAnswer answer;
+      if (call.operation == "RequestToken") {
+        answer.data = Context({{"token", centre}, {"userId", "center-9"}});
+        if (failCentre) answer.code = 500;
+      } else if (call.operation == "RequestOrgToken") {
+        answer.data = Context({{"token", org}});
+      } else if (call.operation == "GetSession") {
+        interdata::CoreSession session;
+        session.set_uid(55);
+        answer.data = session.SerializeAsString();
+      }
+      return answer;
+    });
+  }
+  std::string Expected(const std::string& userId, const std::string& centre,
+                       const std::string& org) {
+    std::string text;
+    const int32_t oid = Pb(view)->GetOrgId();
+    tnwebui::JsSdkFunction::FormatText(text, tnwebui::sdk::kEnvelopes[15].head, 0,
+                                       "device-0001_webview", userId.c_str(), centre.c_str(), oid,
+                                       55, org.c_str(), oid);
+    return Response(text);
+  }
+};
+
+TEST_F(VisitorToken, BothTokensAnswerOnceWithTheDeviceAndTheSessionsUid) {
+  Answer("centre-token", "org-token");
+  const auto scripts = Call("internal.biz.getVisitorToken");
+  ASSERT_EQ(scripts.size(), 1u);
+  EXPECT_EQ(scripts[0], Expected("center-9", "centre-token", "org-token"));
+  std::vector<std::string> operations;
+  for (const auto& call : service.calls()) operations.push_back(call.operation);
+  EXPECT_THAT(operations, testing::ElementsAre("RequestToken", "RequestOrgToken", "GetSession"));
+  EXPECT_EQ(service.calls()[0].args, (std::vector<std::string>{"webview", "device-0001_webview"}));
+}
+
+TEST_F(VisitorToken, AFailedRequestLeavesItsSideEmptyAndTheCodeZero) {
+  Answer("centre-token", "org-token", /*failCentre=*/true);
+  EXPECT_THAT(Call("internal.biz.getVisitorToken"),
+              testing::ElementsAre(Expected("", "", "org-token")));
+}
+
+TEST_F(VisitorToken, LongTokensCutTheAnswerAt1024Bytes) {
+  Answer(std::string(900, 'c'), std::string(900, 'o'));
+  const auto scripts = Call("internal.biz.getVisitorToken");
+  ASSERT_EQ(scripts.size(), 1u);
+  const std::string head = Response("");
+  // The answer inside the script: the response's head and close around at most 1,024 bytes.
+  EXPECT_EQ(scripts[0].size(), head.size() + 1024);
+}
+
+TEST_F(VisitorToken, WithoutTheServiceNothingIsAsked) {
+  host.SetService(SID_BusinessCoreService, nullptr);
+  EXPECT_TRUE(Call("internal.biz.getVisitorToken").empty());
+  EXPECT_TRUE(service.calls().empty());
+}
+
+TEST(AppIds, SplitAtTheFirstDashWithAtoi) {
+  int32_t oid = -1, app = -1;
+  tnwebui::SplitAppId("12-34", &oid, &app);
+  EXPECT_EQ(std::make_pair(oid, app), std::make_pair(12, 34));
+  tnwebui::SplitAppId("12", &oid, &app);
+  EXPECT_EQ(std::make_pair(oid, app), std::make_pair(0, 0));
+  tnwebui::SplitAppId("x-3-4", &oid, &app);
+  EXPECT_EQ(std::make_pair(oid, app), std::make_pair(0, 3));
+}
+
+}  // namespace
