@@ -5,9 +5,41 @@
 #include <cstdio>
 
 #include "demo.h"
+#include "tnmainui/business_service.h"
 #include "tnmainui/inproc_host.h"
 
 namespace demo {
+namespace {
+
+// The protobuf wire form of the few answers the sample core gives, written by hand: the demo
+// host sees the module's contract only, not its message classes.
+std::string Field(int number, const std::string& bytes) {
+  return std::string(1, static_cast<char>(number << 3 | 2)) +
+         std::string(1, static_cast<char>(bytes.size())) + bytes;
+}
+std::string Context(const std::string& token, const std::string& userId) {
+  std::string context = Field(1, Field(1, "token") + Field(2, token));
+  if (!userId.empty()) context += Field(1, Field(1, "userId") + Field(2, userId));
+  return context;
+}
+
+// The sample business core: a code for the app from its request, tokens for the visitor.
+tnmainui::GoAnswer SampleCore(const tnmainui::GoCall& call) {
+  tnmainui::GoAnswer answer;
+  Say("  the business core's own thread answers %s", call.operation.c_str());
+  if (call.operation == "RequestAppCode") {
+    answer.data = Field(1, "ac-" + call.args[1].substr(0, 8));  // CoreAppCodeResp.code
+  } else if (call.operation == "RequestToken") {
+    answer.data = Context("centre-token-1", "centre-user-9");
+  } else if (call.operation == "RequestOrgToken") {
+    answer.data = Context("org-token-7", "");
+  } else if (call.operation == "GetSession") {
+    answer.data = std::string("\x10\x2a", 2);  // CoreSession.uid 42
+  }
+  return answer;
+}
+
+}  // namespace
 
 void LightAppSdk() {
   g_who = "[host]   ";
@@ -19,6 +51,9 @@ void LightAppSdk() {
   });
   if (!ChromiumReady(engine, "the light app could not run")) return;
   tnmainui::InProcessHost host(engine.core(), engine.render_host());
+  tnmainui::ScriptedBusinessService service;
+  service.SetScript(SampleCore);
+  host.SetService(SID_BusinessCoreService, static_cast<BusinessCoreService*>(&service));
   ITnWebUI* factory = StartModule(m, &host);
   auto* core = new tnmainui::ScriptedBusinessCore(u"7", "account-42");
 
@@ -33,7 +68,7 @@ void LightAppSdk() {
   WaitFor([&] {
     engine.ui().RunUntilIdle();
     return page->Evaluate("window.results", &r, 300) && r["navBar"].isObject() &&
-           r["unknown"].isObject();
+           r["unknown"].isObject() && r["visitor"].isObject();
   });
   Say("  the page's bridge got %u texts:", r["texts"].size());
   for (const Json::Value& text : r["texts"]) Say("    %s", text.asString().c_str());
@@ -41,6 +76,9 @@ void LightAppSdk() {
       r["quoteAnswered"].asBool() ? "no, it arrived" : "yes");
   Say("  the page's own script reports: %s", Compact(r).c_str());
   if (!r["success"].asBool()) Fail("the light app's own script did not report success");
+  Say("  biz.getAuthCode answered: %s", Compact(r["authCode"]).c_str());
+  Say("  internal.biz.getVisitorToken answered: %s", Compact(r["visitor"]).c_str());
+  if (!r["identityOk"].asBool()) Fail("the light app's identity calls were not answered");
   CloseChromiumPart(engine, page, "demo-sdk.png", view, factory, core);
 }
 
