@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   build-essential cmake ninja-build ccache pkg-config clang libclang-rt-14-dev clang-format
-  protobuf-compiler libprotobuf-dev
+  protobuf-compiler libprotobuf-dev python3
   libjsoncpp-dev libboost-dev qtbase5-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   chromium fonts-dejavu-core
