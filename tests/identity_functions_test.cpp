@@ -9,6 +9,10 @@
 #include "light/tavrin_browser_jssdk/function/config.h"
 #include "light/tavrin_browser_jssdk/function/js_sdk_envelope.h"
 #include "light/tavrin_browser_jssdk/function/js_sdk_function.h"
+#include "light/tavrin_browser_jssdk/tavrin_js_sdk.h"
+#include "options.pb.h"
+#include "tn/d/obj/bridge/bridge_KV.pb.h"
+#include "tn/d/obj/jsapi_signature_status/message.pb.h"
 #include "tnmainui/business_service.h"
 #include "view_fixture.h"
 
@@ -118,6 +122,92 @@ TEST_F(IdentityFunctions, AuthCodeFailuresKeepTheirCodes) {
   const std::size_t asked = service.calls().size();
   EXPECT_TRUE(Call("biz.getAuthCode").empty());
   EXPECT_EQ(service.calls().size(), asked);
+}
+
+// The core's answer to a signature check: `ok`, in an array of `count` elements.
+std::string SignatureAnswer(bool ok, int count = 1) {
+  bridge::KVSArray answer;
+  for (int i = 0; i < count; ++i) {
+    answer.add_array()->mutable_v()->mutable_v_obj()->mutable_v_jsapi_signature_status()->set_ok(
+        ok);
+  }
+  return answer.SerializeAsString();
+}
+
+class Config : public IdentityFunctions {
+ protected:
+  void AnswerWith(std::string bytes, int32_t code = 0) {
+    service.SetScript([bytes, code](const tnmainui::GoCall&) {
+      tnmainui::GoAnswer answer;
+      answer.data = bytes;
+      answer.code = code;
+      return answer;
+    });
+  }
+  // The signature key of the last batched query.
+  tn::d::obj::jsapi_signature_status::K SentKey() {
+    bridge::KArray keys;
+    EXPECT_TRUE(keys.ParseFromString(service.calls().back().args[0]));
+    EXPECT_EQ(keys.array_size(), 1);
+    return keys.array(0).k_obj().k_jsapi_signature_status();
+  }
+  std::string Answer(int code) {
+    std::string text;
+    tnwebui::JsSdkFunction::FormatText(text, tnwebui::sdk::kEnvelopes[1].head, code);
+    return Response(text);
+  }
+  std::string SharedAppId() { return Pb(view)->js_sdk()->app_id_impl_id(); }
+};
+
+TEST_F(Config, AGoodSignatureAnswersZeroAndLeavesTheAppsIdentity) {
+  AnswerWith(SignatureAnswer(true));
+  const auto scripts = Call("config", R"({"payload":{"appId":"7-1001","nonceStr":"n1",)"
+                                      R"("signature":"s1","timestamp":1700000000}})");
+  EXPECT_THAT(scripts, testing::ElementsAre(Answer(0)));
+  const tnmainui::GoCall call = service.calls().back();
+  EXPECT_EQ(call.operation, "BatchQuery");
+  EXPECT_EQ(call.number, 1);
+  interdata::TaskOptions options;
+  ASSERT_TRUE(options.ParseFromString(call.args[1]));
+  EXPECT_TRUE(options.needauth() && options.netsensitive());
+  const auto key = SentKey();
+  EXPECT_EQ(key.app_id().oid(), 7);
+  EXPECT_EQ(key.app_id().app_id(), 1001);
+  EXPECT_EQ(key.nonce(), "n1");
+  EXPECT_EQ(key.signature(), "s1");
+  EXPECT_EQ(key.timestamp(), "1700000000");
+  EXPECT_EQ(key.url(), "https://light.test/app");
+  // 08 07 10 e9 07: oid 7, app_id 1001.
+  EXPECT_EQ(SharedAppId(), "080710e907");
+}
+
+TEST_F(Config, ABadSignatureIsRefusedButTheIdentityStays) {
+  AnswerWith(SignatureAnswer(false));
+  EXPECT_THAT(Call("config", R"({"payload":{"appId":"7","timestamp":"1700000000"}})"),
+              testing::ElementsAre(Answer(tnwebui::sdk::kSignatureRejected)));
+  // "7" has no dash: zeros are sent, and their (empty) form is stored all the same.
+  EXPECT_EQ(SentKey().app_id().oid(), 0);
+  EXPECT_EQ(SentKey().timestamp(), "");  // a timestamp as text is left out
+  EXPECT_EQ(SharedAppId(), "");
+  AnswerWith(SignatureAnswer(false));
+  Call("config", R"({"payload":{"appId":"3-4"}})");
+  EXPECT_EQ(SharedAppId(), "08031004");
+}
+
+TEST_F(Config, MalformedAnswersAndErrorsAreLoggedWithTheirCodes) {
+  AnswerWith(SignatureAnswer(true, 2));
+  EXPECT_THAT(Call("config"), testing::ElementsAre(Answer(tnwebui::sdk::kBadSignatureAnswer)));
+  AnswerWith("\xff\xff");
+  EXPECT_THAT(Call("config"), testing::ElementsAre(Answer(tnwebui::sdk::kBadSignatureAnswer)));
+  AnswerWith("", 777);
+  EXPECT_THAT(Call("config"), testing::ElementsAre(Answer(777)));
+  const char* function = "JSConfigFunction::Execute::<lambda>::operator ()";
+  EXPECT_EQ(log.Count("jsapi_signature_status, the response size is not 1 size", 4, function), 1);
+  EXPECT_EQ(log.Count("jsapi_signature_status, parser error", 4, function), 1);
+  EXPECT_EQ(log.Count("jsapi_signature_status error, dump error code: 777", 4, function), 1);
+  // Without a payload every field goes empty.
+  const auto key = SentKey();
+  EXPECT_EQ(key.nonce() + key.signature() + key.timestamp(), "");
 }
 
 class VisitorToken : public IdentityFunctions {

@@ -26,6 +26,11 @@ JsSdkFunction* Make(const std::shared_ptr<SharedAppId>&) {
   return new Function;
 }
 
+// config leaves the app's identity in the SDK.
+JsSdkFunction* MakeConfig(const std::shared_ptr<SharedAppId>& sharedAppId) {
+  return new JSConfigFunction(sharedAppId);
+}
+
 // The names the SDK serves, compared in this order. Names whose functions the SDK does not
 // offer yet are answered as unknown names are.
 struct Handler {
@@ -33,7 +38,7 @@ struct Handler {
   JsSdkFunction* (*make)(const std::shared_ptr<SharedAppId>& sharedAppId);
 };
 constexpr Handler kHandlers[] = {
-    {"config", Make<JSNotImplFunction>},
+    {"config", MakeConfig},
     {"biz.getAuthCode", Make<JSGetAuthCodeFunction>},
     {"ui.setNavigationBarMenu", Make<JSNavBarFunction>},
     {"ui.closeWindow", Make<JSNotImplFunction>},

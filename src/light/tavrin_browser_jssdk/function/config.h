@@ -13,9 +13,27 @@
 
 namespace tnwebui {
 
+class SharedAppId;
+
 // An application id of a page: organisation and application, two decimal numbers joined by
 // "-", each read with atoi; a text without "-" gives 0 and 0.
 void SplitAppId(const std::string& text, int32_t* oid, int32_t* appId);
+
+// "config": has the page's signature checked by the business core, and leaves the app's
+// identity (the hexadecimal of its serialised tn.t.AppId) in the SDK before the check,
+// whatever its result.
+class JSConfigFunction final : public JsSdkFunction {
+ public:
+  explicit JSConfigFunction(std::shared_ptr<SharedAppId> shared) : sharedAppId(std::move(shared)) {}
+  bool IsOneShot() override { return false; }  // answers later, from the core
+  void Execute(const std::string& handlerName, const Json::Value& params) override;
+
+ private:
+  void OnAnswer(IGData* data, Tnerror::Error* error);
+
+  std::string appIdHex;
+  std::shared_ptr<SharedAppId> sharedAppId;
+};
 
 class JSGetAuthCodeFunction final : public JsSdkFunction {
  public:
