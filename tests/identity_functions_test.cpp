@@ -14,6 +14,7 @@
 #include "tn/d/obj/bridge/bridge_KV.pb.h"
 #include "tn/d/obj/jsapi_signature_status/message.pb.h"
 #include "tnmainui/business_service.h"
+#include "tnmainui/signature.h"
 #include "view_fixture.h"
 
 namespace {
@@ -208,6 +209,18 @@ TEST_F(Config, MalformedAnswersAndErrorsAreLoggedWithTheirCodes) {
   // Without a payload every field goes empty.
   const auto key = SentKey();
   EXPECT_EQ(key.nonce() + key.signature() + key.timestamp(), "");
+}
+
+TEST_F(Config, TheSampleCoreChecksTheSignatureByComputingIt) {
+  service.SetScript(
+      [](const tnmainui::GoCall& call) { return tnmainui::CheckSignature(call, "app-secret"); });
+  const std::string good =
+      tnmainui::SignFields("app-secret", "7-1001", "n1", "1700000000", "https://light.test/app");
+  const std::string call = R"({"payload":{"appId":"7-1001","nonceStr":"n1",)"
+                           R"("timestamp":1700000000,"signature":")";
+  EXPECT_THAT(Call("config", call + good + "\"}}"), testing::ElementsAre(Answer(0)));
+  EXPECT_THAT(Call("config", call + "0" + good.substr(1) + "\"}}"),
+              testing::ElementsAre(Answer(tnwebui::sdk::kSignatureRejected)));
 }
 
 class VisitorToken : public IdentityFunctions {

@@ -7,6 +7,7 @@
 #include "demo.h"
 #include "tnmainui/business_service.h"
 #include "tnmainui/inproc_host.h"
+#include "tnmainui/signature.h"
 
 namespace demo {
 namespace {
@@ -23,11 +24,16 @@ std::string Context(const std::string& token, const std::string& userId) {
   return context;
 }
 
-// The sample business core: a code for the app from its request, tokens for the visitor.
+constexpr char kAppSecret[] = "sample-app-secret";
+
+// The sample business core: a signature checked by computing it, a code for the app from its
+// request, tokens for the visitor.
 tnmainui::GoAnswer SampleCore(const tnmainui::GoCall& call) {
   tnmainui::GoAnswer answer;
   Say("  the business core's own thread answers %s", call.operation.c_str());
-  if (call.operation == "RequestAppCode") {
+  if (call.operation == "BatchQuery") {
+    answer = tnmainui::CheckSignature(call, kAppSecret);
+  } else if (call.operation == "RequestAppCode") {
     answer.data = Field(1, "ac-" + call.args[1].substr(0, 8));  // CoreAppCodeResp.code
   } else if (call.operation == "RequestToken") {
     answer.data = Context("centre-token-1", "centre-user-9");
@@ -76,6 +82,19 @@ void LightAppSdk() {
       r["quoteAnswered"].asBool() ? "no, it arrived" : "yes");
   Say("  the page's own script reports: %s", Compact(r).c_str());
   if (!r["success"].asBool()) Fail("the light app's own script did not report success");
+  const std::string signature = tnmainui::SignFields(kAppSecret, "7-1001", "n-42", "1700000000",
+                                                     "file://tavrin5main/sdk.html");
+  Say("== the page runs config with the signature its server would give it (%s...), then with "
+      "a wrong one",
+      signature.substr(0, 12).c_str());
+  page->Evaluate("window.runConfig('" + signature + "'), true", nullptr, 1000);
+  WaitFor([&] {
+    engine.ui().RunUntilIdle();
+    return page->Evaluate("window.results", &r, 300) && r["configBad"].isObject();
+  });
+  Say("  config with the right signature answered: %s", Compact(r["configGood"]).c_str());
+  Say("  config with a wrong signature answered: %s", Compact(r["configBad"]).c_str());
+  if (!r["configOk"].asBool()) Fail("config did not tell the right signature from the wrong one");
   Say("  biz.getAuthCode answered: %s", Compact(r["authCode"]).c_str());
   Say("  internal.biz.getVisitorToken answered: %s", Compact(r["visitor"]).c_str());
   if (!r["identityOk"].asBool()) Fail("the light app's identity calls were not answered");
