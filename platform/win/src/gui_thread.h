@@ -17,9 +17,10 @@
 
 namespace win {
 
-// Fonts need a GUI application: one without a display is made on first use. Its runtime folder
-// is a private one that goes with the process, so nothing stays behind in the system's
-// temporary folder.
+// Fonts need a GUI application: one without a display is made on first use. Qt wants a runtime
+// folder while it starts; a private one is made for that and removed as soon as the
+// application stands, so that nothing stays behind in the system's temporary folder, not even
+// from a process that ends without running its static destructors.
 class RuntimeFolder {
  public:
   RuntimeFolder() {
@@ -46,8 +47,10 @@ class RuntimeFolder {
 class GuiThread {
  public:
   static GuiThread& Get() {
-    static RuntimeFolder folder;
-    static GuiThread* thread = new GuiThread;  // never ends; see above
+    static GuiThread* thread = [] {
+      RuntimeFolder folder;  // for the application's start only
+      return new GuiThread;  // never ends; see above
+    }();
     return *thread;
   }
 
