@@ -285,14 +285,4 @@ TEST_F(VisitorToken, WithoutTheServiceNothingIsAsked) {
   EXPECT_TRUE(service.calls().empty());
 }
 
-TEST(AppIds, SplitAtTheFirstDashWithAtoi) {
-  int32_t oid = -1, app = -1;
-  tnwebui::SplitAppId("12-34", &oid, &app);
-  EXPECT_EQ(std::make_pair(oid, app), std::make_pair(12, 34));
-  tnwebui::SplitAppId("12", &oid, &app);
-  EXPECT_EQ(std::make_pair(oid, app), std::make_pair(0, 0));
-  tnwebui::SplitAppId("x-3-4", &oid, &app);
-  EXPECT_EQ(std::make_pair(oid, app), std::make_pair(0, 3));
-}
-
 }  // namespace

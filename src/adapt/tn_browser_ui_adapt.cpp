@@ -1,17 +1,15 @@
 #include "adapt/tn_browser_ui_adapt.h"
 
-#include "light/tool_tip.h"
-#include "tn_webui_module.h"
-#include "win/window.h"
-
 #include "base/CommonFunc.h"
 #include "base/json.h"
 #include "base/resource_roots.h"
 #include "base/tn_log.h"
 #include "cef/cef_task.h"
+#include "light/tool_tip.h"
 #include "tn_webui_module.h"
 #include "tnbase/files.h"
 #include "tnwebui/services.h"
+#include "win/window.h"
 
 namespace tnwebui {
 
@@ -210,12 +208,7 @@ bool TnBrowserAdaptUI::ExecuteFromRender(const std::vector<std::u16string>& text
 }
 
 bool TnBrowserAdaptUI::CheckAuth(TnString* business, TnString* action) {
-  if (currentUrl_.empty()) {
-    if (xhav::Browser* b = browser()) {
-      tnbase::TnStringPtr url(b->GetUrl());
-      if (url) currentUrl_ = url->ToUTF8();
-    }
-  }
+  if (currentUrl_.empty()) currentUrl_ = PageUrlOf(browser());
   if (IsClientResource(currentUrl_)) return true;
   if (business->EqualsIgnoreCase("common")) return true;
   if (business->EqualsIgnoreCase("openurl") &&

@@ -1,11 +1,10 @@
 #include "base/CommonFunc.h"
 
-#include <algorithm>
-
 #include <QDir>
 #include <QFileInfo>
 #include <QImage>
 #include <QString>
+#include <algorithm>
 #include <boost/uuid/name_generator_sha1.hpp>
 #include <boost/uuid/random_generator.hpp>
 #include <boost/uuid/uuid_io.hpp>
@@ -16,6 +15,7 @@
 
 #include "base/path.h"
 #include "base/tn_log.h"
+#include "hav/hav.h"
 #include "tnbase/files.h"
 #include "win/shell.h"
 #include "win/window.h"
@@ -319,6 +319,12 @@ std::u16string Utf8ToWide(const std::string& text) {
 std::string WideToUtf8(const std::u16string& text) {
   if (text.empty()) return std::string();
   return FromQ(QString::fromUtf16(text.data(), static_cast<int>(text.size())));
+}
+
+std::string PageUrlOf(xhav::Browser* browser) {
+  if (!browser) return std::string();
+  tnbase::TnStringPtr url(browser->GetUrl());
+  return url ? url->ToUTF8() : std::string();
 }
 
 }  // namespace tnwebui

@@ -9,6 +9,10 @@
 #include <map>
 #include <string>
 
+namespace xhav {
+class Browser;
+}  // namespace xhav
+
 namespace tnwebui {
 
 class CCommonFunc {
@@ -51,6 +55,8 @@ bool showFileInFolder(const char* path);
 
 // A random identifier: 36 characters, lower-case hexadecimal digits with dashes.
 std::string createUuid();
+// The page's address as UTF-8; empty without a browser or an address.
+std::string PageUrlOf(xhav::Browser* browser);
 // A name-based identifier (SHA-1), the same for the same name.
 std::string createNameUuid(const std::string& name);
 

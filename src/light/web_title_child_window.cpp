@@ -467,29 +467,23 @@ void CWebTitleChildWindowWin::ToggleMaximize() {
   }
 }
 
-std::string CWebTitleChildWindowWin::PageUrl() const {
-  if (!browser_) return std::string();
-  tnbase::TnStringPtr url(browser_->GetUrl());
-  return url ? url->ToUTF8() : std::string();
-}
-
 void CWebTitleChildWindowWin::OnClick(HWND button) {
   if (Is(kBack, button)) {
     if (browser_) browser_->GoBack();
   } else if (Is(kRefresh, button)) {
     if (!browser_) return;
     // A refresh of the error page goes back to the page that failed.
-    if (PageUrl() == kErrorPage) {
+    if (PageUrlOf(browser_) == kErrorPage) {
       browser_->GoBack();
     } else {
       browser_->Reload();
     }
   } else if (Is(kCopyLink, button)) {
-    if (browser_) CopyTextToClipboard(parent_, PageUrl());
+    if (browser_) CopyTextToClipboard(parent_, PageUrlOf(browser_));
   } else if (Is(kOpenInBrowser, button)) {
     if (!browser_) return;
     char command[kOpenCommandSize];
-    std::snprintf(command, sizeof(command), kOpenCommand, PageUrl().c_str());
+    std::snprintf(command, sizeof(command), kOpenCommand, PageUrlOf(browser_).c_str());
     win::WinExec(command, kOpenShow);
   } else if (Is(kMinimize, button)) {
     win::PostMessageW(parent_, win::WM_SYSCOMMAND, win::SC_MINIMIZE, 0);

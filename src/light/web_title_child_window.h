@@ -110,8 +110,6 @@ class CWebTitleChildWindowWin final : public xhav::BrowserTitleWindow {
   bool Is(Button which, HWND window) const {
     return buttons_[which] && buttons_[which]->window() == window;
   }
-  // The page's address as UTF-8; empty without a browser or an address.
-  std::string PageUrl() const;
 
   HWND parent_ = nullptr;
   int height_ = 0;

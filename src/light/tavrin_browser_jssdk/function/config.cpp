@@ -26,13 +26,6 @@ constexpr char kConfigAnswer[] = "JSConfigFunction::Execute::<lambda>::operator 
 constexpr char kWebviewDomain[] = "webview";
 constexpr char kDeviceSuffix[] = "_webview";
 
-// The page's address as UTF-8; empty without a browser or an address.
-std::string PageUrl(xhav::Browser* browser) {
-  if (!browser) return std::string();
-  tnbase::TnStringPtr url(browser->GetUrl());
-  return url ? url->ToUTF8() : std::string();
-}
-
 // The text of `key` in a CoreContext's map; empty when it isn't there.
 std::string ContextValue(const interdata::CoreContext& context, const char* key) {
   auto it = context.context().find(key);
@@ -89,7 +82,7 @@ void JSConfigFunction::Execute(const std::string&, const Json::Value& params) {
   if (sharedAppId) sharedAppId->Set(appIdHex);
   key->set_nonce(nonce);
   key->set_signature(signature);
-  key->set_url(PageUrl(browser));
+  key->set_url(PageUrlOf(browser));
   key->set_timestamp(timestamp);
 
   interdata::TaskOptions options;
@@ -143,7 +136,7 @@ void JSGetAuthCodeFunction::Execute(const std::string&, const Json::Value& param
     KeepForProcess(std::shared_ptr<JsSdkFunction>(this));  // no answer; the function stays
     return;
   }
-  const std::string url = PageUrl(browser);
+  const std::string url = PageUrlOf(browser);
   interdata::CoreAppCodeReq request;
   const Json::Value& payload = params.isObject() ? params["payload"] : Json::Value::nullSingleton();
   if (payload.isObject() && payload["appId"].isString()) {
