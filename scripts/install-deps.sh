@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build ccache pkg-config clang libclang-rt-14-dev clang-format
   protobuf-compiler libprotobuf-dev python3
-  libjsoncpp-dev libboost-dev qtbase5-dev
+  libjsoncpp-dev libboost-dev qtbase5-dev libcurl4-openssl-dev libcpp-httplib-dev curl
   libgtest-dev libgmock-dev libbenchmark-dev
   chromium fonts-dejavu-core
 )

@@ -46,12 +46,8 @@ int Find(const std::string& text, const char* what, int from) {
 
 // The application-data folder, read once for the process.
 const std::string& AppDataRoot() {
-  static const std::string root = [] {
-    if (const char* appData = std::getenv("APPDATA")) return std::string(appData).substr(0, 519);
-    if (const char* xdg = std::getenv("XDG_DATA_HOME"); xdg && *xdg) return std::string(xdg);
-    const char* home = std::getenv("HOME");
-    return std::string(home ? home : "") + "/.local/share";
-  }();
+  // The variable's value fits a buffer of 520 bytes.
+  static const std::string root = win::SHGetSpecialFolderPath(win::CSIDL_APPDATA).substr(0, 519);
   return root;
 }
 

@@ -1,7 +1,11 @@
 #include "tnbase/files.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <QByteArray>
 #include <QCryptographicHash>
+#include <cerrno>
 #include <filesystem>
 #include <system_error>
 
@@ -68,6 +72,34 @@ std::unique_ptr<std::fstream> openFileStream(const std::string& path, std::ios::
   auto stream = std::make_unique<std::fstream>(path, mode);
   if (!stream->is_open()) return nullptr;
   return stream;
+}
+
+std::unique_ptr<File> File::open(const std::string& path, uint32_t flags, uint32_t) {
+  int how = O_CLOEXEC | ((flags & kFileWrite) ? O_WRONLY : O_RDONLY);
+  if (flags & kFileTruncate) how |= O_TRUNC;
+  if (flags & kFileCreate) how |= O_CREAT;
+  const int fd = ::open(path.c_str(), how, 0644);
+  if (fd < 0) return nullptr;
+  return std::unique_ptr<File>(new File(fd));
+}
+
+File::~File() { close(); }
+
+bool File::write(const void* data, std::size_t size) {
+  const char* at = static_cast<const char*>(data);
+  while (size > 0 && fd_ >= 0) {
+    const ssize_t written = ::write(fd_, at, size);
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    at += written;
+    size -= static_cast<std::size_t>(written);
+  }
+  return size == 0;
+}
+
+void File::close() {
+  if (fd_ >= 0) ::close(fd_);
+  fd_ = -1;
 }
 
 std::string base64Encode(const void* data, std::size_t size) {

@@ -220,13 +220,15 @@ int64_t ScriptedBusinessService::HttpDownload(IGString* url, IGString* header, i
     std::lock_guard<std::mutex> lock(mutex_);
     download = download_;
   }
-  if (!download || !responser) return 0;
+  if (!responser) return 0;
+  if (!download) return downloads_.Start(call.args[0], timeoutMs, responser);
   worker_.PostTask([call, download, responser] { download(call, responser); });
   return nextHandle_++;
 }
 
 void ScriptedBusinessService::CancelDownload(int64_t handle) {
   Record("CancelDownload", 0, {std::to_string(handle)}, 0);
+  downloads_.Cancel(handle);
 }
 
 void ScriptedBusinessService::RequestAppCode(int32_t orgId, IGData* request, IGString* taskId,

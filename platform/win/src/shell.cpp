@@ -143,6 +143,16 @@ bool CreateProcess(const std::string& commandLine, int) {
 
 std::string GetSystemDirectory() { return "/usr/bin"; }
 
+std::string SHGetSpecialFolderPath(int csidl) {
+  if (csidl != CSIDL_APPDATA) return std::string();
+  if (const char* appData = std::getenv("APPDATA"); appData && *appData) return appData;
+  if (const char* xdg = std::getenv("XDG_DATA_HOME"); xdg && *xdg) return xdg;
+  const char* home = std::getenv("HOME");
+  return std::string(home ? home : "") + "/.local/share";
+}
+
+std::string GetShortPathNameA(const std::string& path) { return path; }
+
 std::string GetSystemWindowsDirectory() { return "/usr/bin"; }
 
 }  // namespace win

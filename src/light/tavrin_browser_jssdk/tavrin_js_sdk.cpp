@@ -10,6 +10,7 @@
 #include "light/tavrin_browser_jssdk/function/js_sdk_function.h"
 #include "light/tavrin_browser_jssdk/function/nav_bar.h"
 #include "light/tavrin_browser_jssdk/function/not_impl.h"
+#include "light/tavrin_browser_jssdk/function/transfers.h"
 
 namespace tnwebui {
 namespace {
@@ -50,17 +51,17 @@ constexpr Handler kHandlers[] = {
     {"biz.opencontactscard", Make<JSNotImplFunction>},
     {"media.chooseVideo", Make<JSNotImplFunction>},
     {"media.previewVideo", Make<JSNotImplFunction>},
-    {"utils.uploadFile", Make<JSNotImplFunction>},
-    {"utils.uploadFileToS3", Make<JSNotImplFunction>},
-    {"utils.downloadFile", Make<JSNotImplFunction>},
-    {"utils.saveFile", Make<JSNotImplFunction>},
+    {"utils.uploadFile", Make<JSUploadFile>},
+    {"utils.uploadFileToS3", Make<JSUploadFileToS3>},
+    {"utils.downloadFile", Make<JSDownloadFile>},
+    {"utils.saveFile", Make<JSSaveFile>},
     {"media.playVoice", Make<JSNotImplFunction>},
     {"media.pauseVoice", Make<JSNotImplFunction>},
     {"media.stopVoice", Make<JSNotImplFunction>},
     {"media.onVoicePlay", Make<JSNotImplFunction>},
     {"media.onVoicePlayEnd", Make<JSNotImplFunction>},
-    {"utils.onUploadProgress", Make<JSNotImplFunction>},
-    {"utils.onDownloadProgress", Make<JSNotImplFunction>},
+    {"utils.onUploadProgress", Make<JSOnUploadProgress>},
+    {"utils.onDownloadProgress", Make<JSOnDownloadProgress>},
     {"utils.share", Make<JSNotImplFunction>},
     {"device.displayLocation", Make<JSNotImplFunction>},
     {"biz.openGroupChat", Make<JSNotImplFunction>},

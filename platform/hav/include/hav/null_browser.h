@@ -13,7 +13,11 @@ class NullBrowser final : public Browser {
  public:
   NullBrowser() : window_(win::CreateWindowModel("NullBrowser", nullptr, nullptr)) {}
   ~NullBrowser() override { win::DestroyWindow(window_); }
-  bool GetProperty(int32_t, void**) override { return false; }
+  bool GetProperty(int32_t id, void** out) override {
+    if (id != kPropertyBusinessChannel || !channel) return false;
+    *out = channel;
+    return true;
+  }
   void Show(bool) override {}
   void Minimize() override {}
   void Maximize() override {}
@@ -39,7 +43,8 @@ class NullBrowser final : public Browser {
   void GoBack() override { ++backs; }
   void Reload() override { ++reloads; }
   long scripts = 0, backs = 0, reloads = 0;
-  std::string url;  // what GetUrl gives; empty: none
+  std::string url;                     // what GetUrl gives; empty: none
+  BusinessChannel* channel = nullptr;  // property 21; none unless set
 
  private:
   HWND window_;

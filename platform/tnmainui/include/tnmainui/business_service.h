@@ -13,6 +13,7 @@
 
 #include "hav/hav.h"
 #include "tnbase/task_queue.h"
+#include "tnmainui/http_client.h"
 #include "tnwebui/business_service.h"
 #include "tnwebui/view.h"
 
@@ -108,7 +109,8 @@ class TNMAINUI_API ScriptedBusinessService final : public BusinessCoreService,
   // "BatchQuery", "RequestAppCode", "OpenSectorMembers"); unscripted requests get no data and
   // no error. GetSession answers at once from the script of "GetSession" (no data: null).
   void SetScript(std::function<GoAnswer(const GoCall&)> script);
-  // Downloads run on the core's thread through `download`, which drives the responder.
+  // Downloads run on the core's thread through `download`, which drives the responder. Without
+  // one they are real: HTTP, each on a thread of its own.
   void SetDownloadScript(std::function<void(const GoCall&, Im::HTTPDownloadResponser*)> download);
   // Which objects the service gives (all by default).
   void SetObjects(bool core, bool network, bool application, bool contact);
@@ -131,6 +133,7 @@ class TNMAINUI_API ScriptedBusinessService final : public BusinessCoreService,
   std::atomic<bool> core_{true}, network_{true}, application_{true}, contact_{true};
   std::atomic<int64_t> nextHandle_{1};
   tnbase::TaskQueue worker_{"business service"};
+  HttpDownloads downloads_;
 };
 
 }  // namespace tnmainui

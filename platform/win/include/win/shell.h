@@ -42,6 +42,14 @@ TNWIN_API int ShellExecuteOpen(const std::string& path, int show);
 // file's folder with the desktop's opener.
 TNWIN_API bool CreateProcess(const std::string& commandLine, int show);
 TNWIN_API std::string GetSystemDirectory();
+
+constexpr int CSIDL_APPDATA = 0x1a;
+// A folder of the user's by its CSIDL number (only CSIDL_APPDATA is known): the environment's
+// "APPDATA", else the desktop's data folder ($XDG_DATA_HOME, or ~/.local/share). Empty for
+// another number.
+TNWIN_API std::string SHGetSpecialFolderPath(int csidl);
+// The short form of a path: this file system has none, so the path as it is.
+TNWIN_API std::string GetShortPathNameA(const std::string& path);
 TNWIN_API std::string GetSystemWindowsDirectory();
 
 }  // namespace win

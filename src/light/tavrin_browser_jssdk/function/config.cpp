@@ -32,15 +32,6 @@ std::string ContextValue(const interdata::CoreContext& context, const char* key)
   return it == context.context().end() ? std::string() : it->second;
 }
 
-// Functions that the contract leaves alive for the process (answering nothing more, or never
-// deleted) stay reachable here.
-void KeepForProcess(std::shared_ptr<JsSdkFunction> function) {
-  static std::mutex mutex;
-  static auto& kept = *new std::vector<std::shared_ptr<JsSdkFunction>>;
-  std::lock_guard<std::mutex> guard(mutex);
-  kept.push_back(std::move(function));
-}
-
 }  // namespace
 
 void SplitAppId(const std::string& text, int32_t* oid, int32_t* appId) {

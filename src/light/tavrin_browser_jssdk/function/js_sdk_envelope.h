@@ -57,6 +57,7 @@ enum Status : int {
   kOk = 0,
   kSaveResultIncomplete = 400,   // fileName or filePath missing in the save dialog's result
   kResultNotJson = 404,          // the host's result is no JSON, or JSON null
+  kCopyFailed = 404,             // saveFile's copy failed: the same code
   kNoFile = 41,                  // no file handle, or the file could not be opened
   kProgressMissing = 31,         // fileSize or progress missing or no number
   kVoiceFailed = -6,             // the result is no JSON, or the browser is gone

@@ -3,9 +3,12 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cwchar>
+#include <mutex>
+#include <vector>
 
 #include "base/CommonFunc.h"
 #include "base/unknown_impl.h"
+#include "light/tavrin_browser_jssdk/function/js_sdk_envelope.h"
 #include "tnbase/task_queue.h"
 #include "win/timed_tip.h"
 #include "win/window.h"
@@ -93,6 +96,12 @@ std::wstring JsSdkFunction::Widen(const std::u16string& text) {
   return out;
 }
 
+const Json::Value* JsSdkFunction::PayloadOf(const Json::Value& params) {
+  if (!params.isObject()) return nullptr;
+  const Json::Value& payload = params["payload"];
+  return payload.isObject() ? &payload : nullptr;
+}
+
 void JsSdkFunction::ShowTimedTip(const std::u16string& text, int milliseconds) {
   win::ShowTimedTip(text, milliseconds);
 }
@@ -126,8 +135,21 @@ void JsSdkFunction::SendEvent(const std::string& json, const std::string& handle
   RunScript(script);
 }
 
+void JsSdkFunction::SendCode(int envelope, int32_t code) {
+  std::string text;
+  FormatText(text, sdk::kEnvelopes[envelope].head, code);
+  SendResponse(text);
+}
+
 void JsSdkFunction::DeleteLater() {
   tnbase::postTask(tnbase::globalTaskQueue(0), [this] { delete this; });
+}
+
+void JsSdkFunction::KeepForProcess(std::shared_ptr<JsSdkFunction> function) {
+  static std::mutex mutex;
+  static auto& kept = *new std::vector<std::shared_ptr<JsSdkFunction>>;
+  std::lock_guard<std::mutex> guard(mutex);
+  kept.push_back(std::move(function));
 }
 
 xhav::BusinessChannel* JsSdkFunction::HostChannel() {

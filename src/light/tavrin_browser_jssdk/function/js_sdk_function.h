@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -56,6 +57,8 @@ class JsSdkFunction : public LiveCounted<JsSdkFunction> {
   // or const char16_t*), as in the host's own formats.
   template <typename... Args>
   static void FormatWide(std::u16string& out, const char16_t* format, const Args&... args);
+  // The call's `payload` when it is an object; else null.
+  static const Json::Value* PayloadOf(const Json::Value& params);
   // Shows `text` for `milliseconds` on a thread of its own.
   static void ShowTimedTip(const std::u16string& text, int milliseconds = 2000);
 
@@ -66,8 +69,13 @@ class JsSdkFunction : public LiveCounted<JsSdkFunction> {
   // A call of the page's handler `handlerName` with `json` as its `data`, under this call's
   // id. Sent whatever became of the window.
   void SendEvent(const std::string& json, const std::string& handlerName);
+  // The answer of template `envelope` (one with a code only) filled with `code`.
+  void SendCode(int envelope, int32_t code);
   // Deletes this object later on the global task queue: the last thing a function does.
   void DeleteLater();
+  // Keeps `function` reachable for the rest of the process: for functions that stop without an
+  // answer and that nothing will ever delete.
+  static void KeepForProcess(std::shared_ptr<JsSdkFunction> function);
 
   // The host's business channel of the function's browser, or null.
   xhav::BusinessChannel* HostChannel();
@@ -129,6 +137,13 @@ class JsSdkCallback : public IBrowserViewCallback {
 
  private:
   std::atomic<uint32_t> refCount{0};
+};
+
+// A function that asks the host and answers from the host's results: it stays until the host's
+// last Release.
+class JsSdkHostFunction : public JsSdkFunction, public JsSdkCallback {
+ public:
+  bool IsOneShot() override { return false; }
 };
 
 }  // namespace tnwebui

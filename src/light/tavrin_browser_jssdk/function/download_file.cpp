@@ -1,0 +1,112 @@
+#include <map>
+
+#include "base/CommonFunc.h"
+#include "base/path.h"
+#include "light/tavrin_browser_jssdk/function/go_adapters.h"
+#include "light/tavrin_browser_jssdk/function/js_sdk_envelope.h"
+#include "light/tavrin_browser_jssdk/function/transfers.h"
+#include "tnwebui/services.h"
+#include "win/shell.h"
+
+namespace tnwebui {
+namespace {
+
+constexpr char kCacheFolder[] = "\\TavrinSoftCustom\\WebCache\\JsDownload\\";
+constexpr char kSignedKeyPrefix[] = "X-Amz";
+constexpr int32_t kTimeoutMs = 300000;
+// Create the file or empty it, for writing; shared with readers and writers.
+constexpr uint32_t kOpenFlags = tnbase::kFileCreate | tnbase::kFileWrite | tnbase::kFileTruncate;
+constexpr uint32_t kOpenMode = tnbase::kShareRead | tnbase::kShareWrite;
+
+}  // namespace
+
+std::string CacheName(const std::string& url) {
+  const std::size_t query = url.rfind('?');
+  const std::size_t dot = url.rfind('.', query);
+  std::string extension;
+  if (dot != std::string::npos) {
+    extension = url.substr(dot, query == std::string::npos ? std::string::npos : query - dot);
+  }
+  std::map<std::string, std::string> params;
+  std::string text = CCommonFunc::ParserUrlParams(url.c_str(), params);
+  if (text.empty()) return std::string();
+  if (!params.empty()) text += "?";
+  for (const auto& [key, value] : params) {
+    if (key.compare(0, sizeof kSignedKeyPrefix - 1, kSignedKeyPrefix) == 0) continue;
+    text += key;
+    text += "=";
+    text += value;
+    text += "&";
+  }
+  return tnbase::md5String(text) + extension;
+}
+
+void JSDownloadFile::Execute(const std::string&, const Json::Value& params) {
+  const Json::Value* payload = HostChannel() ? PayloadOf(params) : nullptr;
+  if (!payload || !(*payload)["url"].isString()) {
+    if (payload) Answer(sdk::kMissingKey, "");
+    KeepForProcess(std::shared_ptr<JsSdkFunction>(this));  // it stays, with nothing to do
+    return;
+  }
+  url = (*payload)["url"].asString();
+  const std::string folder = NativeSeparators(
+      win::GetShortPathNameA(win::SHGetSpecialFolderPath(win::CSIDL_APPDATA)) + kCacheFolder);
+  localPath = folder + CacheName(url);
+  localId = ToLocalId(localPath);
+
+  tnbusiness::NetworkObject* network = Network();
+  if (!network) {
+    Answer(sdk::kMissingKey, "");
+    KeepForProcess(std::shared_ptr<JsSdkFunction>(this));
+    return;
+  }
+  auto* address = new GStringImpl(url.data(), static_cast<int32_t>(url.size()));
+  auto* header = new GStringImpl("", 0);
+  task = network->HttpDownload(address, header, kTimeoutMs, 0, this);
+  address->Dispose();
+  header->Dispose();
+}
+
+void JSDownloadFile::OnStart() {
+  tnbase::createDirectories(tnbase::pathRemoveFileName(localPath));
+  if (file) file->close();
+  file = tnbase::File::open(localPath, kOpenFlags, kOpenMode);
+  if (file) return;
+  if (tnbusiness::NetworkObject* network = Network()) network->CancelDownload(task);
+  Answer(sdk::kNoFile, "");
+  DeleteLater();
+}
+
+void JSDownloadFile::OnData(IGData* data, int64_t length, int64_t total) {
+  if (!data || !file) {
+    Answer(sdk::kNoFile, "");
+    DeleteLater();
+    return;
+  }
+  file->write(data->Data(), static_cast<std::size_t>(data->Size()));
+  loaded += static_cast<uint64_t>(length);
+  SendEvent(ProgressText(localId, static_cast<uint64_t>(total), loaded), kDownloadProgressEvent);
+}
+
+void JSDownloadFile::OnFinish() {
+  if (file) {
+    file->close();
+    Answer(sdk::kOk, localId);
+  } else {
+    Answer(sdk::kNoFile, "");
+  }
+  DeleteLater();
+}
+
+void JSDownloadFile::Answer(int32_t code, const std::string& id) {
+  std::string text;
+  FormatText(text, sdk::kEnvelopes[8].head, code, id.c_str());
+  SendResponse(text);
+}
+
+tnbusiness::NetworkObject* JSDownloadFile::Network() {
+  auto* service = QueryService<BusinessCoreService>(SID_BusinessCoreService);
+  return service ? service->GetNetworkObject() : nullptr;
+}
+
+}  // namespace tnwebui
