@@ -1,4 +1,5 @@
 #include <map>
+#include <thread>
 
 #include "base/CommonFunc.h"
 #include "base/path.h"
@@ -62,22 +63,25 @@ void JSDownloadFile::Execute(const std::string&, const Json::Value& params) {
   }
   auto* address = new GStringImpl(url.data(), static_cast<int32_t>(url.size()));
   auto* header = new GStringImpl("", 0);
-  task = network->HttpDownload(address, header, kTimeoutMs, 0, this);
+  const int64_t handle = network->HttpDownload(address, header, kTimeoutMs, 0, this);
   address->Dispose();
   header->Dispose();
+  task.store(handle, std::memory_order_release);  // the last touch: the core may end it now
 }
 
 void JSDownloadFile::OnStart() {
+  const int64_t handle = WaitForTask();
   tnbase::createDirectories(tnbase::pathRemoveFileName(localPath));
   if (file) file->close();
   file = tnbase::File::open(localPath, kOpenFlags, kOpenMode);
   if (file) return;
-  if (tnbusiness::NetworkObject* network = Network()) network->CancelDownload(task);
+  if (tnbusiness::NetworkObject* network = Network()) network->CancelDownload(handle);
   Answer(sdk::kNoFile, "");
   DeleteLater();
 }
 
 void JSDownloadFile::OnData(IGData* data, int64_t length, int64_t total) {
+  WaitForTask();
   if (!data || !file) {
     Answer(sdk::kNoFile, "");
     DeleteLater();
@@ -89,6 +93,7 @@ void JSDownloadFile::OnData(IGData* data, int64_t length, int64_t total) {
 }
 
 void JSDownloadFile::OnFinish() {
+  WaitForTask();
   if (file) {
     file->close();
     Answer(sdk::kOk, localId);
@@ -102,6 +107,12 @@ void JSDownloadFile::Answer(int32_t code, const std::string& id) {
   std::string text;
   FormatText(text, sdk::kEnvelopes[8].head, code, id.c_str());
   SendResponse(text);
+}
+
+int64_t JSDownloadFile::WaitForTask() {
+  int64_t handle;
+  while ((handle = task.load(std::memory_order_acquire)) == kTaskPending) std::this_thread::yield();
+  return handle;
 }
 
 tnbusiness::NetworkObject* JSDownloadFile::Network() {

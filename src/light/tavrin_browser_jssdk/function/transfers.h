@@ -59,10 +59,15 @@ class JSDownloadFile final : public JsSdkFunction, public Im::HTTPDownloadRespon
  private:
   void Answer(int32_t code, const std::string& id);
   tnbusiness::NetworkObject* Network();
+  int64_t WaitForTask();
 
   uint64_t loaded = 0;
   std::string url;
-  std::atomic<int64_t> task{0};  // set on the UI thread, read by OnStart on the core's
+  // The core's handle, given on the UI thread. The core may call back, even finish, before
+  // HttpDownload has returned it: each callback first waits for it, so the download is never
+  // deleted while Execute still writes it.
+  static constexpr int64_t kTaskPending = INT64_MIN;
+  std::atomic<int64_t> task{kTaskPending};
   std::unique_ptr<tnbase::File> file;
   std::string localPath;
   std::string localId;
