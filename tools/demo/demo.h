@@ -104,6 +104,7 @@ void RealPages();         // the same view over real pages in Debian's Chromium
 void LightAppSdk();       // a light app's own bridge speaks to the JS SDK in Chromium
 void DesktopCommands();   // a page's desktop commands served by the module's handlers
 void LightWindow();       // a light window with its title bar, and a framed window
+void Transfers();         // a light app downloads, uploads and saves files
 void TypicalRequest();    // one business action over two processes and a socket
 
 }  // namespace demo
