@@ -9,6 +9,7 @@
 #include "jsapi.pb.h"
 #include "light/desktop_origin.h"
 #include "light/tavrin_browser_handler.h"
+#include "open_fixture.h"
 #include "presentation.pb.h"
 #include "tnmainui/business_service.h"
 #include "view_fixture.h"
@@ -27,16 +28,7 @@ std::string Body(std::initializer_list<int> ints) {
   return list.SerializeAsString();
 }
 
-// The codes of the Responses written, in order.
-std::vector<int> Codes(const xhav::inproc::RequestResult& result) {
-  std::vector<int> codes;
-  for (const std::string& write : result.writes) {
-    interdata::Response response;
-    EXPECT_TRUE(response.ParseFromString(write));
-    codes.push_back(response.code());
-  }
-  return codes;
-}
+std::vector<int> Codes(const xhav::inproc::RequestResult& result) { return ResponseCodes(result); }
 
 // A request made by hand, for handlers called directly.
 class HandRequest final : public xhav::Request {

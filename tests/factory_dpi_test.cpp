@@ -1,5 +1,6 @@
 // A screen of 144 dots per inch, set before the factory first reads it.
 
+#include "open_fixture.h"
 #include "view_fixture.h"
 #include "win/window.h"
 
@@ -31,4 +32,23 @@ TEST_F(FactoryDpi, FramedWindowsAreScaledAndTheReadIsKept) {
   framed->Release();
   second->Release();
   plain->Release();
+}
+
+using OpenDpi = OpenFixture;
+
+TEST_F(OpenDpi, BottomRightKeepsAScaledPixelOfMargin) {
+  win::SetScreenDpi(144);  // as the module read it first, whatever a test set since
+  interdata::WindowProperty property;
+  property.mutable_pos()->set_pos_type("bottomright");
+  property.mutable_pos()->set_width(200);
+  property.mutable_pos()->set_height(100);
+  xhav::inproc::BrowserImpl* window = Opened(Open("https://br.test/", Data("br"), &property));
+  ASSERT_NE(window, nullptr);
+  // 200 and 100 scale to 300 and 150, the margin of 1 to 2 (1.5, rounded): the size goes to
+  // hav unscaled, and the window's right edge ends 2 pixels inside the work area.
+  EXPECT_EQ(window->param().width, 200);
+  const win::Rect rect = RectOf(window);
+  EXPECT_EQ(rect.right, 1920 - 2);
+  EXPECT_EQ(rect.bottom, 1040 - 2);
+  EXPECT_EQ(rect.right - rect.left, 300);
 }

@@ -21,6 +21,10 @@ constexpr GUID SID_AccessOverrideService = {
 // {DE7C5350-C416-11E9-8113-00163E0CBA50}
 constexpr GUID SID_EventBus = {
     0xDE7C5350, 0xC416, 0x11E9, {0x81, 0x13, 0x00, 0x16, 0x3E, 0x0C, 0xBA, 0x50}};
+// {6A1F0C52-3E7B-4D8A-9C21-5B7E0D4F8A13}: the client's media files (the module's own choice of
+// identifier: the client names this service by the role only).
+constexpr GUID SID_MediaService = {
+    0x6A1F0C52, 0x3E7B, 0x4D8A, {0x9C, 0x21, 0x5B, 0x7E, 0x0D, 0x4F, 0x8A, 0x13}};
 
 namespace interdata {
 class CoreMediaInfoList;
@@ -86,4 +90,20 @@ class AccessOverrideService {
 
  protected:
   ~AccessOverrideService() = default;
+};
+
+// The client's media files: where a file of a chat lies on this machine, and saving one.
+class MediaService {
+ public:
+  // Copies the local path (UTF-8) of file `fid` of organisation `mediaOid`, as organisation
+  // `oid` sees it, into `buffer` (NUL-terminated, cut to fit). False when the file isn't here;
+  // the buffer then holds an empty text.
+  virtual bool GetLocalPath(int32_t oid, int32_t mediaOid, int32_t fid, char* buffer,
+                            uint32_t size) = 0;
+  // Starts saving file `fid` of organisation `mediaOid` to `target` (a full path, UTF-8) for
+  // organisation `oid`; the saving goes on after the call.
+  virtual void SaveMedia(int32_t oid, int32_t mediaOid, int32_t fid, const char* target) = 0;
+
+ protected:
+  ~MediaService() = default;
 };

@@ -61,6 +61,9 @@ class BusinessCore : public IUnknown {
   // The chat `chatId` (UTF-8) as JSON ("chatName", "avatarId", ...), a text the caller
   // releases; null when the core doesn't know it.
   virtual TnString* GetChatInfo(const char* chatId) = 0;
+  // The view that the core keeps under `name` (its main page is "TnMain"), with a reference
+  // for the caller; E_FAIL and null when there is none.
+  virtual HRESULT GetBrowserView(const char16_t* name, IBrowserView** out) = 0;
 
  protected:
   ~BusinessCore() = default;

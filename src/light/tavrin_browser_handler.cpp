@@ -25,17 +25,15 @@ namespace {
 constexpr char kLogSource[] = "src\\light\\tavrin_browser_handler";
 constexpr char kCannotUnmarshal[] = "the javascript param can not unmarshal.";
 
-// The request's path as bytes; empty without a request.
-std::string PathOf(xhav::Request* request) {
+}  // namespace
+
+std::string RequestPath(xhav::Request* request) {
   if (!request) return std::string();
   tnbase::TnStringPtr path(request->GetPath());
   return path ? path->ToUTF8() : std::string();
 }
 
-// Reads the body into `list` when it is exactly one element. A body that isn't a ParamList is
-// logged under `function` and answered with ParamCount; the caller goes on with what the
-// parser left.
-void ReadBody(xhav::Request* request, interdata::ParamList& list, const char* function) {
+void ReadParamList(xhav::Request* request, interdata::ParamList& list, const char* function) {
   const xhav::PostElements* elements = request ? request->GetPostElements() : nullptr;
   if (!elements || elements->GetCount() != 1) return;
   const xhav::PostElement* element = elements->GetElement(0);
@@ -47,6 +45,8 @@ void ReadBody(xhav::Request* request, interdata::ParamList& list, const char* fu
     WriteResponse(request, interdata::ParamCount);
   }
 }
+
+namespace {
 
 // What follows the last separator of `path`; empty when it has none.
 std::string FileNameOf(const std::string& path) {
@@ -187,13 +187,13 @@ void BrowserHandler::OnRequest(xhav::Request* request) {
     WriteResponse(request, interdata::InvalidAPI);
     return;
   }
-  auto command = commands.find(PathOf(request));
+  auto command = commands.find(RequestPath(request));
   if (command == commands.end()) {
     WriteResponse(request, interdata::InvalidAPI);
     return;
   }
   interdata::ParamList list;
-  ReadBody(request, list, "BrowserHandler::OnRequest");
+  ReadParamList(request, list, "BrowserHandler::OnRequest");
   (this->*command->second)(request, list);
 }
 
@@ -319,51 +319,5 @@ void BrowserHandler::onGetWindowTemp(xhav::Request* request, const interdata::Pa
   temp["path"] = WideToUtf8(path);
   WriteResponse(request, 0, WriteJson(temp));
 }
-
-// ---------------------------------------------------------------------------------------------
-// OpenBrowserHandler
-
-OpenBrowserHandler::OpenBrowserHandler() : title(allocString()) {}
-
-OpenBrowserHandler::~OpenBrowserHandler() {
-  if (core) core->Release();
-  if (title) title->Release();
-}
-
-void OpenBrowserHandler::OnRequest(xhav::Request* req) {
-  request = req;
-  const std::string path = PathOf(req);
-  interdata::ParamList list;
-  ReadBody(req, list, "OpenBrowserHandler::OnRequest");
-  // /window/open goes on to the closing InvalidAPI below: the routing has always been laid
-  // out so, and pages get two writes for it.
-  if (path == "/window/open") onOpenWindow(req, list);
-  if (path == "/window/havewindow") {
-    onHaveWindow(req, list);
-    return;
-  }
-  if (path == "/biz/common/choosecontacts") {
-    onChooseContacts(req, list);
-    return;
-  }
-  WriteResponse(req, interdata::InvalidAPI);
-}
-
-void OpenBrowserHandler::onOpenWindow(xhav::Request* req, const interdata::ParamList& list) {
-  if (list.items_size() < 2) {
-    WriteResponse(req, interdata::ParamCount);
-    return;
-  }
-  interdata::TavrinWindowData data;
-  if (!data.ParseFromString(ItemBytes(list.items(1)))) {
-    WriteResponse(req, interdata::ParamUnmarshal);
-    return;
-  }
-  oid = data.oid();
-}
-
-void OpenBrowserHandler::onHaveWindow(xhav::Request*, const interdata::ParamList&) {}
-
-void OpenBrowserHandler::onChooseContacts(xhav::Request*, const interdata::ParamList&) {}
 
 }  // namespace tnwebui

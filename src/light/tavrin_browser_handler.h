@@ -10,6 +10,7 @@
 
 #include <json/value.h>
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
@@ -17,10 +18,13 @@
 #include <utility>
 #include <vector>
 
+#include "base/live_count.h"
+#include "base/view_callback.h"
 #include "coretnmedia.pb.h"
 #include "hav/hav.h"
 #include "jsapi.pb.h"
 #include "light/desktop_origin.h"
+#include "presentation.pb.h"
 #include "tnbase/tn_string.h"
 #include "tnwebui/view.h"
 
@@ -151,8 +155,32 @@ class BrowserHandler final : public xhav::CustomizeHandler {
   std::map<std::string, Command> commands;
 };
 
+// The request's path as bytes; empty without a request.
+std::string RequestPath(xhav::Request* request);
+// Reads the body into `list` when it is exactly one element. A body that isn't a ParamList is
+// logged under `function` and answered with ParamCount; the caller goes on with what the
+// parser left.
+void ReadParamList(xhav::Request* request, interdata::ParamList& list, const char* function);
+
+// The answer object that a dialog of the main page calls back: it holds its owner through a
+// shared pointer, so the owner lives while the dialog is open, and lets go at its last Release.
+template <typename Owner>
+class browser_view_cb_impl final : public ViewCallbackBase {
+ public:
+  explicit browser_view_cb_impl(std::shared_ptr<Owner> owner) : owner_(std::move(owner)) {}
+  void OnBusinessResult(const char16_t*, const char16_t* action, const char16_t*, int32_t code,
+                        const char16_t* result) override {
+    if (owner_) owner_->onDialogResult(action, code, result);
+  }
+
+ private:
+  ~browser_view_cb_impl() override = default;  // the owner goes with the last reference
+  std::shared_ptr<Owner> owner_;
+};
+
 class OpenBrowserHandler final : public xhav::CustomizeHandler,
-                                 public std::enable_shared_from_this<OpenBrowserHandler> {
+                                 public std::enable_shared_from_this<OpenBrowserHandler>,
+                                 public LiveCounted<OpenBrowserHandler> {
  public:
   OpenBrowserHandler();
   ~OpenBrowserHandler() override;
@@ -161,11 +189,32 @@ class OpenBrowserHandler final : public xhav::CustomizeHandler,
 
   void OnRequest(xhav::Request* request) override;
   void OnFinish() override {}
+  // The main page's answer to a dialog: `method` is the action of the call, `status` its code.
+  void onDialogResult(const char16_t* method, int32_t status, const char16_t* answer);
 
  private:
   void onOpenWindow(xhav::Request* request, const interdata::ParamList& list);
   void onHaveWindow(xhav::Request* request, const interdata::ParamList& list);
   void onChooseContacts(xhav::Request* request, const interdata::ParamList& list);
+  // The business core of `organisation`, with a reference for the caller; replies 574642 or
+  // 785630 and gives null when the service or the core is missing.
+  BusinessCore* TakeCore(xhav::Request* request, int32_t organisation);
+  // A view through the factory's settings: `name`, the page `url` (as the settings name it),
+  // the core, `json`; then CreateBrowserView with `address`.
+  void OpenView(const char16_t* name, const std::string& url, const std::string& address,
+                BusinessCore* view, const std::string& json);
+  void OpenPlain(xhav::Request* request, const std::string& url, const std::string& json);
+  void OpenWindow(xhav::Request* request, const interdata::ParamList& list,
+                  const interdata::TavrinWindowData& data);
+  // Size and place of a new window from its property's `pos`.
+  void PlaceWindow(const interdata::WindowPosition& pos, const interdata::TavrinWindowData& data,
+                   xhav::BrowserParam* param);
+  // Asks the client's main page ("TnMain") for a dialog; its answer comes to onDialogResult.
+  void callMainPage(const char16_t* business, const char16_t* method, const std::string& json);
+  void onSaveFile(const interdata::TavrinWindowData& data);
+  void onChooseFile(const interdata::TavrinWindowData& data);
+  void onMessageBox(const interdata::TavrinWindowData& data);
+  void onPreviewFile(const interdata::TavrinWindowData& data);
 
   BusinessCore* core = nullptr;  // the window's organisation's core, one reference
   int32_t oid = 0;

@@ -17,9 +17,8 @@ PageBrowser::PageBrowser(Engine* engine, int id, BrowserNotify* notify,
     : engine_(engine), id_(id), notify_(notify), param_(p) {
   hwnd_ = win::CreateWindowModel("HavWindowClassName", p.parent,
                                  [this](HWND, const win::PostedMessage& m) { OnWindowMessage(m); });
-  if (p.width > 0 && p.height > 0) {
-    win::SetWindowPos(hwnd_, nullptr, p.left, p.top, p.width, p.height, win::SWP_NOZORDER);
-  }
+  win::SetWindowTextW(hwnd_, tnbase::TnStringPtr::FromUTF8(p.title)->GetData());
+  inproc::PlaceBrowserWindow(hwnd_, p);
   hostWindow_ =
       win::CreateWindowModel("HavBrowserHost", hwnd_, [this](HWND h, const win::PostedMessage& m) {
         if (m.message != win::WM_SIZE || !alive_) return;

@@ -99,6 +99,7 @@ void PageBrowser::RemoveHandler(const char* address) { handlers_.Remove(address)
 
 void PageBrowser::SetTitle(const char16_t* title) {
   tnbase::TnStringPtr t(allocStringFromWideChars(title));
+  win::SetWindowTextW(hwnd_, title ? title : u"");
   std::lock_guard<std::mutex> lock(mutex_);
   title_ = t->ToUTF8();
 }

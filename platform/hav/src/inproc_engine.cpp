@@ -145,6 +145,8 @@ class BrowserParamImpl final : public BrowserParam {
   void SetCookieSpace(TnString* v) override { Set("SetCookieSpace", r_.cookieSpace, Utf8(v)); }
   void SetHideOnClose(bool v) override { Set("SetHideOnClose", r_.hideOnClose, v); }
   void SetName(TnString* v) override { Set("SetName", r_.name, Utf8(v)); }
+  void SetPlaced(bool v) override { Set("SetPlaced", r_.placed, v); }
+  void SetAnimation(bool v) override { Set("SetAnimation", r_.animation, v); }
   bool GetShowTitleBar() override { return r_.showTitleBar; }
   bool GetStartHidden() override { return r_.startHidden; }
   TnString* GetTitle() override {
@@ -169,6 +171,17 @@ class BrowserParamImpl final : public BrowserParam {
 };
 
 }  // namespace
+
+void PlaceBrowserWindow(HWND hwnd, const BrowserParamRecord& param) {
+  if (param.width <= 0 || param.height <= 0) return;
+  int width = param.width, height = param.height;
+  if (param.viewType == 4) {
+    const int dpi = win::GetDeviceCaps(win::LOGPIXELSX);
+    width = param.scaledWidth > 0 ? param.scaledWidth : win::MulDiv(width, dpi, 96);
+    height = param.scaledHeight > 0 ? param.scaledHeight : win::MulDiv(height, dpi, 96);
+  }
+  win::SetWindowPos(hwnd, nullptr, param.left, param.top, width, height, win::SWP_NOZORDER);
+}
 
 BrowserParam* NewBrowserParamFrom(const BrowserParamRecord& record) {
   return new BrowserParamImpl(record);
@@ -201,10 +214,8 @@ BrowserImpl::BrowserImpl(Engine* engine, int id, std::string url, const BrowserP
                                        break;
                                    }
                                  });
-  if (param.width > 0 && param.height > 0) {
-    win::SetWindowPos(hwnd_, nullptr, param.left, param.top, param.width, param.height,
-                      win::SWP_NOZORDER);
-  }
+  win::SetWindowTextW(hwnd_, tnbase::TnStringPtr::FromUTF8(param.title)->GetData());
+  PlaceBrowserWindow(hwnd_, param);
   hostWindow_ = win::CreateWindowModel("HavBrowserHost", hwnd_, nullptr);
   win::ShowWindow(hostWindow_, win::SW_SHOWWINDOW);
   static_cast<HostBrowser*>(host_.get())->SetHostWindow(hostWindow_);
@@ -364,6 +375,7 @@ std::vector<std::string> BrowserImpl::scripts() const {
 void BrowserImpl::SetTitle(const char16_t* title) {
   tnbase::TnStringPtr t(allocStringFromWideChars(title));
   Record("SetTitle(" + t->ToUTF8() + ")");
+  win::SetWindowTextW(hwnd_, title ? title : u"");
   std::lock_guard<std::mutex> lock(mutex_);
   title_ = t->ToUTF8();
 }

@@ -36,7 +36,10 @@ std::vector<std::string> RecordingShadow::calls() const {
 ScriptedBusinessCore::ScriptedBusinessCore(std::u16string orgKey, std::string accountKey)
     : orgKey_(std::move(orgKey)), accountKey_(std::move(accountKey)) {}
 
-ScriptedBusinessCore::~ScriptedBusinessCore() { worker_.Stop(); }
+ScriptedBusinessCore::~ScriptedBusinessCore() {
+  worker_.Stop();
+  for (const auto& [name, view] : views_) view->Release();
+}
 
 void ScriptedBusinessCore::AnswerOnOwnThread(int32_t code, std::u16string data,
                                              std::function<void(const BusinessCall&)> observer) {
@@ -64,6 +67,29 @@ TnString* ScriptedBusinessCore::GetChatInfo(const char* chatId) {
 void ScriptedBusinessCore::SetChatInfo(const std::string& chatId, const std::string& json) {
   std::lock_guard<std::mutex> lock(mutex_);
   chats_[chatId] = json;
+}
+
+HRESULT ScriptedBusinessCore::GetBrowserView(const char16_t* name, IBrowserView** out) {
+  if (!out) return E_INVALIDARG;
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto it = views_.find(name ? name : u"");
+  *out = it == views_.end() ? nullptr : it->second;
+  if (!*out) return E_FAIL;
+  (*out)->AddRef();
+  return S_OK;
+}
+
+void ScriptedBusinessCore::SetBrowserView(const std::u16string& name, IBrowserView* view) {
+  if (view) view->AddRef();
+  IBrowserView* previous = nullptr;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    IBrowserView*& slot = views_[name];
+    previous = slot;
+    slot = view;
+    if (!view) views_.erase(name);
+  }
+  if (previous) previous->Release();
 }
 
 void ScriptedBusinessCore::FlushAnswers() { worker_.Flush(); }

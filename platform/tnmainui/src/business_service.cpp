@@ -23,12 +23,32 @@ std::vector<ChannelCall> ScriptedBusinessChannel::calls() const {
 }
 
 void ScriptedBusinessChannel::ReleaseHeld() {
-  std::vector<IBrowserViewCallback*> held;
+  std::vector<std::pair<ChannelCall, IBrowserViewCallback*>> held;
   {
     std::lock_guard<std::mutex> lock(mutex_);
     held.swap(held_);
   }
-  for (IBrowserViewCallback* callback : held) callback->Release();
+  for (auto& [call, callback] : held) callback->Release();
+}
+
+bool ScriptedBusinessChannel::AnswerHeld(int32_t code, const std::u16string& result) {
+  std::pair<ChannelCall, IBrowserViewCallback*> oldest;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (held_.empty()) return false;
+    oldest = held_.front();
+    held_.erase(held_.begin());
+  }
+  const xhav::BusinessParams& p = oldest.first.params;
+  auto text = [&p](std::size_t i) { return i < p.size() ? p[i].c_str() : u""; };
+  oldest.second->OnBusinessResult(text(0), text(1), text(2), code, result.c_str());
+  oldest.second->Release();
+  return true;
+}
+
+std::size_t ScriptedBusinessChannel::held() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return held_.size();
 }
 
 void ScriptedBusinessChannel::ExecuteBusiness(const xhav::BusinessParams& params,
@@ -41,7 +61,7 @@ void ScriptedBusinessChannel::ExecuteBusiness(const xhav::BusinessParams& params
     script = script_;
     if (!script && callback) {
       callback->AddRef();
-      held_.push_back(callback);
+      held_.emplace_back(call, callback);
     }
   }
   if (!script || !callback) return;

@@ -35,6 +35,8 @@ struct Model {
   MessagePoster poster;
   int dpi = 96;
   Rect desktop{0, 0, 1920, 1080};
+  bool workAreaSet = false;
+  Rect workArea;
 };
 
 inline Model& M() {

@@ -478,6 +478,41 @@ bool SetLayeredWindowAttributes(HWND hwnd, uint32_t colourKey, uint8_t alpha, ui
   return true;
 }
 
+HWND FindWindowExW(HWND parent, HWND after, const char* className, const char16_t* title) {
+  std::lock_guard<std::mutex> lock(M().mutex);
+  bool passed = after == nullptr;
+  for (const auto& [h, w] : M().windows) {
+    if (!passed) {
+      passed = h == after;
+      continue;
+    }
+    if (w->state.parent != parent) continue;
+    if (className && w->state.className != className) continue;
+    if (title && w->state.title != title) continue;
+    return h;
+  }
+  return nullptr;
+}
+
+bool SystemParametersInfoW(uint32_t action, uint32_t, void* value, uint32_t) {
+  if (action != SPI_GETWORKAREA || !value) return false;
+  std::lock_guard<std::mutex> lock(M().mutex);
+  Rect area = M().desktop;
+  if (M().workAreaSet) {
+    area = M().workArea;
+  } else {
+    area.bottom -= 40;
+  }
+  *static_cast<Rect*>(value) = area;
+  return true;
+}
+
+void SetWorkArea(const Rect& area) {
+  std::lock_guard<std::mutex> lock(M().mutex);
+  M().workArea = area;
+  M().workAreaSet = true;
+}
+
 Rect GetDesktopRect() {
   std::lock_guard<std::mutex> lock(M().mutex);
   return M().desktop;

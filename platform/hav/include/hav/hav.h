@@ -78,6 +78,10 @@ class HAV_API BrowserParam {
   virtual void SetCookieSpace(TnString* space) = 0;
   virtual void SetHideOnClose(bool hide) = 0;
   virtual void SetName(TnString* name) = 0;
+  // The window stands where left and top say, not where hav would place it.
+  virtual void SetPlaced(bool placed) = 0;
+  // The window appears with an animation.
+  virtual void SetAnimation(bool animation) = 0;
   // What was set, for the view of the window made with it (GetProperty(19)).
   virtual bool GetShowTitleBar() = 0;
   virtual bool GetStartHidden() = 0;

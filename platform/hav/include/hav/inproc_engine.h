@@ -112,6 +112,10 @@ class Page;
 struct BrowserParamRecord;
 // What was set on a parameter object that CreateHavObject made; defaults for any other.
 HAV_API BrowserParamRecord ReadBrowserParam(BrowserParam* param);
+// Places a new browser's native window as its settings say. A web window (view type 4) is
+// sized in device-independent units: its scaled size when one was set, else its size scaled to
+// the screen's pixels per inch.
+HAV_API void PlaceBrowserWindow(HWND hwnd, const BrowserParamRecord& param);
 // A parameter object holding `record` (a browser's settings, GetProperty(19)); Destroy frees it.
 HAV_API BrowserParam* NewBrowserParamFrom(const BrowserParamRecord& record);
 
@@ -122,6 +126,7 @@ struct BrowserParamRecord {
   int32_t left = 0, top = 0, viewType = 0;
   bool showTitleBar = false, startHidden = false, havFlagA = false, havFlagB = false;
   bool topCenter = false, resizable = false, openMaximized = false, hideOnClose = false;
+  bool placed = false, animation = false;
   HWND parent = nullptr;
   std::string title, cookieSpace, name;
   bool destroyed = false;

@@ -75,6 +75,9 @@ class TNMAINUI_API ScriptedBusinessCore final : public BusinessCore {
   TnString* GetChatInfo(const char* chatId) override;
   // The JSON that GetChatInfo gives for `chatId`.
   void SetChatInfo(const std::string& chatId, const std::string& json);
+  HRESULT GetBrowserView(const char16_t* name, IBrowserView** out) override;
+  // Keeps `view` (with a reference) under `name`; null forgets the name.
+  void SetBrowserView(const std::u16string& name, IBrowserView* view);
 
   // Answers each call; without it calls are only recorded and answered with 0.
   void SetHandler(std::function<HRESULT(const BusinessCall&)> handler);
@@ -110,6 +113,7 @@ class TNMAINUI_API ScriptedBusinessCore final : public BusinessCore {
   std::function<void()> orgKeyHook_;
   std::vector<BusinessCall> calls_;
   std::map<std::string, std::string> chats_;
+  std::map<std::u16string, IBrowserView*> views_;
   tnbase::TaskQueue worker_{"business core"};
 };
 

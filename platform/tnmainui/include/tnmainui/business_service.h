@@ -48,13 +48,17 @@ class TNMAINUI_API ScriptedBusinessChannel final : public xhav::BusinessChannel 
   std::vector<ChannelCall> calls() const;
   // Drops the callbacks of unanswered calls, as a host that gives up on them.
   void ReleaseHeld();
+  // Answers the oldest unanswered call with `code` and `result` on the calling thread, then
+  // lets go of its callback. False when no call waits.
+  bool AnswerHeld(int32_t code, const std::u16string& result);
+  std::size_t held() const;
 
  private:
   std::function<void(std::function<void()>)> post_;
   mutable std::mutex mutex_;
   Script script_;
   std::vector<ChannelCall> calls_;
-  std::vector<IBrowserViewCallback*> held_;
+  std::vector<std::pair<ChannelCall, IBrowserViewCallback*>> held_;
 };
 
 // A value the core hands to a responder: bytes, or none.

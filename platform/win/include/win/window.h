@@ -105,6 +105,15 @@ TNWIN_API HWND FindWindowW(const char* className, const char16_t* title);
 TNWIN_API void SetWindowStyles(HWND hwnd, uint32_t style, uint32_t exStyle);
 TNWIN_API bool SetLayeredWindowAttributes(HWND hwnd, uint32_t colourKey, uint8_t alpha,
                                           uint32_t flags);
+// The first window of `className` whose title is `title` after `after` among the children of
+// `parent`; with both null, among the top-level windows, as FindWindowW.
+TNWIN_API HWND FindWindowExW(HWND parent, HWND after, const char* className, const char16_t* title);
+constexpr uint32_t SPI_GETWORKAREA = 0x0030;
+// SPI_GETWORKAREA: the screen without the task bar into `rect`; other actions fail.
+TNWIN_API bool SystemParametersInfoW(uint32_t action, uint32_t parameter, void* value,
+                                     uint32_t flags);
+// The work area: the desktop without a task bar of 40 pixels at its bottom, unless set.
+TNWIN_API void SetWorkArea(const Rect& area);
 // The screen (the desktop window's rectangle): 1920 by 1080 unless a test sets another.
 TNWIN_API Rect GetDesktopRect();
 TNWIN_API void SetDesktopSize(int width, int height);

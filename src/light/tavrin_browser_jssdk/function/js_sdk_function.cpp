@@ -166,14 +166,4 @@ void JsSdkFunction::ExecuteBusiness(xhav::BusinessChannel* channel, const char16
   channel->ExecuteBusiness(params, callback);
 }
 
-HRESULT JsSdkCallback::QueryInterface(const GUID& iid, void** out) {
-  return QueryInterfaceOf<IBrowserViewCallback>(this, IID_IBrowserViewCallback, iid, out);
-}
-
-uint32_t JsSdkCallback::Release() {
-  const uint32_t left = refCount.fetch_sub(1) - 1;
-  if (left == 0) delete this;
-  return left;
-}
-
 }  // namespace tnwebui

@@ -18,6 +18,7 @@
 #include <utility>
 
 #include "base/live_count.h"
+#include "base/view_callback.h"
 #include "hav/hav.h"
 #include "tnwebui/module.h"
 #include "tnwebui/view.h"
@@ -119,25 +120,9 @@ void JsSdkFunction::FormatWide(std::u16string& out, const char16_t* format, cons
   FormatWideList(out, format, WideArg(Widen(args))...);
 }
 
-// The answer object that a function gives the host: IBrowserViewCallback with its count,
-// starting at 0. The last Release deletes the whole function.
-class JsSdkCallback : public IBrowserViewCallback {
- public:
-  HRESULT QueryInterface(const GUID& iid, void** out) override;
-  uint32_t AddRef() override { return refCount.fetch_add(1) + 1; }
-  uint32_t Release() override;
-  IBrowserView* GetView() override { return nullptr; }
-  void Detach() override {}
-  HRESULT Reserved1(int32_t, int32_t) override { return E_NOTIMPL; }
-  HRESULT Reserved2(int32_t, int32_t) override { return E_NOTIMPL; }
-  HRESULT Reserved3(int32_t, int32_t, int32_t, int32_t, int32_t) override { return E_NOTIMPL; }
-
- protected:
-  virtual ~JsSdkCallback() = default;
-
- private:
-  std::atomic<uint32_t> refCount{0};
-};
+// The answer object that a function gives the host: the last Release deletes the whole
+// function.
+using JsSdkCallback = ViewCallbackBase;
 
 // A function that asks the host and answers from the host's results: it stays until the host's
 // last Release.
