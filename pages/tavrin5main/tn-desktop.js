@@ -121,6 +121,45 @@
     return item;
   }
 
+  function bool(w, field, value) { w.tag(field, 0); w.varint(value ? 1 : 0); }
+  function int(w, field, value) { if (value) { w.tag(field, 0); w.varint(value | 0); } }
+  function text(w, field, value) { if (value) w.blob(field, utf8.encode(value)); }
+
+  // A TavrinWindowData: {id, oid, name, openurl, extra_params: {key: item}}.
+  function encodeWindowData(d) {
+    var w = new Writer();
+    int(w, 1, d.id);
+    int(w, 2, d.oid);
+    text(w, 4, d.name);
+    text(w, 5, d.openurl);
+    Object.keys(d.extra_params || {}).forEach(function (key) {
+      var entry = new Writer();
+      entry.blob(1, utf8.encode(key));
+      entry.blob(2, encodeItem(d.extra_params[key]));
+      w.blob(6, new Uint8Array(entry.bytes));
+    });
+    return new Uint8Array(w.bytes);
+  }
+
+  // A WindowProperty: {title, pos: {pos_type, x, y, width, height}, show_titlebar, resize};
+  // absent keys stay unset.
+  function encodeWindowProperty(p) {
+    var w = new Writer();
+    if ('title' in p) w.blob(2, utf8.encode(p.title));
+    if (p.pos) {
+      var pos = new Writer();
+      text(pos, 1, p.pos.pos_type);
+      int(pos, 2, p.pos.x);
+      int(pos, 3, p.pos.y);
+      int(pos, 4, p.pos.width);
+      int(pos, 5, p.pos.height);
+      w.blob(3, new Uint8Array(pos.bytes));
+    }
+    if ('show_titlebar' in p) bool(w, 4, p.show_titlebar);
+    if ('resize' in p) bool(w, 6, p.resize);
+    return new Uint8Array(w.bytes);
+  }
+
   function decodeWindowData(u8) {
     var d = {id: 0, oid: 0, uid: 0, name: '', openurl: '', extra_params: {}};
     fields(u8, function (f, v) {
@@ -151,6 +190,8 @@
     encodeParamList: encodeParamList,
     decodeResponse: decodeResponse,
     decodeResponses: decodeResponses,
-    decodeWindowData: decodeWindowData
+    decodeWindowData: decodeWindowData,
+    encodeWindowData: encodeWindowData,
+    encodeWindowProperty: encodeWindowProperty
   };
 })(window);

@@ -96,15 +96,16 @@ void TraceMessages(Engine& engine) {
 }
 
 // The parts, one file each, in the order they run.
-void PageFirstCalls();    // a render process starts and a page makes its first calls
-void HostOpensWindows();  // the host opens, finds and closes windows through the factory
-void ViewLifeCycle();     // loading page to address, with cookies and watermark
-void PageEvents();        // an event subscription hears one event in each format
-void RealPages();         // the same view over real pages in Debian's Chromium
-void LightAppSdk();       // a light app's own bridge speaks to the JS SDK in Chromium
-void DesktopCommands();   // a page's desktop commands served by the module's handlers
-void LightWindow();       // a light window with its title bar, and a framed window
-void Transfers();         // a light app downloads, uploads and saves files
-void TypicalRequest();    // one business action over two processes and a socket
+void PageFirstCalls();     // a render process starts and a page makes its first calls
+void HostOpensWindows();   // the host opens, finds and closes windows through the factory
+void ViewLifeCycle();      // loading page to address, with cookies and watermark
+void PageEvents();         // an event subscription hears one event in each format
+void RealPages();          // the same view over real pages in Debian's Chromium
+void LightAppSdk();        // a light app's own bridge speaks to the JS SDK in Chromium
+void DesktopCommands();    // a page's desktop commands served by the module's handlers
+void LightWindow();        // a light window with its title bar, and a framed window
+void Transfers();          // a light app downloads, uploads and saves files
+void WindowsAndDialogs();  // a page opens light windows and asks the main page for a dialog
+void TypicalRequest();     // one business action over two processes and a socket
 
 }  // namespace demo

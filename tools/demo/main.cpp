@@ -16,7 +16,7 @@ int main(int argc, char** argv) {
   const char* only = std::getenv("TNWEBUI_DEMO_PART");
   int index = 0;
   for (void (*part)() : {PageFirstCalls, HostOpensWindows, ViewLifeCycle, PageEvents, RealPages,
-                         LightAppSdk, DesktopCommands, LightWindow, Transfers}) {
+                         LightAppSdk, DesktopCommands, LightWindow, Transfers, WindowsAndDialogs}) {
     if (only && std::atoi(only) != ++index) continue;
     ok = InChild(part) && ok;
     std::printf("\n");

@@ -164,11 +164,32 @@ bool PageBrowser::Evaluate(const std::string& expression, Json::Value* value, in
   return !result.isMember("exceptionDetails");
 }
 
+bool PageBrowser::Click(double x, double y) {
+  for (const char* type : {"mousePressed", "mouseReleased"}) {
+    Json::Value params;
+    params["type"] = type;
+    params["x"] = x;
+    params["y"] = y;
+    params["button"] = "left";
+    params["clickCount"] = 1;
+    if (!engine_->connection().Call("Input.dispatchMouseEvent", params, session_, nullptr)) {
+      return false;
+    }
+  }
+  return true;
+}
+
 bool PageBrowser::CaptureScreenshot(std::string* png) {
   Json::Value params, result;
+  std::string error;
   params["format"] = "png";
-  if (!engine_->connection().Call("Page.captureScreenshot", params, session_, &result))
+  // A page behind others is not drawn until it comes to the front.
+  engine_->connection().Call("Page.bringToFront", Json::Value(Json::objectValue), session_,
+                             nullptr);
+  if (!engine_->connection().Call("Page.captureScreenshot", params, session_, &result, &error)) {
+    std::fprintf(stderr, "captureScreenshot: %s\n", error.c_str());
     return false;
+  }
   const QByteArray data =
       QByteArray::fromBase64(QByteArray::fromStdString(result["data"].asString()));
   png->assign(data.constData(), static_cast<std::size_t>(data.size()));

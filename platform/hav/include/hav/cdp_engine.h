@@ -103,6 +103,8 @@ class HAV_API PageBrowser final : public Browser {
   std::vector<std::string> frame_sessions() const;
   // The page as PNG bytes.
   bool CaptureScreenshot(std::string* png);
+  // A click of the left mouse button at (x, y) of the page's viewport, as a user's.
+  bool Click(double x, double y);
 
  private:
   friend class Engine;
