@@ -1,7 +1,10 @@
 #include "hav/inproc_engine.h"
 
 #include <algorithm>
+#include <atomic>
 #include <map>
+#include <memory>
+#include <mutex>
 #include <sstream>
 
 #include "arg_list.h"
@@ -752,9 +755,67 @@ std::vector<std::pair<std::string, HandlerCreator*>> Engine::registrations() con
 
 }  // namespace xhav::inproc
 
+namespace xhav::inproc {
+namespace {
+
+// Kind 3 of CreateHavObject: posts to whatever runs the user-interface thread (either engine).
+class UiTaskRunner final : public TaskRunner {
+ public:
+  void Destroy() override { delete this; }
+  int32_t Reserved() override { return 0; }
+  int32_t PostTask(int32_t id, CefRefPtr<CefTask> task) override {
+    if (!task) return -1;
+    const int32_t handle = next_++;
+    {
+      std::lock_guard<std::mutex> lock(state_->mutex);
+      state_->posted.emplace(handle, Posting{id, false});
+    }
+    std::shared_ptr<State> state = state_;
+    const bool posted = CefPostTask(TID_UI, [state, handle, task] {
+      {
+        std::lock_guard<std::mutex> lock(state->mutex);
+        auto it = state->posted.find(handle);
+        if (it != state->posted.end()) it->second.started = true;
+      }
+      task->Execute();
+    });
+    if (posted) return handle;
+    std::lock_guard<std::mutex> lock(state_->mutex);
+    state_->posted.erase(handle);
+    return -1;
+  }
+  void RemoveTask(int32_t id) override {
+    std::lock_guard<std::mutex> lock(state_->mutex);
+    for (auto it = state_->posted.begin(); it != state_->posted.end();) {
+      it = it->second.id == id && it->second.started ? state_->posted.erase(it) : std::next(it);
+    }
+  }
+
+ private:
+  ~UiTaskRunner() override = default;
+  struct Posting {
+    int32_t id;
+    bool started;
+  };
+  // Shared with the posted tasks, which may run after the runner is gone.
+  struct State {
+    std::mutex mutex;
+    std::map<int32_t, Posting> posted;
+  };
+  std::shared_ptr<State> state_ = std::make_shared<State>();
+  std::atomic<int32_t> next_{1};
+};
+
+}  // namespace
+}  // namespace xhav::inproc
+
 extern "C" bool CreateHavObject(int kind, void** out) {
   if (!out) return false;
   *out = nullptr;
+  if (kind == xhav::kHavObjectTaskRunner) {
+    *out = static_cast<xhav::TaskRunner*>(new xhav::inproc::UiTaskRunner());
+    return true;
+  }
   if (kind != xhav::kHavObjectBrowserParam) return false;
   *out = static_cast<xhav::BrowserParam*>(new xhav::inproc::BrowserParamImpl());
   return true;

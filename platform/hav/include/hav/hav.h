@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "cef/cef_browser.h"
+#include "cef/cef_task.h"
 #include "cef/cef_v8.h"
 #include "tnbase/tn_string.h"
 #include "win/window.h"
@@ -355,7 +356,23 @@ class HAV_API Core {
   virtual ~Core() = default;
 };
 
+// The object of kind 3: tasks for the browser's user-interface thread, posted under an id.
+class HAV_API TaskRunner {
+ public:
+  virtual void Destroy() = 0;
+  virtual int32_t Reserved() = 0;  // 0
+  // Posts `task` to the user-interface thread under `id`; the posting's handle, or -1 when
+  // the thread can't take tasks.
+  virtual int32_t PostTask(int32_t id, CefRefPtr<CefTask> task) = 0;
+  // Forgets the postings under `id` that have run or are running; one still waiting runs.
+  virtual void RemoveTask(int32_t id) = 0;
+
+ protected:
+  virtual ~TaskRunner() = default;
+};
+
 constexpr int kHavObjectBrowserParam = 1;
+constexpr int kHavObjectTaskRunner = 3;
 using CreateHavObjectFn = bool (*)(int kind, void** out);
 // The file name under which the process has hav loaded.
 constexpr char kHavLibraryName[] = "libtnhav.so";
