@@ -6,6 +6,7 @@
 #include "base/CommonFunc.h"
 #include "base/json.h"
 #include "base/tn_log.h"
+#include "light/tavrin_browser_jssdk/function/choosers.h"
 #include "light/tavrin_browser_jssdk/function/config.h"
 #include "light/tavrin_browser_jssdk/function/js_sdk_function.h"
 #include "light/tavrin_browser_jssdk/function/nav_bar.h"
@@ -45,11 +46,11 @@ constexpr Handler kHandlers[] = {
     {"ui.closeWindow", Make<JSNotImplFunction>},
     {"ui.onHistoryBack", Make<JSNotImplFunction>},
     {"internal.biz.getVisitorToken", Make<JSGetVisitorTokenFunction>},
-    {"media.chooseImage", Make<JSNotImplFunction>},
-    {"biz.chooseContacts", Make<JSNotImplFunction>},
+    {"media.chooseImage", Make<JSChooseImage>},
+    {"biz.chooseContacts", Make<JSChooseContacts>},
     {"media.previewImage", Make<JSNotImplFunction>},
     {"biz.opencontactscard", Make<JSNotImplFunction>},
-    {"media.chooseVideo", Make<JSNotImplFunction>},
+    {"media.chooseVideo", Make<JSChooseVideo>},
     {"media.previewVideo", Make<JSNotImplFunction>},
     {"utils.uploadFile", Make<JSUploadFile>},
     {"utils.uploadFileToS3", Make<JSUploadFileToS3>},
@@ -66,9 +67,9 @@ constexpr Handler kHandlers[] = {
     {"device.displayLocation", Make<JSNotImplFunction>},
     {"biz.openGroupChat", Make<JSNotImplFunction>},
     {"biz.openContactsCard", Make<JSNotImplFunction>},
-    {"biz.chooseLocalFile", Make<JSNotImplFunction>},
+    {"biz.chooseLocalFile", Make<JSChooseFile>},
     {"biz.getSectorMember", Make<JSNotImplFunction>},
-    {"biz.chooseDepartments", Make<JSNotImplFunction>},
+    {"biz.chooseDepartments", Make<JSChooseDepartments>},
 };
 static_assert(sizeof kHandlers / sizeof kHandlers[0] == 30, "the SDK serves thirty names");
 

@@ -141,6 +141,13 @@ void JsSdkFunction::SendCode(int envelope, int32_t code) {
   SendResponse(text);
 }
 
+void JsSdkFunction::SendWithJson(int envelope, int32_t code, std::string json) {
+  std::string text;
+  FormatText(text, sdk::kEnvelopes[envelope].head, code);
+  if (!json.empty() && json.back() == '\n') json.pop_back();
+  SendResponse(text + json + sdk::kEnvelopes[envelope].tail);
+}
+
 void JsSdkFunction::DeleteLater() {
   tnbase::postTask(tnbase::globalTaskQueue(0), [this] { delete this; });
 }

@@ -72,6 +72,9 @@ class JsSdkFunction : public LiveCounted<JsSdkFunction> {
   void SendEvent(const std::string& json, const std::string& handlerName);
   // The answer of template `envelope` (one with a code only) filled with `code`.
   void SendCode(int envelope, int32_t code);
+  // The answer of template `envelope` with a piece of JSON: its head filled with `code`, then
+  // `json` without its closing line feed, then its tail.
+  void SendWithJson(int envelope, int32_t code, std::string json);
   // Deletes this object later on the global task queue: the last thing a function does.
   void DeleteLater();
   // Keeps `function` reachable for the rest of the process: for functions that stop without an
