@@ -8,9 +8,9 @@
 
 #include "base/CommonFunc.h"
 #include "base/json.h"
-#include "light/tavrin_browser_jssdk/tavrin_js_sdk.h"
 #include "light/tavrin_browser_jssdk/function/js_sdk_envelope.h"
 #include "light/tavrin_browser_jssdk/function/js_sdk_function.h"
+#include "light/tavrin_browser_jssdk/tavrin_js_sdk.h"
 #include "scratch_dir.h"
 #include "tnbase/files.h"
 #include "tnmainui/business_service.h"
@@ -203,6 +203,16 @@ TEST_F(Choosers, ThePickersResultIsTheAnswerAndAnyEventEndsTheChooser) {
   tnbase::globalTaskQueue(0)->Flush();
   EXPECT_EQ(browser->scripts().size(), before + 1);
   EXPECT_EQ(JsSdkFunction::Live(), live);
+}
+
+TEST_F(Choosers, WithoutHavsRunnerAContactChooserAsksNothingAndStays) {
+  xhav::inproc::RefuseHavObjects(xhav::kHavObjectTaskRunner, true);
+  const int live = JsSdkFunction::Live();
+  EXPECT_TRUE(Call("biz.chooseContacts", R"({"payload":{}})").empty());
+  xhav::inproc::RefuseHavObjects(xhav::kHavObjectTaskRunner, false);
+  EXPECT_TRUE(channel.calls().empty());
+  EXPECT_EQ(eventBus.receivers(), 1u);  // the view's only
+  EXPECT_EQ(JsSdkFunction::Live(), live + 1);
 }
 
 }  // namespace

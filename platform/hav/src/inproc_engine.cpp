@@ -809,9 +809,25 @@ class UiTaskRunner final : public TaskRunner {
 }  // namespace
 }  // namespace xhav::inproc
 
+namespace xhav::inproc {
+namespace {
+std::atomic<uint32_t> refusedKinds{0};
+}  // namespace
+
+void RefuseHavObjects(int kind, bool refuse) {
+  const uint32_t bit = 1u << (kind & 31);
+  if (refuse) {
+    refusedKinds |= bit;
+  } else {
+    refusedKinds &= ~bit;
+  }
+}
+}  // namespace xhav::inproc
+
 extern "C" bool CreateHavObject(int kind, void** out) {
   if (!out) return false;
   *out = nullptr;
+  if (xhav::inproc::refusedKinds & (1u << (kind & 31))) return false;
   if (kind == xhav::kHavObjectTaskRunner) {
     *out = static_cast<xhav::TaskRunner*>(new xhav::inproc::UiTaskRunner());
     return true;

@@ -112,6 +112,8 @@ class Page;
 struct BrowserParamRecord;
 // What was set on a parameter object that CreateHavObject made; defaults for any other.
 HAV_API BrowserParamRecord ReadBrowserParam(BrowserParam* param);
+// Makes CreateHavObject refuse objects of `kind` (or make them again): a hav without them.
+HAV_API void RefuseHavObjects(int kind, bool refuse);
 // Places a new browser's native window as its settings say. A web window (view type 4) is
 // sized in device-independent units: its scaled size when one was set, else its size scaled to
 // the screen's pixels per inch.
