@@ -4,6 +4,8 @@
 
 #include <gmock/gmock.h>
 
+#include <QByteArray>
+#include <QImage>
 #include <fstream>
 
 #include "base/CommonFunc.h"
@@ -14,6 +16,7 @@
 #include "scratch_dir.h"
 #include "tnbase/files.h"
 #include "tnmainui/business_service.h"
+#include "tnmainui/file_dialog_host.h"
 #include "view_fixture.h"
 #include "win/timed_tip.h"
 
@@ -213,6 +216,42 @@ TEST_F(Choosers, WithoutHavsRunnerAContactChooserAsksNothingAndStays) {
   EXPECT_TRUE(channel.calls().empty());
   EXPECT_EQ(eventBus.receivers(), 1u);  // the view's only
   EXPECT_EQ(JsSdkFunction::Live(), live + 1);
+}
+
+TEST_F(Choosers, TheHostsDialogMakesRealThumbnailsThatThePageGets) {
+  ScratchDir folder("tnwebui-pictures");
+  std::vector<std::string> picked;
+  for (const char* name : {"wide", "small"}) {
+    QImage image(std::string(name) == "wide" ? QSize(800, 400) : QSize(50, 40),
+                 QImage::Format_RGB32);
+    image.fill(Qt::darkCyan);
+    picked.push_back(folder.path() + "/" + name + ".png");
+    ASSERT_TRUE(image.save(QString::fromStdString(picked.back()), "PNG"));
+  }
+  tnmainui::FileDialogHost dialog(folder.path());
+  channel.SetScript([&](const tnmainui::ChannelCall& call) {
+    std::vector<tnmainui::ChannelAnswer> answer;
+    dialog.Answer(call, picked, &answer);
+    return answer;
+  });
+  const auto scripts = Call("media.chooseImage", R"({"payload":{"count":2}})");
+  ASSERT_EQ(scripts.size(), 1u);
+  const std::string head = "\"tempFiles\":";
+  const std::string text = scripts[0].substr(scripts[0].find(head) + head.size());
+  Json::Value files;
+  ASSERT_TRUE(tnwebui::ParseJson(text.substr(0, text.rfind("}}}')")), files));
+  ASSERT_EQ(files.size(), 2u);
+  // The wide picture's thumbnail is 200 by 100, the small one's its own size.
+  const QSize sizes[] = {QSize(200, 100), QSize(50, 40)};
+  for (Json::ArrayIndex i = 0; i < 2; ++i) {
+    const std::string address = files[i]["base64"].asString();
+    const std::string prefix = "data:image/png;base64,";
+    ASSERT_EQ(address.compare(0, prefix.size(), prefix), 0);
+    const QByteArray png =
+        QByteArray::fromBase64(QByteArray::fromStdString(address.substr(prefix.size())));
+    EXPECT_EQ(QImage::fromData(png, "PNG").size(), sizes[i]) << i;
+    EXPECT_EQ(files[i]["type"].asString(), "image/png");
+  }
 }
 
 }  // namespace
