@@ -64,6 +64,12 @@ bool WaitFor(const std::function<bool()>& done, int ms = 10000);
 HRESULT OpenView(ITnWebUI* factory, const char16_t* name, const char* url, BusinessCore* core,
                  const char* initData, IBrowserView** view);
 
+// Opens `url` as the view `name` in Chromium (`core` and "{}" as its initial data) and waits
+// until the page's script sets `window.results.ready`; the page, and the view in `view`.
+xhav::cdp::PageBrowser* OpenReadyPage(xhav::cdp::Engine& engine, ITnWebUI* factory,
+                                      const char16_t* name, const char* url, BusinessCore* core,
+                                      IBrowserView** view);
+
 // The Chromium engine's options as in the client: the pages' render side lives in a render
 // host process, which loads the module too and prints its log lines as "[render]".
 xhav::cdp::EngineOptions ChromiumOptions();
@@ -106,6 +112,7 @@ void DesktopCommands();    // a page's desktop commands served by the module's h
 void LightWindow();        // a light window with its title bar, and a framed window
 void Transfers();          // a light app downloads, uploads and saves files
 void WindowsAndDialogs();  // a page opens light windows and asks the main page for a dialog
+void Choosers();           // a light app chooses pictures, a file and a contact
 void TypicalRequest();     // one business action over two processes and a socket
 
 }  // namespace demo

@@ -247,4 +247,17 @@ void CloseChromiumPart(xhav::cdp::Engine& engine, xhav::cdp::PageBrowser* page, 
   core->Release();
 }
 
+xhav::cdp::PageBrowser* OpenReadyPage(xhav::cdp::Engine& engine, ITnWebUI* factory,
+                                      const char16_t* name, const char* url, BusinessCore* core,
+                                      IBrowserView** view) {
+  OpenView(factory, name, url, core, "{}", view);
+  xhav::cdp::PageBrowser* page = engine.browsers().back();
+  Json::Value r;
+  WaitFor([&] {
+    engine.ui().RunUntilIdle();
+    return page->Evaluate("window.results", &r, 300) && r["ready"].asBool();
+  });
+  return page;
+}
+
 }  // namespace demo

@@ -15,8 +15,9 @@ int main(int argc, char** argv) {
   // TNWEBUI_DEMO_PART=n runs only the nth part (from 1), for a quick look at one of them.
   const char* only = std::getenv("TNWEBUI_DEMO_PART");
   int index = 0;
-  for (void (*part)() : {PageFirstCalls, HostOpensWindows, ViewLifeCycle, PageEvents, RealPages,
-                         LightAppSdk, DesktopCommands, LightWindow, Transfers, WindowsAndDialogs}) {
+  for (void (*part)() :
+       {PageFirstCalls, HostOpensWindows, ViewLifeCycle, PageEvents, RealPages, LightAppSdk,
+        DesktopCommands, LightWindow, Transfers, WindowsAndDialogs, Choosers}) {
     if (only && std::atoi(only) != ++index) continue;
     ok = InChild(part) && ok;
     std::printf("\n");

@@ -91,15 +91,9 @@ void Transfers() {
 
   Say("== in Chromium: a light app, file://tavrin5main/transfers.html");
   IBrowserView* view = nullptr;
-  const HRESULT hr =
-      OpenView(factory, u"Transfers", "file://tavrin5main/transfers.html", core, "{}", &view);
-  Say("ITnWebUI::CreateBrowserView -> %s", Status(hr).c_str());
-  xhav::cdp::PageBrowser* page = engine.browsers().back();
+  xhav::cdp::PageBrowser* page = OpenReadyPage(engine, factory, u"Transfers",
+                                               "file://tavrin5main/transfers.html", core, &view);
   Json::Value r;
-  WaitFor([&] {
-    engine.ui().RunUntilIdle();
-    return page->Evaluate("window.results", &r, 300) && r["ready"].asBool();
-  });
   Say("== the page downloads %s, uploads it to the store, has the host fetch %s and saves the "
       "download",
       server.Url("/reports/r.pdf?v=3&X-Amz-Signature=abc").c_str(),

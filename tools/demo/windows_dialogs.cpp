@@ -65,13 +65,9 @@ void WindowsAndDialogs() {
   Say("== the client's main page TnMain is open (file://tavrin5main/tnmain.html)");
 
   IBrowserView* view = nullptr;
-  OpenView(factory, u"Windows", "file://tavrin5main/windows.html", core, "{}", &view);
-  xhav::cdp::PageBrowser* page = engine.browsers().back();
+  xhav::cdp::PageBrowser* page =
+      OpenReadyPage(engine, factory, u"Windows", "file://tavrin5main/windows.html", core, &view);
   Json::Value r;
-  WaitFor([&] {
-    engine.ui().RunUntilIdle();
-    return page->Evaluate("window.results", &r, 300) && r["ready"].asBool();
-  });
   Say("== the page opens two light windows, asks for a window by title and for a message box");
   page->Evaluate("window.runFirst(), true", nullptr, 1000);
   WaitFor([&] {
