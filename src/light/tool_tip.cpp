@@ -24,6 +24,16 @@ constexpr int kShowNoActivate = 10;
 constexpr uint32_t kGrayBrush = win::Rgb(128, 128, 128);  // the class's background (stock 2)
 
 // One tip: its window, text and time; it lives on its thread until its timer ends it.
+// The tip's font: 14 points at the screen's vertical pixels per inch.
+win::Font TipFont() {
+  win::Font font;
+  font.face = "Microsoft YaHei";
+  font.height = -win::MulDiv(14, win::GetDeviceCaps(win::LOGPIXELSY), 72);
+  font.weight = 400;
+  font.charset = 0x86;
+  return font;
+}
+
 class ToolTip {
  public:
   ToolTip(std::u16string text, int32_t time) : text_(std::move(text)), time_(time) {}
@@ -50,11 +60,7 @@ class ToolTip {
  private:
   void OnMessage(HWND hwnd, const win::PostedMessage& message) {
     if (message.message == win::WM_PAINT) {
-      win::Font font;
-      font.face = "Microsoft YaHei";
-      font.height = -win::MulDiv(14, win::GetDeviceCaps(win::LOGPIXELSY), 72);
-      font.weight = 400;
-      font.charset = 0x86;
+      const win::Font font = TipFont();
       const bool fits = win::GetTextWidth(font, text_) < scaleForDpi(kToolTipWidth);
       win::PaintText(hwnd, font, text_, fits ? kTextFormatFits : kTextFormatElided,
                      win::Rgb(255, 255, 255), kGrayBrush);
@@ -80,8 +86,13 @@ class ToolTip {
 // the window model.
 class TipThreads {
  public:
-  // The window model is made first, so it is still there when this object goes.
-  TipThreads() { win::IsWindow(nullptr); }
+  // The window model and its painter are made first, so they are still there when this object
+  // goes (a tip that painted first during the process's end would start the painter then).
+  TipThreads() {
+    win::IsWindow(nullptr);
+    win::StartPainting();
+    win::GetTextWidth(TipFont(), u"tip");  // the painter's fonts, made before this object too
+  }
   ~TipThreads() {
     std::lock_guard<std::mutex> lock(mutex_);
     for (Tip& tip : tips_) {

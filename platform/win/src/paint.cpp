@@ -139,6 +139,8 @@ bool HasPicture(HWND hwnd) {
 
 }  // namespace
 
+void StartPainting() { GuiThread::Get(); }
+
 int GetTextWidth(const Font& font, const std::u16string& text) {
   return GuiThread::Get().Run([&] {
     const QFontMetrics metrics(ToQFont(font));
