@@ -31,7 +31,6 @@ struct FileServer::State {
   int port = 0;
   mutable std::mutex mutex;
   std::map<std::string, Entry> entries;
-  std::vector<std::string> requests;
   // One period of the pattern, repeated to a block: generated content is sent from here.
   std::string generated;
 
@@ -39,7 +38,6 @@ struct FileServer::State {
     Entry entry;
     {
       std::lock_guard<std::mutex> lock(mutex);
-      requests.push_back(request.target);
       auto it = entries.find(request.path);
       if (it == entries.end()) {
         response.status = 404;
@@ -112,13 +110,6 @@ void FileServer::ServeGenerated(const std::string& path, uint64_t size) {
   entry.size = size;
   std::lock_guard<std::mutex> lock(state_->mutex);
   state_->entries[path] = std::move(entry);
-}
-
-char FileServer::GeneratedByte(uint64_t offset) { return kPattern[offset % kPatternSize]; }
-
-std::vector<std::string> FileServer::requests() const {
-  std::lock_guard<std::mutex> lock(state_->mutex);
-  return state_->requests;
 }
 
 }  // namespace tnmainui

@@ -35,10 +35,6 @@ class TNMAINUI_API FileServer {
              std::size_t block = 4096, int delayMs = 0);
   // Serves `size` bytes of a repeating pattern at `path` without holding them.
   void ServeGenerated(const std::string& path, uint64_t size);
-  // The byte at `offset` of a generated file.
-  static char GeneratedByte(uint64_t offset);
-  // The request targets (path and query) in the order they came.
-  std::vector<std::string> requests() const;
 
  private:
   struct State;
