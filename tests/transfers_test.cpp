@@ -13,12 +13,11 @@
 #include "base/json.h"
 #include "light/tavrin_browser_jssdk/function/js_sdk_envelope.h"
 #include "scratch_dir.h"
+#include "sdk_fixture.h"
 #include "tnbase/files.h"
 #include "tnmainui/business_service.h"
 #include "tnmainui/file_server.h"
 #include "tnmainui/transfer_host.h"
-#include "view_fixture.h"
-#include "wait.h"
 
 namespace {
 
@@ -59,26 +58,18 @@ TEST(CacheName, SignedKeysLeaveTheNameAndTheExtensionStays) {
             tnbase::md5String("https://s3.test/p/x?v=1&") + ".test/p/x");
 }
 
-class Transfers : public ViewFixture {
+class Transfers : public SdkFixture {
  protected:
-  Transfers() {
+  Transfers() : SdkFixture(u"transfers") {
     setenv("APPDATA", appData.path().c_str(), 1);
-    view = Create(Settings(u"transfers", 0, ""), "https://light.test/app");
-    browser = BrowserOf(view);
-    host.SetService(SID_BusinessCoreService, static_cast<BusinessCoreService*>(&service));
-    engine.SetBusinessChannel(&channel);
-    channel.SetScript([this](const tnmainui::ChannelCall& call) {
-      std::vector<tnmainui::ChannelAnswer> answers;
-      if (!transferHost.Answer(call, &answers)) answers = hostAnswers;
-      return answers;
-    });
+    script = [this](const tnmainui::ChannelCall& call,
+                    std::vector<tnmainui::ChannelAnswer>* answers) {
+      return transferHost.Answer(call, answers);
+    };
   }
   ~Transfers() override {
-    engine.SetBusinessChannel(nullptr);
-    service.Flush();
-    tnbase::globalTaskQueue(0)->Flush();
-    host.SetService(SID_BusinessCoreService, nullptr);
-    view->Release();
+    Settle();  // before the host's stand-ins go
+    script = nullptr;
     unsetenv("APPDATA");
   }
 
@@ -105,23 +96,8 @@ class Transfers : public ViewFixture {
     } else {
       done();
     }
-    service.Flush();
-    engine.RunUntilIdle();
-    tnbase::globalTaskQueue(0)->Flush();
+    Settle();
     return since();
-  }
-  static std::string Response(const std::string& json) {
-    return "TavrinJsBridge._handleMessageFromObjC('{\"responseId\":\"cb_1\",\"responseData\":" +
-           json + "}');";
-  }
-  static std::string Event(const std::string& json, const std::string& handler) {
-    return "TavrinJsBridge._handleMessageFromObjC('{\"callbackId\":\"cb_1\",\"data\":" + json +
-           ",\"handlerName\": \"" + handler + "\"}');";
-  }
-  static std::string Template(int number, int code, const std::string& text = "") {
-    std::string json;
-    JsSdkFunction::FormatText(json, tnwebui::sdk::kEnvelopes[number].head, code, text.c_str());
-    return Response(json);
   }
   static std::string Progress(const std::string& localId, uint64_t total, uint64_t loaded,
                               const char* handler) {
@@ -134,13 +110,7 @@ class Transfers : public ViewFixture {
 
   ScratchDir appData{"tnwebui-transfers"};
   ScratchDir hostFolder{"tnwebui-host"};
-  IBrowserView* view = nullptr;
-  xhav::inproc::BrowserImpl* browser = nullptr;
-  tnmainui::ScriptedBusinessService service;
-  tnmainui::ScriptedBusinessChannel channel{
-      [this](std::function<void()> task) { engine.ui().PostTask(std::move(task)); }};
   tnmainui::TransferHost transferHost{hostFolder.path()};
-  std::vector<tnmainui::ChannelAnswer> hostAnswers;  // for the save dialog
   tnmainui::FileServer server;
 };
 

@@ -43,6 +43,9 @@ class TnBrowserAdaptUI : public TnBrowserUI {
   // The title bar's favourite and share buttons, acting on the message the page was opened for.
   void CreateFavorite();
   void ShareMessage();
+  // The title bar's back button: a light app's page that speaks to the JS SDK is asked first
+  // (its "ui.onHistoryBack" handler decides); false when the page isn't such a page.
+  virtual bool GoBackThroughPage() { return false; }
 
   // Scheme and host of an address; false when it has no "scheme://host".
   static bool SplitUrl(const std::string& url, std::string* scheme, std::string* host);

@@ -1,5 +1,6 @@
 #include "base/CommonFunc.h"
 
+#include <QByteArray>
 #include <QDir>
 #include <QFileInfo>
 #include <QImage>
@@ -289,6 +290,12 @@ std::string BytesToHex(const void* data, std::size_t size) {
     out += pair;
   }
   return out;
+}
+
+std::string HexToBytes(const std::string& hex) {
+  const QByteArray bytes =
+      QByteArray::fromHex(QByteArray::fromRawData(hex.data(), static_cast<int>(hex.size())));
+  return std::string(bytes.constData(), static_cast<std::size_t>(bytes.size()));
 }
 
 int screenDpi() {

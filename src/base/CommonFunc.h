@@ -64,6 +64,9 @@ std::string Int64ToString(int64_t value);
 std::string UInt64ToString(uint64_t value);
 // Bytes as lower-case hexadecimal digits, two a byte.
 std::string BytesToHex(const void* data, std::size_t size);
+// The bytes of hexadecimal digits (either case), two a byte; characters that are no digits are
+// passed over.
+std::string HexToBytes(const std::string& hex);
 
 // The screen's logical pixels per inch, read once for the process (96 until read).
 int screenDpi();

@@ -469,6 +469,7 @@ void CWebTitleChildWindowWin::ToggleMaximize() {
 
 void CWebTitleChildWindowWin::OnClick(HWND button) {
   if (Is(kBack, button)) {
+    if (view_ && view_->GoBackThroughPage()) return;
     if (browser_) browser_->GoBack();
   } else if (Is(kRefresh, button)) {
     if (!browser_) return;

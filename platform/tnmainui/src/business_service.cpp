@@ -17,6 +17,11 @@ void ScriptedBusinessChannel::SetScript(Script script) {
   script_ = std::move(script);
 }
 
+void ScriptedBusinessChannel::SetTaker(Taker taker) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  taker_ = std::move(taker);
+}
+
 std::vector<ChannelCall> ScriptedBusinessChannel::calls() const {
   std::lock_guard<std::mutex> lock(mutex_);
   return calls_;
@@ -55,9 +60,15 @@ void ScriptedBusinessChannel::ExecuteBusiness(const xhav::BusinessParams& params
                                               IBrowserViewCallback* callback) {
   ChannelCall call{params, callback != nullptr};
   Script script;
+  Taker taker;
   {
     std::lock_guard<std::mutex> lock(mutex_);
     calls_.push_back(call);
+    taker = taker_;
+  }
+  if (taker && taker(call, callback)) return;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
     script = script_;
     if (!script && callback) {
       callback->AddRef();

@@ -1,42 +1,13 @@
 #include "tnmainui/signature.h"
 
-#include <google/protobuf/descriptor.h>
-#include <google/protobuf/message.h>
-
 #include <QByteArray>
 #include <QCryptographicHash>
 #include <QMessageAuthenticationCode>
 #include <memory>
 
+#include "reflection.h"
+
 namespace tnmainui {
-
-namespace {
-
-using google::protobuf::DescriptorPool;
-using google::protobuf::Message;
-using google::protobuf::MessageFactory;
-
-std::unique_ptr<Message> New(const char* type) {
-  const auto* descriptor = DescriptorPool::generated_pool()->FindMessageTypeByName(type);
-  if (!descriptor) return nullptr;
-  return std::unique_ptr<Message>(
-      MessageFactory::generated_factory()->GetPrototype(descriptor)->New());
-}
-
-const Message& Sub(const Message& m, const char* field) {
-  return m.GetReflection()->GetMessage(m, m.GetDescriptor()->FindFieldByName(field));
-}
-Message* MutableSub(Message* m, const char* field) {
-  return m->GetReflection()->MutableMessage(m, m->GetDescriptor()->FindFieldByName(field));
-}
-std::string Text(const Message& m, const char* field) {
-  return m.GetReflection()->GetString(m, m.GetDescriptor()->FindFieldByName(field));
-}
-int32_t Number(const Message& m, const char* field) {
-  return m.GetReflection()->GetInt32(m, m.GetDescriptor()->FindFieldByName(field));
-}
-
-}  // namespace
 
 std::string SignFields(const std::string& secret, const std::string& appId,
                        const std::string& nonce, const std::string& timestamp,

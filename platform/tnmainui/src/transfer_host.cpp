@@ -1,50 +1,14 @@
 #include "tnmainui/transfer_host.h"
 
-#include <json/reader.h>
-#include <json/value.h>
-#include <json/writer.h>
-
 #include <algorithm>
 #include <fstream>
 #include <memory>
 #include <sstream>
 
+#include "host_json.h"
 #include "tnmainui/http_client.h"
 
 namespace tnmainui {
-
-namespace {
-
-std::u16string Widen(const std::string& text) {
-  std::u16string wide;
-  for (unsigned char c : text) wide.push_back(c);  // the host's JSON here is ASCII
-  return wide;
-}
-
-std::string Narrow(const std::u16string& text) {
-  std::string narrow;
-  for (char16_t c : text) narrow.push_back(static_cast<char>(c));
-  return narrow;
-}
-
-bool Parse(const std::string& text, Json::Value& out) {
-  Json::CharReaderBuilder builder;
-  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  return reader->parse(text.data(), text.data() + text.size(), &out, nullptr) && out.isObject();
-}
-
-std::string Text(const Json::Value& object, const char* key) {
-  const Json::Value& value = object[key];
-  return value.isString() ? value.asString() : std::string();
-}
-
-std::string Write(const Json::Value& value) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  return Json::writeString(builder, value);
-}
-
-}  // namespace
 
 TransferHost::TransferHost(std::string downloadFolder, int uploadSteps)
     : downloadFolder_(std::move(downloadFolder)), uploadSteps_(std::max(1, uploadSteps)) {}
@@ -66,7 +30,7 @@ std::vector<ChannelAnswer> TransferHost::Fetch(const std::string& json) const {
   Json::Value request;
   ChannelAnswer answer;
   answer.nullResult = true;
-  if (!Parse(json, request)) return {answer};
+  if (!Parse(json, request) || !request.isObject()) return {answer};
   const std::string url = Text(request, "strUrl");
   std::string name = url.substr(0, url.find('?'));
   name = name.substr(name.rfind('/') + 1);
@@ -81,7 +45,9 @@ std::vector<ChannelAnswer> TransferHost::Fetch(const std::string& json) const {
 
 std::vector<ChannelAnswer> TransferHost::Upload(const std::string& json) const {
   Json::Value request;
-  if (!Parse(json, request) || !request["fileSize"].isUInt64()) return {ChannelAnswer{}};
+  if (!Parse(json, request) || !request.isObject() || !request["fileSize"].isUInt64()) {
+    return {ChannelAnswer{}};
+  }
   const uint64_t size = request["fileSize"].asUInt64();
   std::ifstream file(Text(request, "filePath") + "/" + Text(request, "fileName"), std::ios::binary);
   std::vector<ChannelAnswer> answers;

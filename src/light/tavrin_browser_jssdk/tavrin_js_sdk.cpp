@@ -8,10 +8,13 @@
 #include "base/tn_log.h"
 #include "light/tavrin_browser_jssdk/function/choosers.h"
 #include "light/tavrin_browser_jssdk/function/config.h"
+#include "light/tavrin_browser_jssdk/function/getsectormembers.h"
 #include "light/tavrin_browser_jssdk/function/js_sdk_function.h"
 #include "light/tavrin_browser_jssdk/function/nav_bar.h"
 #include "light/tavrin_browser_jssdk/function/not_impl.h"
+#include "light/tavrin_browser_jssdk/function/page_commands.h"
 #include "light/tavrin_browser_jssdk/function/transfers.h"
+#include "light/tavrin_browser_jssdk/function/voice.h"
 
 namespace tnwebui {
 namespace {
@@ -33,8 +36,7 @@ JsSdkFunction* MakeConfig(const std::shared_ptr<SharedAppId>& sharedAppId) {
   return new JSConfigFunction(sharedAppId);
 }
 
-// The names the SDK serves, compared in this order. Names whose functions the SDK does not
-// offer yet are answered as unknown names are.
+// The names the SDK serves, compared in this order.
 struct Handler {
   const char* name;
   JsSdkFunction* (*make)(const std::shared_ptr<SharedAppId>& sharedAppId);
@@ -43,32 +45,32 @@ constexpr Handler kHandlers[] = {
     {"config", MakeConfig},
     {"biz.getAuthCode", Make<JSGetAuthCodeFunction>},
     {"ui.setNavigationBarMenu", Make<JSNavBarFunction>},
-    {"ui.closeWindow", Make<JSNotImplFunction>},
-    {"ui.onHistoryBack", Make<JSNotImplFunction>},
+    {"ui.closeWindow", Make<JSCloseWindow>},
+    {"ui.onHistoryBack", Make<JSHistoryBack>},
     {"internal.biz.getVisitorToken", Make<JSGetVisitorTokenFunction>},
     {"media.chooseImage", Make<JSChooseImage>},
     {"biz.chooseContacts", Make<JSChooseContacts>},
-    {"media.previewImage", Make<JSNotImplFunction>},
-    {"biz.opencontactscard", Make<JSNotImplFunction>},
+    {"media.previewImage", Make<JSPreviewImage>},
+    {"biz.opencontactscard", Make<JSOpenContactsCard>},
     {"media.chooseVideo", Make<JSChooseVideo>},
-    {"media.previewVideo", Make<JSNotImplFunction>},
+    {"media.previewVideo", Make<JSPreviewVideo>},
     {"utils.uploadFile", Make<JSUploadFile>},
     {"utils.uploadFileToS3", Make<JSUploadFileToS3>},
     {"utils.downloadFile", Make<JSDownloadFile>},
     {"utils.saveFile", Make<JSSaveFile>},
-    {"media.playVoice", Make<JSNotImplFunction>},
-    {"media.pauseVoice", Make<JSNotImplFunction>},
-    {"media.stopVoice", Make<JSNotImplFunction>},
-    {"media.onVoicePlay", Make<JSNotImplFunction>},
-    {"media.onVoicePlayEnd", Make<JSNotImplFunction>},
+    {"media.playVoice", Make<JSPlayVoice>},
+    {"media.pauseVoice", Make<JSPauseVoice>},
+    {"media.stopVoice", Make<JSStopVoice>},
+    {"media.onVoicePlay", Make<JSOnVoicePlay>},
+    {"media.onVoicePlayEnd", Make<JSOnVoicePlayEnd>},
     {"utils.onUploadProgress", Make<JSOnUploadProgress>},
     {"utils.onDownloadProgress", Make<JSOnDownloadProgress>},
-    {"utils.share", Make<JSNotImplFunction>},
-    {"device.displayLocation", Make<JSNotImplFunction>},
-    {"biz.openGroupChat", Make<JSNotImplFunction>},
-    {"biz.openContactsCard", Make<JSNotImplFunction>},
+    {"utils.share", Make<JSShare>},
+    {"device.displayLocation", Make<JSDisplayLocation>},
+    {"biz.openGroupChat", Make<JSOpenGroupChat>},
+    {"biz.openContactsCard", Make<JSOpenContactsCard>},
     {"biz.chooseLocalFile", Make<JSChooseFile>},
-    {"biz.getSectorMember", Make<JSNotImplFunction>},
+    {"biz.getSectorMember", Make<JSGetSectorMembers>},
     {"biz.chooseDepartments", Make<JSChooseDepartments>},
 };
 static_assert(sizeof kHandlers / sizeof kHandlers[0] == 30, "the SDK serves thirty names");

@@ -45,6 +45,10 @@ class TNMAINUI_API ScriptedBusinessChannel final : public xhav::BusinessChannel 
   // script a call is recorded and its callback kept until ReleaseHeld.
   using Script = std::function<std::vector<ChannelAnswer>(const ChannelCall&)>;
   void SetScript(Script script);
+  // A part of the host that answers some calls itself, over time: true when it took `call`
+  // (it holds `callback` for as long as it answers). Asked before the script.
+  using Taker = std::function<bool(const ChannelCall&, IBrowserViewCallback*)>;
+  void SetTaker(Taker taker);
   std::vector<ChannelCall> calls() const;
   // Drops the callbacks of unanswered calls, as a host that gives up on them.
   void ReleaseHeld();
@@ -57,6 +61,7 @@ class TNMAINUI_API ScriptedBusinessChannel final : public xhav::BusinessChannel 
   std::function<void(std::function<void()>)> post_;
   mutable std::mutex mutex_;
   Script script_;
+  Taker taker_;
   std::vector<ChannelCall> calls_;
   std::vector<std::pair<ChannelCall, IBrowserViewCallback*>> held_;
 };

@@ -25,11 +25,11 @@ class ClosureTask final : public CefTask {
 };
 
 // The task's hold on its function: let go when the task goes, whether it ran or not.
-struct Hold {
-  explicit Hold(IBrowserViewCallback* held) : function(held) { function->AddRef(); }
-  ~Hold() { function->Release(); }
-  Hold(const Hold&) = delete;
-  Hold& operator=(const Hold&) = delete;
+struct TaskHold {
+  explicit TaskHold(IBrowserViewCallback* held) : function(held) { function->AddRef(); }
+  ~TaskHold() { function->Release(); }
+  TaskHold(const TaskHold&) = delete;
+  TaskHold& operator=(const TaskHold&) = delete;
   IBrowserViewCallback* function;
 };
 
@@ -57,11 +57,11 @@ void JSChooseContacts::Execute(const std::string&, const Json::Value& params) {
     KeepForProcess(std::shared_ptr<JsSdkFunction>(this));  // nothing runs; it stays
     return;
   }
-  auto hold = std::make_shared<Hold>(this);
+  auto hold = std::make_shared<TaskHold>(this);
   const Json::Value copy = params;
   CefRefPtr<CefTask> task(new ClosureTask([this, hold, copy] { Run(copy); }));
   taskHandle = runner->PostTask(taskId, task);
-  AddRef();  // its own hold, until its end
+  Hold();  // until its end
 }
 
 void JSChooseContacts::Run(const Json::Value& params) {

@@ -29,26 +29,6 @@ std::string ExtensionWithoutPoint(const std::string& path) {
 
 // ---- what every chooser shares
 
-bool JsSdkChooser::Ask(const char16_t* business, const char16_t* action, const std::string& json) {
-  xhav::BusinessChannel* channel = HostChannel();
-  if (!channel) {
-    KeepForProcess(std::shared_ptr<JsSdkFunction>(this));  // no dialog, no answer: it stays
-    return false;
-  }
-  AddRef();  // its own hold, until its end
-  ExecuteBusiness(channel, business, action, json, this);
-  return true;
-}
-
-void JsSdkChooser::DeleteLater() {
-  tnbase::postTask(tnbase::globalTaskQueue(0), [this] { Release(); });
-}
-
-void JsSdkChooser::Stay() {
-  // Reachable from the process's list, never deleted by it: the hold keeps the object.
-  KeepForProcess(std::shared_ptr<JsSdkFunction>(this, [](JsSdkFunction*) {}));
-}
-
 void JsSdkChooser::ShowKeyTip(const char* key, const std::string& argument) {
   std::u16string tip;
   FormatWide(tip, Utf8ToWide(LocalisedText(key)).c_str(), Utf8ToWide(argument));

@@ -14,18 +14,9 @@
 
 namespace tnwebui {
 
-// A function that asks the host once and ends when its answer is in: it holds itself from its
-// question on, and its end lets go of that hold on the global task queue, so the host may keep
-// its own reference for as long as it likes.
-class JsSdkChooser : public JsSdkHostFunction {
+// A chooser asks the host once and ends when its answer is in.
+class JsSdkChooser : public JsSdkHeldFunction {
  protected:
-  // Sends business, action, "0", `json`, "0" with this function as the callback. False, and
-  // nothing sent, without the host's channel: the function then stays, answering nothing.
-  bool Ask(const char16_t* business, const char16_t* action, const std::string& json);
-  // The end of the function, from its answer: the last thing it does.
-  void DeleteLater();
-  // An answer after which the function doesn't end: it stays, holding itself, for the process.
-  void Stay();
   // `text` of language key `key` as the tip's format, with `fileName` for its "%s".
   static void ShowKeyTip(const char* key, const std::string& argument = std::string());
 };

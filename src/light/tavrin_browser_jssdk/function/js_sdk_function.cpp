@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/CommonFunc.h"
+#include "base/json.h"
 #include "base/unknown_impl.h"
 #include "light/tavrin_browser_jssdk/function/js_sdk_envelope.h"
 #include "tnbase/task_queue.h"
@@ -157,6 +158,36 @@ void JsSdkFunction::KeepForProcess(std::shared_ptr<JsSdkFunction> function) {
   static auto& kept = *new std::vector<std::shared_ptr<JsSdkFunction>>;
   std::lock_guard<std::mutex> guard(mutex);
   kept.push_back(std::move(function));
+}
+
+void JsSdkHostFunction::DeleteLater() {
+  AddRef();  // the queue's hold, next to the host's
+  tnbase::postTask(tnbase::globalTaskQueue(0), [this] { Release(); });
+}
+
+bool JsSdkHeldFunction::Ask(const char16_t* business, const char16_t* action,
+                            const std::string& json) {
+  xhav::BusinessChannel* channel = HostChannel();
+  if (!channel) {
+    Keep();  // nobody asked, no answer: it stays
+    return false;
+  }
+  Hold();
+  ExecuteBusiness(channel, business, action, json, this);
+  return true;
+}
+
+void JsSdkHeldFunction::DeleteLater() {
+  tnbase::postTask(tnbase::globalTaskQueue(0), [this] { Release(); });
+}
+
+void JsSdkHeldFunction::Stay() {
+  // Reachable from the process's list, never deleted by it: the hold keeps the object.
+  KeepForProcess(std::shared_ptr<JsSdkFunction>(this, [](JsSdkFunction*) {}));
+}
+
+bool ParseHostResult(const char16_t* result, Json::Value& out) {
+  return ParseJson(WideToUtf8(result ? result : u""), out) && !out.isNull();
 }
 
 xhav::BusinessChannel* JsSdkFunction::HostChannel() {

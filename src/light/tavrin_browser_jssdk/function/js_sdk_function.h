@@ -80,6 +80,8 @@ class JsSdkFunction : public LiveCounted<JsSdkFunction> {
   // Keeps `function` reachable for the rest of the process: for functions that stop without an
   // answer and that nothing will ever delete.
   static void KeepForProcess(std::shared_ptr<JsSdkFunction> function);
+  // This function stays without an answer: nothing holds it and nothing will delete it.
+  void Keep() { KeepForProcess(std::shared_ptr<JsSdkFunction>(this)); }
 
   // The host's business channel of the function's browser, or null.
   xhav::BusinessChannel* HostChannel();
@@ -100,8 +102,10 @@ class JsSdkFunction : public LiveCounted<JsSdkFunction> {
   std::string appIdImplId;
   HWND hwnd = nullptr;
 
- private:
+  // Runs `script` in the page, whatever became of the window.
   void RunScript(const std::string& script);
+
+ private:
   static void FormatWideList(std::u16string& out, const char16_t* format, ...);
   static const wchar_t* WideArg(const std::wstring& text) { return text.c_str(); }
   template <typename T>
@@ -132,6 +136,31 @@ using JsSdkCallback = ViewCallbackBase;
 class JsSdkHostFunction : public JsSdkFunction, public JsSdkCallback {
  public:
   bool IsOneShot() override { return false; }
+
+ protected:
+  // The end of a function that the host may still hold: it goes at the host's last Release or
+  // when the global task queue has run, whichever comes later.
+  void DeleteLater();
 };
+
+// A function that holds itself from its question (or its registration) on, and whose end lets
+// go of that hold on the global task queue, so the host may keep its own reference for as long
+// as it likes.
+class JsSdkHeldFunction : public JsSdkHostFunction {
+ protected:
+  void Hold() { AddRef(); }
+  // Holds itself and sends business, action, "0", `json`, "0" with itself as the callback.
+  // False, and nothing sent, without the host's channel: the function then stays, answering
+  // nothing.
+  bool Ask(const char16_t* business, const char16_t* action, const std::string& json);
+  // The end of the function, from its answer: the last thing it does.
+  void DeleteLater();
+  // An answer after which the function doesn't end: it stays, holding itself, for the process.
+  void Stay();
+};
+
+// The host's result as JSON: false when it is no JSON, or JSON null (a null result counts as
+// an empty text).
+bool ParseHostResult(const char16_t* result, Json::Value& out);
 
 }  // namespace tnwebui

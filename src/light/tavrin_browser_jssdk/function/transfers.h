@@ -28,10 +28,6 @@ std::string ProgressText(const std::string& localId, uint64_t total, uint64_t lo
 // query.
 std::string CacheName(const std::string& url);
 
-// The host's result as JSON: false when it is no JSON, or JSON null (a null result counts as
-// an empty text).
-bool ParseHostResult(const char16_t* result, Json::Value& out);
-
 // Registrations for progress events: the events come from the running transfer, under that
 // transfer's call id; these do nothing and answer nothing.
 class JSOnDownloadProgress final : public JsSdkFunction {

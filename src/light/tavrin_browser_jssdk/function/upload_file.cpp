@@ -12,10 +12,6 @@ void AnswerLocalId(std::string& text, int32_t code, const std::string& id) {
 
 }  // namespace
 
-bool ParseHostResult(const char16_t* result, Json::Value& out) {
-  return ParseJson(WideToUtf8(result ? result : u""), out) && !out.isNull();
-}
-
 void JSUploadFile::Execute(const std::string&, const Json::Value& params) {
   xhav::BusinessChannel* channel = HostChannel();
   const Json::Value* payload = channel ? PayloadOf(params) : nullptr;
