@@ -3,9 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <QDataStream>
-#include <QFile>
-
 #include "base/CommonFunc.h"
 #include "light/tavrin_browser_jssdk/function/voice.h"
 #include "scratch_dir.h"
@@ -17,22 +14,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using tnwebui::JsSdkFunction;
-
-// A RIFF WAVE file of `bytes` bytes of sound at 8,000 bytes a second (8 kHz, 8 bits, mono).
-void WriteWave(const std::string& path, quint32 bytes) {
-  QFile file(QString::fromStdString(path));
-  ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-  QDataStream out(&file);
-  out.setByteOrder(QDataStream::LittleEndian);
-  out.writeRawData("RIFF", 4);
-  out << quint32(36 + bytes);
-  out.writeRawData("WAVEfmt ", 8);
-  out << quint32(16) << quint16(1) << quint16(1) << quint32(8000) << quint32(8000) << quint16(1)
-      << quint16(8);
-  out.writeRawData("data", 4);
-  out << bytes;
-  out.writeRawData(std::string(bytes, '\x80').data(), static_cast<int>(bytes));
-}
 
 class Voice : public SdkFixture {
  protected:
@@ -121,7 +102,7 @@ TEST_F(Voice, CommandsNeedALocalIdAndPauseAndStopEndWithTheirAnswer) {
 TEST_F(Voice, ThePlayerReadsTheLengthAndCountsDownOnItsOwnThread) {
   ScratchDir folder{"tnwebui-voice"};
   const std::string wave = folder.path() + "/two-and-a-half.wav";
-  WriteWave(wave, 20000);
+  ASSERT_TRUE(tnmainui::VoicePlayer::WriteSilentWave(wave, 20000));
   uint32_t seconds = 0;
   ASSERT_TRUE(tnmainui::VoicePlayer::ReadWaveLength(wave, &seconds));
   EXPECT_EQ(seconds, 3u);

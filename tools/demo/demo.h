@@ -15,6 +15,7 @@
 #include "hav/cdp_engine.h"
 #include "tnbase/tn_string.h"
 #include "tnmainui/business_core.h"
+#include "tnmainui/business_service.h"
 #include "tnwebui/tnwebui.h"
 
 namespace demo {
@@ -113,6 +114,17 @@ void LightWindow();        // a light window with its title bar, and a framed wi
 void Transfers();          // a light app downloads, uploads and saves files
 void WindowsAndDialogs();  // a page opens light windows and asks the main page for a dialog
 void Choosers();           // a light app chooses pictures, a file and a contact
+void Conformance();        // the light-app conformance page: all thirty SDK names once
 void TypicalRequest();     // one business action over two processes and a socket
+
+// The first child of `parent` of window class `className`, or null.
+HWND ChildOfClass(HWND parent, const std::string& className);
+// Paints the title bar `bar` and its buttons now.
+void PaintBar(HWND bar);
+
+// The sample business core's identity answers: the config signature (checked against
+// kSampleAppSecret), the app's code, the visitor's tokens and session.
+extern const char kSampleAppSecret[];
+tnmainui::GoAnswer SampleIdentityCore(const tnmainui::GoCall& call);
 
 }  // namespace demo

@@ -16,6 +16,7 @@
 #include "demo.h"
 #include "hav/handler_table.h"
 #include "tnbase/logger.h"
+#include "win/user.h"
 #include "win/window.h"
 
 namespace demo {
@@ -258,6 +259,19 @@ xhav::cdp::PageBrowser* OpenReadyPage(xhav::cdp::Engine& engine, ITnWebUI* facto
     return page->Evaluate("window.results", &r, 300) && r["ready"].asBool();
   });
   return page;
+}
+
+HWND ChildOfClass(HWND parent, const std::string& className) {
+  for (HWND child : win::GetChildren(parent)) {
+    if (win::GetWindowState(child).className == className) return child;
+  }
+  return nullptr;
+}
+
+// Paints the title bar of `window` and its buttons now.
+void PaintBar(HWND bar) {
+  win::SendMessageW(bar, win::WM_PAINT, 0, 0);
+  for (HWND button : win::GetChildren(bar)) win::UpdateWindow(button);
 }
 
 }  // namespace demo

@@ -24,15 +24,17 @@ std::string Context(const std::string& token, const std::string& userId) {
   return context;
 }
 
-constexpr char kAppSecret[] = "sample-app-secret";
+}  // namespace
+
+const char kSampleAppSecret[] = "sample-app-secret";
 
 // The sample business core: a signature checked by computing it, a code for the app from its
 // request, tokens for the visitor.
-tnmainui::GoAnswer SampleCore(const tnmainui::GoCall& call) {
+tnmainui::GoAnswer SampleIdentityCore(const tnmainui::GoCall& call) {
   tnmainui::GoAnswer answer;
   Say("  the business core's own thread answers %s", call.operation.c_str());
   if (call.operation == "BatchQuery") {
-    answer = tnmainui::CheckSignature(call, kAppSecret);
+    answer = tnmainui::CheckSignature(call, kSampleAppSecret);
   } else if (call.operation == "RequestAppCode") {
     answer.data = Field(1, "ac-" + call.args[1].substr(0, 8));  // CoreAppCodeResp.code
   } else if (call.operation == "RequestToken") {
@@ -45,8 +47,6 @@ tnmainui::GoAnswer SampleCore(const tnmainui::GoCall& call) {
   return answer;
 }
 
-}  // namespace
-
 void LightAppSdk() {
   g_who = "[host]   ";
   ShowLog(1);
@@ -58,7 +58,7 @@ void LightAppSdk() {
   if (!ChromiumReady(engine, "the light app could not run")) return;
   tnmainui::InProcessHost host(engine.core(), engine.render_host());
   tnmainui::ScriptedBusinessService service;
-  service.SetScript(SampleCore);
+  service.SetScript(SampleIdentityCore);
   host.SetService(SID_BusinessCoreService, static_cast<BusinessCoreService*>(&service));
   ITnWebUI* factory = StartModule(m, &host);
   auto* core = new tnmainui::ScriptedBusinessCore(u"7", "account-42");
@@ -82,8 +82,8 @@ void LightAppSdk() {
       r["quoteAnswered"].asBool() ? "no, it arrived" : "yes");
   Say("  the page's own script reports: %s", Compact(r).c_str());
   if (!r["success"].asBool()) Fail("the light app's own script did not report success");
-  const std::string signature = tnmainui::SignFields(kAppSecret, "7-1001", "n-42", "1700000000",
-                                                     "file://tavrin5main/sdk.html");
+  const std::string signature = tnmainui::SignFields(kSampleAppSecret, "7-1001", "n-42",
+                                                     "1700000000", "file://tavrin5main/sdk.html");
   Say("== the page runs config with the signature its server would give it (%s...), then with "
       "a wrong one",
       signature.substr(0, 12).c_str());

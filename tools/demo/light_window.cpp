@@ -14,19 +14,6 @@
 namespace demo {
 namespace {
 
-HWND ChildOfClass(HWND parent, const std::string& className) {
-  for (HWND child : win::GetChildren(parent)) {
-    if (win::GetWindowState(child).className == className) return child;
-  }
-  return nullptr;
-}
-
-// Paints the title bar of `window` and its buttons now.
-void PaintBar(HWND bar) {
-  win::SendMessageW(bar, win::WM_PAINT, 0, 0);
-  for (HWND button : win::GetChildren(bar)) win::UpdateWindow(button);
-}
-
 // The page's screenshot as the picture of its browser window, and the whole window saved.
 void SaveWholeWindow(xhav::cdp::PageBrowser* page, const char* name) {
   std::string png;

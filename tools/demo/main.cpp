@@ -17,7 +17,7 @@ int main(int argc, char** argv) {
   int index = 0;
   for (void (*part)() :
        {PageFirstCalls, HostOpensWindows, ViewLifeCycle, PageEvents, RealPages, LightAppSdk,
-        DesktopCommands, LightWindow, Transfers, WindowsAndDialogs, Choosers}) {
+        DesktopCommands, LightWindow, Transfers, WindowsAndDialogs, Choosers, Conformance}) {
     if (only && std::atoi(only) != ++index) continue;
     ok = InChild(part) && ok;
     std::printf("\n");

@@ -70,6 +70,22 @@ bool VoicePlayer::ReadWaveLength(const std::string& path, uint32_t* seconds) {
   return false;
 }
 
+bool VoicePlayer::WriteSilentWave(const std::string& path, uint32_t bytes) {
+  QFile file(QString::fromStdString(path));
+  if (!file.open(QIODevice::WriteOnly)) return false;
+  QDataStream out(&file);
+  out.setByteOrder(QDataStream::LittleEndian);
+  out.writeRawData("RIFF", 4);
+  out << quint32(36 + bytes);
+  out.writeRawData("WAVEfmt ", 8);
+  out << quint32(16) << quint16(1) << quint16(1) << quint32(8000) << quint32(8000) << quint16(1)
+      << quint16(8);
+  out.writeRawData("data", 4);
+  out << quint32(bytes);
+  out.writeRawData(std::string(bytes, '\x80').data(), static_cast<int>(bytes));
+  return out.status() == QDataStream::Ok;
+}
+
 bool VoicePlayer::Take(const ChannelCall& call, IBrowserViewCallback* callback) {
   if (call.params.size() < 2 || call.params[0] != u"Notice" || !callback) return false;
   const std::u16string& action = call.params[1];

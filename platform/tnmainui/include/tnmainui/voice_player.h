@@ -37,6 +37,9 @@ class TNMAINUI_API VoicePlayer {
   void SetLength(const std::string& path, uint32_t seconds);
   // The length of a RIFF WAVE file in whole seconds rounded up; false when it is no such file.
   static bool ReadWaveLength(const std::string& path, uint32_t* seconds);
+  // Writes a RIFF WAVE file of `bytes` bytes of silence at 8,000 bytes a second (8 kHz, 8 bits,
+  // mono), for tests and the demo.
+  static bool WriteSilentWave(const std::string& path, uint32_t bytes);
   // The file playing now (paused or not); empty when none.
   std::string playing() const;
 
