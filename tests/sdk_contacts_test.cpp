@@ -56,8 +56,13 @@ TEST_F(Contacts, ACardOrAChatOpensWithTheConvertedId) {
   EXPECT_THAT(HostJson(u"OpenDialog"), ElementsAre(R"({"chatId":"group-7-501","chatType":"group"})"
                                                    "\n"));
 
-  // A conversion that isn't JSON: 404 in each one's own form.
+  // Several groups: the last chat id wins, and one without an id keeps the one before it.
   script = nullptr;
+  hostAnswers = {{0, uR"([{"implChatId":"g1"},{"implChatId":"g2"},{"implChatId":5},7])"}};
+  Call("biz.openGroupChat", Payload(R"({"groupId":"og_team"})"));
+  EXPECT_EQ(HostJson(u"OpenDialog").back(), "{\"chatId\":\"g2\",\"chatType\":\"group\"}\n");
+
+  // A conversion that isn't JSON: 404 in each one's own form.
   hostAnswers = {{0, u"<html>"}};
   EXPECT_THAT(Call("biz.openGroupChat", Payload(R"({"groupId":"og_team"})")),
               ElementsAre(Template(11, 404, "")));

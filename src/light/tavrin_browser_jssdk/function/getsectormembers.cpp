@@ -95,11 +95,13 @@ void JSOpenGroupChat::OnBusinessResult(const char16_t*, const char16_t*, const c
     FormatText(answer, sdk::kEnvelopes[kGroupChat].head, sdk::kResultNotJson, "");
     return SendResponse(answer);
   }
-  Json::Value chat;  // of several groups, the last one's chat opens
+  // Of several groups the last one's chat opens; a group without a chat id keeps the id of the
+  // one before it.
+  Json::Value chat;
   if (root.isArray()) {
     for (const Json::Value& element : root) {
       if (!element.isObject()) continue;
-      chat["chatId"] = JsonString(element, "implChatId");
+      if (element["implChatId"].isString()) chat["chatId"] = element["implChatId"];
       chat["chatType"] = "group";
     }
   }
