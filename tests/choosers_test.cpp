@@ -113,6 +113,12 @@ TEST_F(Choosers, FilesAreCheckedAgainstTheCountAndSizeThePageGave) {
   EXPECT_THAT(Call("biz.chooseLocalFile", "{}"),
               ElementsAre(Answer(4, tnwebui::sdk::kResultNotJson, "[]")));
   EXPECT_EQ(LastQuestion(), "null\n");  // no payload
+
+  // A host that answers twice: the chooser answers each, and ends once.
+  answers = {{0, u"[]"}, {0, u"[]"}};
+  EXPECT_THAT(Call("biz.chooseLocalFile", R"({"payload":{"max":5}})"),
+              ElementsAre(Answer(4, tnwebui::sdk::kBadSelection, "[]"),
+                          Answer(4, tnwebui::sdk::kBadSelection, "[]")));
   EXPECT_EQ(JsSdkFunction::Live(), live);
 }
 

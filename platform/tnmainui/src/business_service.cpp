@@ -27,6 +27,11 @@ std::vector<ChannelCall> ScriptedBusinessChannel::calls() const {
   return calls_;
 }
 
+void ScriptedBusinessChannel::ClearCalls() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  calls_.clear();
+}
+
 void ScriptedBusinessChannel::ReleaseHeld() {
   std::vector<std::pair<ChannelCall, IBrowserViewCallback*>> held;
   {
@@ -83,7 +88,8 @@ void ScriptedBusinessChannel::ExecuteBusiness(const xhav::BusinessParams& params
       return i < call.params.size() ? call.params[i].c_str() : u"";
     };
     for (const ChannelAnswer& answer : answers) {
-      callback->OnBusinessResult(text(0), text(1), text(2), answer.code,
+      callback->OnBusinessResult(text(0), answer.action.empty() ? text(1) : answer.action.c_str(),
+                                 text(2), answer.code,
                                  answer.nullResult ? nullptr : answer.result.c_str());
     }
     callback->Release();
@@ -184,6 +190,11 @@ void ScriptedBusinessService::SetDownloadScript(
 std::vector<GoCall> ScriptedBusinessService::calls() const {
   std::lock_guard<std::mutex> lock(mutex_);
   return calls_;
+}
+
+void ScriptedBusinessService::ClearCalls() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  calls_.clear();
 }
 
 GoCall ScriptedBusinessService::Record(std::string operation, int32_t orgId,

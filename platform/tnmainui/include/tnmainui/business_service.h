@@ -9,6 +9,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "hav/hav.h"
@@ -23,9 +24,15 @@ namespace tnmainui {
 
 // One answer of the host to a business call.
 struct ChannelAnswer {
+  ChannelAnswer() = default;
+  ChannelAnswer(int32_t code, std::u16string result, bool nullResult = false)
+      : code(code), result(std::move(result)), nullResult(nullResult) {}
+
   int32_t code = 0;
   std::u16string result;
   bool nullResult = false;  // the result pointer is null
+  // The action the answer names, when it isn't the call's own (a player's timer message).
+  std::u16string action;
 };
 
 struct ChannelCall {
@@ -50,6 +57,7 @@ class TNMAINUI_API ScriptedBusinessChannel final : public xhav::BusinessChannel 
   using Taker = std::function<bool(const ChannelCall&, IBrowserViewCallback*)>;
   void SetTaker(Taker taker);
   std::vector<ChannelCall> calls() const;
+  void ClearCalls();
   // Drops the callbacks of unanswered calls, as a host that gives up on them.
   void ReleaseHeld();
   // Answers the oldest unanswered call with `code` and `result` on the calling thread, then
@@ -124,6 +132,7 @@ class TNMAINUI_API ScriptedBusinessService final : public BusinessCoreService,
   // Which objects the service gives (all by default).
   void SetObjects(bool core, bool network, bool application, bool contact);
   std::vector<GoCall> calls() const;
+  void ClearCalls();
   // The business core of an organisation (held with a reference until replaced or the end).
   void SetBusinessCore(int32_t oid, BusinessCore* core);
   // Waits until the core's thread has answered everything so far.

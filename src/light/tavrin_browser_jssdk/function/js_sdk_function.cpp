@@ -178,6 +178,7 @@ bool JsSdkHeldFunction::Ask(const char16_t* business, const char16_t* action,
 }
 
 void JsSdkHeldFunction::DeleteLater() {
+  if (ended_.exchange(true)) return;
   tnbase::postTask(tnbase::globalTaskQueue(0), [this] { Release(); });
 }
 

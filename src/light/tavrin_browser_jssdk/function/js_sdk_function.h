@@ -153,10 +153,14 @@ class JsSdkHeldFunction : public JsSdkHostFunction {
   // False, and nothing sent, without the host's channel: the function then stays, answering
   // nothing.
   bool Ask(const char16_t* business, const char16_t* action, const std::string& json);
-  // The end of the function, from its answer: the last thing it does.
+  // The end of the function, from its answer: the last thing it does. Only the first end lets
+  // go of the hold, so a host that answers twice meets the function alive the second time.
   void DeleteLater();
   // An answer after which the function doesn't end: it stays, holding itself, for the process.
   void Stay();
+
+ private:
+  std::atomic<bool> ended_{false};
 };
 
 // The host's result as JSON: false when it is no JSON, or JSON null (a null result counts as
