@@ -588,6 +588,23 @@ std::vector<BrowserImpl*> Engine::browsers() const {
   return browsers_;
 }
 
+void Engine::ForgetClosedBrowsers() {
+  RunUntilIdle();  // nothing queued may still reach a window that goes
+  std::vector<BrowserImpl*> closed;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto gone = std::stable_partition(browsers_.begin(), browsers_.end(),
+                                      [](BrowserImpl* b) { return b->alive_.load(); });
+    closed.assign(gone, browsers_.end());
+    browsers_.erase(gone, browsers_.end());
+  }
+  for (BrowserImpl* b : closed) delete b;
+  std::lock_guard<std::mutex> lock(mutex_);
+  pages_.erase(std::remove_if(pages_.begin(), pages_.end(),
+                              [](const std::weak_ptr<Page>& page) { return page.expired(); }),
+               pages_.end());
+}
+
 BrowserImpl* Engine::FindBrowser(int id) const {
   std::lock_guard<std::mutex> lock(mutex_);
   for (BrowserImpl* b : browsers_) {

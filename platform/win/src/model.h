@@ -58,4 +58,7 @@ HWND AddWindow(std::shared_ptr<Window> window);
 bool CurrentThreadHasLoop();
 void RunCurrentLoopUntil(const std::function<bool()>& done);
 
+// Drops the picture that a destroyed window painted.
+void ForgetPicture(HWND hwnd);
+
 }  // namespace win

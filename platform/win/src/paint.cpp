@@ -12,6 +12,7 @@
 #include <mutex>
 
 #include "gui_thread.h"
+#include "model.h"
 
 namespace win {
 
@@ -138,6 +139,11 @@ bool HasPicture(HWND hwnd) {
 }
 
 }  // namespace
+
+void ForgetPicture(HWND hwnd) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  Pictures().erase(hwnd);
+}
 
 void StartPainting() { GuiThread::Get(); }
 

@@ -230,8 +230,11 @@ void DestroyWindow(HWND hwnd) {
   for (auto it = destroyed.rbegin(); it != destroyed.rend(); ++it) {
     if (it->second->wndProc) it->second->wndProc(it->first, WM_NCDESTROY, 0, 0);
   }
-  std::lock_guard<std::mutex> lock(M().mutex);
-  for (auto& [h, w] : destroyed) M().windows.erase(h);
+  {
+    std::lock_guard<std::mutex> lock(M().mutex);
+    for (auto& [h, w] : destroyed) M().windows.erase(h);
+  }
+  for (auto& [h, w] : destroyed) ForgetPicture(h);
 }
 
 bool GetClientRect(HWND hwnd, int* width, int* height) {

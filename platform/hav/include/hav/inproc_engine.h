@@ -294,6 +294,8 @@ class HAV_API Engine {
   // live as long as the engine.
   std::vector<BrowserImpl*> browsers() const;
   BrowserImpl* FindBrowser(int id) const;
+  // Lets the windows that have closed go, records and all (long runs of many windows).
+  void ForgetClosedBrowsers();
   std::shared_ptr<Page> FindPage(int browserId) const;
 
   // Browser side: sends a message to the render process of `browserId`.
