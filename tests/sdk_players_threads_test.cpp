@@ -125,4 +125,34 @@ TEST_F(PlayerThreads, SectorMembersAnswerEachCallOnceFromTheCoresThread) {
   EXPECT_EQ(Count("\"staffId\":\"ou_bob\""), kCalls);
 }
 
+TEST_F(PlayerThreads, CoreAnswersAfterTheWindowClosedEndTheirFunctionsWithoutAnAnswer) {
+  const int live = tnwebui::JsSdkFunction::Live();
+  service.SetScript([this](const tnmainui::GoCall& call) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));  // the window closes meanwhile
+    tnmainui::GoAnswer answer;
+    organisation.AnswerCore(call, &answer);
+    return answer;
+  });
+  constexpr int kCalls = 30;
+  for (int i = 0; i < kCalls; ++i) {
+    Page("biz.getSectorMember", "late" + std::to_string(i), R"({"sectors":["os_support"]})");
+    if (i == kCalls / 2) {
+      engine.renderer().Flush();
+      engine.ui().PostTask([this] { browser->FinishClose(); });
+    }
+  }
+  ASSERT_TRUE(WaitUntil([&] {
+    engine.renderer().Flush();
+    engine.ui().Flush();
+    service.Flush();
+    tnbase::globalTaskQueue(0)->Flush();
+    return tnwebui::JsSdkFunction::Live() == live;
+  }));
+  // Whatever was answered was answered once; nothing after the close reached the page.
+  for (int i = 0; i < kCalls; ++i) {
+    EXPECT_LE(Count("\"responseId\":\"late" + std::to_string(i) + "\","), 1) << i;
+  }
+  EXPECT_FALSE(browser->alive());
+}
+
 }  // namespace
