@@ -575,7 +575,7 @@ bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* 
     // The render process lives apart: it opens the page itself.
     transport_->SendControl({Control::kOpenPage, browser->id_, browser->url_});
   }
-  ui_.PostTask([this, browser] {
+  ui_.PostTask([browser] {
     if (browser->alive_ && browser->notify_) browser->notify_->OnBrowserCreated();
   });
   if (!browser->url_.empty()) browser->Load(browser->url_);
