@@ -31,6 +31,20 @@ struct World {
     host.SetService(SID_EventBus, static_cast<EventBus*>(&bus));
     tnwebui::TnWebUIModule::Install(&module);
     core = new tnmainui::ScriptedBusinessCore(u"org-1", "account-1");
+    OpenView();
+  }
+
+  // The engine records what each window was asked to do; a fresh window now and then keeps
+  // that record short.
+  void Renew() {
+    xhav::Browser* browser = view->browser();
+    engine.FindBrowser(browser->GetId())->FinishClose();
+    view->Release();
+    engine.ForgetClosedBrowsers();
+    OpenView();
+  }
+
+  void OpenView() {
     IBrowserViewSetting* settings = nullptr;
     module.GetOrCreateFactory()->CreateBrowserViewSetting(&settings);
     settings->SetName(u"fuzz");
@@ -59,7 +73,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static bool quiet = (tnbase::SetLogSink([](const tnbase::LogRecord&) {}),
                        google::protobuf::SetLogHandler(nullptr), true);
   (void)quiet;
-  static World* world = new World;  // one view for the process, as the client keeps its own
+  static World* world = new World;  // one view at a time, as the client keeps its own
+  static int inputs = 0;
+  if (++inputs % 20000 == 0) world->Renew();
   if (size < 1) return 0;
   const std::string rest(reinterpret_cast<const char*>(data + 1), size - 1);
   const std::size_t cut = rest.find('\n');
