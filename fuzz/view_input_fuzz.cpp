@@ -34,13 +34,15 @@ struct World {
     OpenView();
   }
 
-  // The engine records what each window was asked to do; a fresh window now and then keeps
-  // that record short.
+  // The engine and the sample core record what each window and call asked; a fresh window and
+  // core now and then keep those records short.
   void Renew() {
     xhav::Browser* browser = view->browser();
     engine.FindBrowser(browser->GetId())->FinishClose();
     view->Release();
     engine.ForgetClosedBrowsers();
+    core->Release();
+    core = new tnmainui::ScriptedBusinessCore(u"org-1", "account-1");
     OpenView();
   }
 

@@ -723,3 +723,22 @@ TEST_F(ChromiumPages, ALightWindowsPageSitsBelowItsBarAndClosesItsWindow) {
 }
 
 }  // namespace
+
+// A page's renderer that dies: the view hears of the crash (the client's main page tells its
+// core), the host goes on, and the same window's reload brings a working page again.
+TEST_F(ChromiumRenderHost, ARendererThatDiesIsToldAndAReloadWorksAgain) {
+  auto* page = OpenAnsweredBusinessPage(u"TnMain", u"fine");
+  ASSERT_NE(page, nullptr);
+  page->CrashRenderer();
+  ASSERT_TRUE(Pump([&] {
+    return log.Count("TS_PROCESS_CRASHED", 4, "TnBrowserAdaptUI::OnRenderProcessTemerate") == 1;
+  }));
+  EXPECT_EQ(cores.back()->crashes(), 1);
+  page->Reload();
+  Json::Value value;
+  EXPECT_TRUE(Pump([&] {
+    return page->Evaluate("typeof tnpc.cangoback()", &value, 300) && value == "boolean";
+  }));
+  // Another window is not touched by it.
+  EXPECT_NE(OpenAnsweredBusinessPage(u"After", u"fine"), nullptr);
+}

@@ -270,6 +270,17 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
     if (!main && method == "Inspector.detached") frames_.erase(session);
     return;
   }
+  // The page's renderer died: its documents are gone, and the view hears of the crash. A
+  // reload brings a new renderer.
+  if (main && method == "Inspector.targetCrashed") {
+    std::vector<int> ids;
+    for (const auto& [key, document] : documents_) {
+      if (key.first == session) ids.push_back(key.second);
+    }
+    for (int id : ids) OnDocumentGone(session, id);
+    if (notify_) notify_->OnRenderProcessTemerate(0, 2);
+    return;
+  }
   if (method == "Runtime.bindingCalled") {
     if (params["name"].asString() == "__tnpcNative") {
       OnPageCall(session, params);

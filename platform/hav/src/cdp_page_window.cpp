@@ -179,6 +179,11 @@ bool PageBrowser::Click(double x, double y) {
   return true;
 }
 
+void PageBrowser::CrashRenderer() {
+  // The renderer dies before it answers; the answer isn't waited for.
+  engine_->connection().Send("Page.crash", Json::Value(), session_, nullptr);
+}
+
 bool PageBrowser::CaptureScreenshot(std::string* png) {
   Json::Value params, result;
   std::string error;

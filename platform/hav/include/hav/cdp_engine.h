@@ -105,6 +105,8 @@ class HAV_API PageBrowser final : public Browser {
   bool CaptureScreenshot(std::string* png);
   // A click of the left mouse button at (x, y) of the page's viewport, as a user's.
   bool Click(double x, double y);
+  // Makes the page's renderer crash, as a fault would (tests).
+  void CrashRenderer();
 
  private:
   friend class Engine;
