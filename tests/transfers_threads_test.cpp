@@ -68,8 +68,13 @@ TEST_F(ParallelDownloads, EachAnswersOnceWithItsOwnCompleteFile) {
     engine.RunUntilIdle();
     return answers() == kCount;
   }));
-  tnbase::globalTaskQueue(0)->Flush();
-  EXPECT_EQ(tnwebui::JsSdkFunction::Live(), before);
+  // Each download answers, then posts its end from the core's thread: the ends come a moment
+  // after the last answer.
+  EXPECT_TRUE(WaitUntil([&] {
+    tnbase::globalTaskQueue(0)->Flush();
+    return tnwebui::JsSdkFunction::Live() == before;
+  })) << tnwebui::JsSdkFunction::Live()
+      << " downloads still live";
   for (int i = 0; i < kCount; ++i) {
     const std::string path =
         appData.path() + "/TavrinSoftCustom/WebCache/JsDownload/" + tnwebui::CacheName(urls[i]);
