@@ -14,6 +14,7 @@ fi
 export LSAN_OPTIONS="suppressions=$PWD/tests/lsan.supp"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+export APPDATA="$work/appdata"  # the downloads of the SDK's fuzzer land there
 for target in build/fuzz/fuzz/*_fuzz; do
   name=$(basename "$target")
   mkdir -p "$work/$name"

@@ -1,5 +1,15 @@
 #include "log_capture.h"
 
+#include <cstdlib>
+
+namespace {
+
+// What the client keeps in its application data, tests keep under the build folder, never in
+// the user's own (a test that wants a folder of its own sets APPDATA itself).
+const bool kAppDataInBuild = (setenv("APPDATA", TNWEBUI_TEST_APPDATA, 0), true);
+
+}  // namespace
+
 LogCapture::LogCapture() {
   previous_ = tnbase::SetLogSink([this](const tnbase::LogRecord& r) {
     std::lock_guard<std::mutex> lock(mutex_);
