@@ -5,12 +5,8 @@
 #include <cstdint>
 #include <string>
 
-#include "cef/inproc_v8.h"
-#include "hav/inproc_engine.h"
-#include "render/render_process.h"
-#include "tn_webui_module.h"
+#include "render_world.h"
 #include "tnbase/logger.h"
-#include "tnmainui/inproc_host.h"
 
 namespace {
 
@@ -90,16 +86,10 @@ CefRefPtr<CefV8Value> MakeValue(Reader& in, const CefRefPtr<CefV8Value>& fn) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static bool quiet = (tnbase::SetLogSink([](const tnbase::LogRecord&) {}), true);
   (void)quiet;
-  xhav::inproc::Engine engine(xhav::kProcessTypeRender);
-  tnmainui::InProcessHost host(engine.core(), engine.render_host());
-  tnwebui::TnWebUIModule module(&host);
-  tnwebui::RenderProcess render(&module);
-  render.RegisterNativeExtension();
-  engine.render_host()->SetRenderNotify(&render);
-  auto page = engine.OpenPage(true);
-  engine.RunUntilIdle();
-  auto fn = cef_inproc::CreateScriptFunction(
-      "cb", std::function<void(const CefV8ValueList&)>([](const CefV8ValueList&) {}));
+  RenderWorld world;
+  xhav::inproc::Engine& engine = world.engine;
+  auto& page = world.page;
+  const CefRefPtr<CefV8Value>& fn = world.callback;
 
   Reader in(data, size);
   while (!in.empty()) {
@@ -131,12 +121,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       const char* name = kFunctions[in.Byte() % 8];
       const size_t count = in.Byte() % 7;
       for (size_t i = 0; i < count; ++i) args.push_back(MakeValue(in, fn));
-      cef_inproc::CallFromScript(page->context(),
-                                 CefV8Value::CreateFunction(name, render.handler()), args);
+      world.Call(name, args);
     }
     engine.RunUntilIdle();
     engine.TakeBrowserMessages();
   }
-  page.reset();
   return 0;
 }

@@ -9,12 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "cef/inproc_v8.h"
-#include "hav/inproc_engine.h"
-#include "render/render_process.h"
-#include "tn_webui_module.h"
+#include "render_world.h"
 #include "tnbase/logger.h"
-#include "tnmainui/inproc_host.h"
 
 namespace {
 
@@ -44,22 +40,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::size_t cut = rest.find("\n\n");
   const std::string answer = cut == std::string::npos ? std::string() : rest.substr(cut + 2);
 
-  xhav::inproc::Engine engine(xhav::kProcessTypeRender);
-  tnmainui::InProcessHost host(engine.core(), engine.render_host());
-  tnwebui::TnWebUIModule module(&host);
-  tnwebui::RenderProcess render(&module);
-  render.RegisterNativeExtension();
-  engine.render_host()->SetRenderNotify(&render);
-  auto page = engine.OpenPage(true);
-  engine.RunUntilIdle();
-  auto callback = cef_inproc::CreateScriptFunction(
-      "cb", std::function<void(const CefV8ValueList&)>([](const CefV8ValueList&) {}));
+  RenderWorld world;
+  xhav::inproc::Engine& engine = world.engine;
 
   for (const std::string& request : Lines(rest.substr(0, cut))) {
-    CefV8ValueList args{CefV8Value::CreateString(request),
-                        nullCallback ? CefV8Value::CreateNull() : callback};
-    cef_inproc::CallFromScript(
-        page->context(), CefV8Value::CreateFunction("exebusinessaction", render.handler()), args);
+    world.Call("exebusinessaction", {CefV8Value::CreateString(request),
+                                     nullCallback ? CefV8Value::CreateNull() : world.callback});
     engine.RunUntilIdle();
     for (const xhav::inproc::RecordedMessage& sent : engine.TakeBrowserMessages()) {
       CefRefPtr<CefListValue> call = sent.message->GetArgumentList();
@@ -78,11 +64,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
           result->SetString(2, answer);
           list->SetList(2, result);
         }
-        engine.SendToRenderer(page->id(), reply);
+        engine.SendToRenderer(world.page->id(), reply);
       }
       engine.RunUntilIdle();
     }
   }
-  page.reset();
   return 0;
 }

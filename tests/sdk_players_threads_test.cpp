@@ -59,6 +59,16 @@ class PlayerThreads : public ViewFixture {
                            R"(","data":{"payload":)" + payload + "}}]");
     });
   }
+  // Runs every thread's work until the live functions are back to `live`.
+  bool AllEnded(int live) {
+    return WaitUntil([&] {
+      engine.renderer().Flush();
+      engine.ui().Flush();
+      service.Flush();
+      tnbase::globalTaskQueue(0)->Flush();
+      return tnwebui::JsSdkFunction::Live() == live;
+    });
+  }
   int Count(const std::string& text) const {
     int count = 0;
     for (const std::string& script : browser->scripts()) {
@@ -92,12 +102,7 @@ TEST_F(PlayerThreads, CommandsMeetTheTimerAndEveryPlaybackEndsItsFunction) {
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
   Page("media.playVoice", "last", b);
-  ASSERT_TRUE(WaitUntil([&] {
-    engine.renderer().Flush();
-    engine.ui().Flush();
-    tnbase::globalTaskQueue(0)->Flush();
-    return tnwebui::JsSdkFunction::Live() == live;
-  }));
+  ASSERT_TRUE(AllEnded(live));
   EXPECT_TRUE(player.playing().empty());
   EXPECT_EQ(
       Count(
@@ -112,13 +117,7 @@ TEST_F(PlayerThreads, SectorMembersAnswerEachCallOnceFromTheCoresThread) {
   for (int i = 0; i < kCalls; ++i) {
     Page("biz.getSectorMember", "s" + std::to_string(i), R"({"sectors":["os_sales"]})");
   }
-  ASSERT_TRUE(WaitUntil([&] {
-    engine.renderer().Flush();
-    engine.ui().Flush();
-    service.Flush();
-    tnbase::globalTaskQueue(0)->Flush();
-    return tnwebui::JsSdkFunction::Live() == live;
-  }));
+  ASSERT_TRUE(AllEnded(live));
   for (int i = 0; i < kCalls; ++i) {
     EXPECT_EQ(Count("\"responseId\":\"s" + std::to_string(i) + "\","), 1) << i;
   }
@@ -141,13 +140,7 @@ TEST_F(PlayerThreads, CoreAnswersAfterTheWindowClosedEndTheirFunctionsWithoutAnA
       engine.ui().PostTask([this] { browser->FinishClose(); });
     }
   }
-  ASSERT_TRUE(WaitUntil([&] {
-    engine.renderer().Flush();
-    engine.ui().Flush();
-    service.Flush();
-    tnbase::globalTaskQueue(0)->Flush();
-    return tnwebui::JsSdkFunction::Live() == live;
-  }));
+  ASSERT_TRUE(AllEnded(live));
   // Whatever was answered was answered once; nothing after the close reached the page.
   for (int i = 0; i < kCalls; ++i) {
     EXPECT_LE(Count("\"responseId\":\"late" + std::to_string(i) + "\","), 1) << i;
