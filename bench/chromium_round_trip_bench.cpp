@@ -1,9 +1,11 @@
 // A page's classic business action over the Chromium engine, from the page's call to its
 // function running with the answer (page -> render side -> view -> business core -> page), beside
 // the floor measured in the same run: a bare binding call from the page answered by one
-// Runtime.evaluate. The business action is measured with the render side in this process and
-// in a render host process. All are timed from a Runtime.evaluate that waits for the page's
-// promise, so the evaluate's own cost is in each. Prints the median and the 99th percentile.
+// Runtime.evaluate. A call that the page needs answered within the call (cangoback) stands
+// beside a bare synchronous request that the engine answers as soon as Chromium holds it. The
+// business action is measured with the render side in this process and in a render host process.
+// All are timed from a Runtime.evaluate that waits for the page's promise, so the evaluate's own
+// cost is in each. Prints the median and the 99th percentile.
 
 #include <benchmark/benchmark.h>
 
@@ -147,9 +149,24 @@ void BM_PageBusinessAction_Floor(benchmark::State& state) {
           "__floor('x'); })");
 }
 
+// A call that the page needs answered within: its request, the render side, the reply.
+void BM_PageSyncCall(benchmark::State& state) {
+  Measure(state, "Promise.resolve(typeof tnpc.cangoback() === 'boolean')");
+}
+
+// The same request, answered empty by the engine as soon as Chromium holds it.
+void BM_PageSyncCall_Floor(benchmark::State& state) {
+  Measure(state,
+          "(function () { var x = new XMLHttpRequest(); "
+          "x.open('POST', 'https://tnpc-call.pages.invalid/ping', false); x.send('{}'); "
+          "return Promise.resolve(x.status === 200); })()");
+}
+
 BENCHMARK(BM_PageBusinessAction)->Iterations(300)->UseRealTime();
 BENCHMARK(BM_PageBusinessAction_RenderHost)->Iterations(300)->UseRealTime();
 BENCHMARK(BM_PageBusinessAction_Floor)->Iterations(300)->UseRealTime();
+BENCHMARK(BM_PageSyncCall)->Iterations(300)->UseRealTime();
+BENCHMARK(BM_PageSyncCall_Floor)->Iterations(300)->UseRealTime();
 
 }  // namespace
 

@@ -1,12 +1,13 @@
 // One event raised on the client's bus, fanned out to 1, 10 and 100 subscriptions of a page,
 // through the view's pool, the render process and the page's functions, in each format and
 // with a 64-byte and a 64 KiB payload. The floor beside it, in the same run, is copying the
-// payload once per subscription.
+// payload once per subscription; a "json" event's, converting it to UTF-16 and copying that.
 
 #include <benchmark/benchmark.h>
 
 #include "cef/inproc_v8.h"
 #include "floor_ratio.h"
+#include "tnbase/utf.h"
 #include "tnmainui/event_bus.h"
 #include "view_harness.h"
 
@@ -34,10 +35,9 @@ class FanOut {
   long received = 0;
 };
 
-void BM_FanOut(benchmark::State& state) {
+void FanOutIn(benchmark::State& state, const char* format) {
   const int subscriptions = static_cast<int>(state.range(0));
   const std::string payload(state.range(1), 'x');  // NUL-terminated, as "json" needs
-  const char* format = kFormats[state.range(2)];
   FanOut fan(subscriptions);
   for (auto _ : state) {
     fan.bus.Deliver(3, "tn.bench", format, payload.data(), static_cast<uint32_t>(payload.size()));
@@ -45,6 +45,26 @@ void BM_FanOut(benchmark::State& state) {
   }
   if (fan.received != state.iterations() * subscriptions) state.SkipWithError("lost events");
   state.SetLabel(format);
+  state.SetBytesProcessed(state.iterations() * subscriptions * payload.size());
+}
+
+void BM_FanOut(benchmark::State& state) { FanOutIn(state, kFormats[state.range(2)]); }
+
+// A "json" event: the page gets text, so each subscription costs at least one conversion of
+// the payload to UTF-16 and one copy of that; the floor below is exactly that.
+void BM_FanOutJson(benchmark::State& state) { FanOutIn(state, "json"); }
+
+void BM_FanOutJson_Floor(benchmark::State& state) {
+  const int subscriptions = static_cast<int>(state.range(0));
+  const std::string payload(state.range(1), 'x');
+  for (auto _ : state) {
+    for (int i = 0; i < subscriptions; ++i) {
+      std::u16string wide;
+      tnbase::Utf8ToUtf16(payload.data(), payload.size(), &wide);
+      std::u16string copy(wide);
+      benchmark::DoNotOptimize(copy.data());
+    }
+  }
   state.SetBytesProcessed(state.iterations() * subscriptions * payload.size());
 }
 
@@ -76,6 +96,8 @@ void FloorArguments(benchmark::internal::Benchmark* b) {
 
 BENCHMARK(BM_FanOut)->Apply(Arguments);
 BENCHMARK(BM_FanOut_Floor)->Apply(FloorArguments);
+BENCHMARK(BM_FanOutJson)->Apply(FloorArguments);
+BENCHMARK(BM_FanOutJson_Floor)->Apply(FloorArguments);
 
 }  // namespace
 

@@ -11,6 +11,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <iostream>
 #include <memory>
 #include <optional>
 #include <thread>
@@ -462,6 +463,66 @@ TEST_F(ChromiumPages, ACallWhileThePageUnloadsStillArrives) {
   ASSERT_TRUE(
       PumpResults(page, &results, [](const Json::Value& r) { return r["native"].isBool(); }));
   EXPECT_TRUE(results["native"].asBool());  // the next document has its object
+}
+
+// A page calls without a pause for ten seconds while the UI thread runs by itself: a window
+// command the host posts meanwhile is served within 100 ms each time, and the page's answers
+// come back one by one in the order of its calls, none lost.
+TEST_F(ChromiumPages, APageThatFloodsCallsNeitherStallsTheHostNorLosesOrder) {
+  auto* page = OpenAnsweredBusinessPage(u"Flood", u"fine");
+  ASSERT_NE(page, nullptr);
+  Json::Value started;
+  ASSERT_TRUE(EvaluatePumping(page,
+                              R"JS(window.flood = {sent: 0, answered: 0, last: 0, order: true};
+    (function () {
+      var end = Date.now() + 10000;
+      function burst() {
+        for (var i = 0; i < 10; ++i) {
+          tnpc.exebusinessaction('Contact', 'Ping', '', '{}', String(++flood.sent),
+              function (code, data, id) {
+                if (Number(id) !== flood.last + 1) flood.order = false;
+                flood.last = Number(id);
+                flood.answered++;
+              });
+        }
+        if (Date.now() < end) setTimeout(burst, 0);
+      }
+      burst();
+    })(); true)JS",
+                              &started));
+  engine.ui().StartThread();
+  using Clock = std::chrono::steady_clock;
+  const auto end = Clock::now() + std::chrono::seconds(10);
+  double worstMs = 0;
+  int probes = 0;
+  while (Clock::now() < end) {
+    auto served = std::make_shared<std::atomic<bool>>(false);
+    const auto posted = Clock::now();
+    engine.ui().PostTask([page, served] {
+      page->MoveWindow(10, 10, 800, 600);
+      *served = true;
+    });
+    while (!*served) std::this_thread::sleep_for(std::chrono::microseconds(200));
+    worstMs =
+        std::max(worstMs, std::chrono::duration<double, std::milli>(Clock::now() - posted).count());
+    ++probes;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  Json::Value flood;
+  for (int i = 0; i < 200; ++i) {
+    if (page->Evaluate("window.flood", &flood) && flood["sent"].asInt() > 0 &&
+        flood["answered"] == flood["sent"])
+      break;
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  engine.ui().Stop();
+  engine.ui().BindCurrentThread();
+  EXPECT_LE(worstMs, 100.0) << probes << " window commands";
+  EXPECT_GT(flood["sent"].asInt(), 1000) << flood.toStyledString();
+  EXPECT_EQ(flood["answered"], flood["sent"]);
+  EXPECT_TRUE(flood["order"].asBool());
+  std::cout << "flood: " << flood["sent"].asInt() << " calls in 10 s, worst window command "
+            << worstMs << " ms over " << probes << "\n";
 }
 
 TEST_F(ChromiumPages, OddValuesFromAPageNeitherCrashNorLoseText) {

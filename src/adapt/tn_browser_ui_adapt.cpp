@@ -197,13 +197,13 @@ bool TnBrowserAdaptUI::ProcessJsCommand(TnString* command) {
 
 bool TnBrowserAdaptUI::ExecuteFromRender(const std::vector<std::u16string>& texts) {
   if (texts.size() != 5) return false;
-  tnbase::TnStringPtr business(allocStringFromUTF8(WideToUtf8(texts[0]).c_str()));
-  tnbase::TnStringPtr action(allocStringFromUTF8(WideToUtf8(texts[1]).c_str()));
-  CefRefPtr<CefListValue> arguments = CefListValue::Create();
-  arguments->SetString(0, CefString(texts[2]));
-  arguments->SetString(1, CefString(texts[3]));
-  arguments->SetString(2, CefString(texts[4]));
-  ExecuteBusinessAction(business.get(), action.get(), arguments);
+  tnbase::TnStringPtr business(
+      allocStringFromWideChars(texts[0].data(), static_cast<int32_t>(texts[0].size())));
+  tnbase::TnStringPtr action(
+      allocStringFromWideChars(texts[1].data(), static_cast<int32_t>(texts[1].size())));
+  // The page's texts are all strings: they go on without being copied into a list.
+  if (business && action)
+    ExecuteAuthorised(business.get(), action.get(), texts[2], texts[3], texts[4]);
   return true;
 }
 
@@ -230,31 +230,46 @@ bool TnBrowserAdaptUI::CheckAuth(TnString* business, TnString* action) {
   return override && override->AllowAnyPage();
 }
 
+namespace {
+
+constexpr char kExecuteFn[] = "TnBrowserAdaptUI::ExecuteBusinessAction";
+
+}  // namespace
+
 void TnBrowserAdaptUI::ExecuteBusinessAction(TnString* business, TnString* action,
                                              CefRefPtr<CefListValue> arguments) {
-  constexpr char kFn[] = "TnBrowserAdaptUI::ExecuteBusinessAction";
   if (!business || !action) return;
-  if (!CheckAuth(business, action)) {
-    TN_LOG_TEXT(
-        4, kFn,
-        "check auth fail for action = " + business->ToUTF8() + ", action = " + action->ToUTF8());
-    return;
-  }
   const std::size_t size = arguments ? arguments->GetSize() : 0;
   bool strings = size == 3;
   for (std::size_t i = 0; strings && i < 3; ++i) strings = arguments->GetType(i) == VTYPE_STRING;
   if (!strings) {
-    TN_LOG_TEXT(1, kFn, "execute business action argument invalid size " + std::to_string(size));
+    // The page's rights are asked first, as for every action.
+    if (Authorised(business, action)) {
+      TN_LOG_TEXT(1, kExecuteFn,
+                  "execute business action argument invalid size " + std::to_string(size));
+    }
     return;
   }
+  ExecuteAuthorised(business, action, arguments->GetString(0).ToString16(),
+                    arguments->GetString(1).ToString16(), arguments->GetString(2).ToString16());
+}
+
+bool TnBrowserAdaptUI::Authorised(TnString* business, TnString* action) {
+  if (CheckAuth(business, action)) return true;
+  TN_LOG_TEXT(
+      4, kExecuteFn,
+      "check auth fail for action = " + business->ToUTF8() + ", action = " + action->ToUTF8());
+  return false;
+}
+
+void TnBrowserAdaptUI::ExecuteAuthorised(TnString* business, TnString* action,
+                                         const std::u16string& param,
+                                         const std::u16string& jsonText, const std::u16string& id) {
+  if (!Authorised(business, action)) return;
   // The texts stay UTF-16 on their way to the core; inner actions read the JSON as UTF-8.
-  const CefString param = arguments->GetString(0);
-  const CefString jsonText = arguments->GetString(1);
-  const CefString id = arguments->GetString(2);
-  const std::string callbackId = id.ToString();
   tnbase::TnStringPtr callbackText(
-      allocStringFromWideChars(id.c_str(), static_cast<int32_t>(id.length())));
-  auto json = [&jsonText] { return jsonText.ToString(); };
+      allocStringFromWideChars(id.data(), static_cast<int32_t>(id.size())));
+  auto json = [&jsonText] { return WideToUtf8(jsonText); };
 
   if (action->EqualsIgnoreCase("InitFinished")) {
     if (initBusiness_->GetLength() == 0) {
@@ -267,7 +282,7 @@ void TnBrowserAdaptUI::ExecuteBusinessAction(TnString* business, TnString* actio
     SendInitData(business, action, callbackText.get(), initData_);
   } else if (action->EqualsIgnoreCase("GetDragFileNames")) {
     CefRefPtr<CefListValue> result = CefListValue::Create();
-    result->SetString(0, id);
+    result->SetString(0, CefString(id));
     result->SetInt(1, 0);
     Json::Value files(Json::arrayValue);
     for (const std::u16string& file : dragFiles_) {
@@ -294,7 +309,7 @@ void TnBrowserAdaptUI::ExecuteBusinessAction(TnString* business, TnString* actio
   } else if (action->EqualsIgnoreCase("SetCookie")) {
     SetCookies(json(), CookieSpaceOf(businessCore_));
   } else if (action->EqualsIgnoreCase("DeleteCookie")) {
-    DeleteCookies(business, action, callbackId, json(), CookieSpaceOf(businessCore_));
+    DeleteCookies(business, action, WideToUtf8(id), json(), CookieSpaceOf(businessCore_));
   } else if (action->EqualsIgnoreCase("SetAlwaysTop")) {
     Json::Value value;
     if (ParseJson(json(), value) && value.isObject() && value.isMember("top") &&
@@ -306,8 +321,9 @@ void TnBrowserAdaptUI::ExecuteBusinessAction(TnString* business, TnString* actio
   }
 }
 
-void TnBrowserAdaptUI::ExecuteOnCore(TnString* business, TnString* action, const CefString& param,
-                                     const CefString& json, const CefString& id) {
+void TnBrowserAdaptUI::ExecuteOnCore(TnString* business, TnString* action,
+                                     const std::u16string& param, const std::u16string& json,
+                                     const std::u16string& id) {
   const int32_t viewType = settings_ ? settings_->GetViewType() : 0;
   if (businessCore_) {
     const HRESULT status = businessCore_->ExecuteBusinessAction(
@@ -315,12 +331,12 @@ void TnBrowserAdaptUI::ExecuteOnCore(TnString* business, TnString* action, const
     if (status < 0) {
       TN_LOG(1, "TnBrowserAdaptUI::ExecuteBusinessAction", "call tnbusiness return fail [0x%08X]\n",
              static_cast<unsigned>(status));
-      AnswerFailure(business, action, id.ToString(), status);
+      AnswerFailure(business, action, WideToUtf8(id), status);
     }
   } else if (viewType == 2 && pageHost_) {
     const HRESULT status = pageHost_->ExecuteBusinessAction(business->GetData(), action->GetData(),
                                                             json.c_str(), id.c_str(), callback_);
-    if (status < 0) AnswerFailure(business, action, id.ToString(), status);
+    if (status < 0) AnswerFailure(business, action, WideToUtf8(id), status);
   }
   // With neither, the action is dropped.
 }

@@ -87,6 +87,11 @@ class TnBrowserAdaptUI : public TnBrowserUI {
                             IBrowserViewCallback* callback);
   // Whether the page may run this action.
   bool CheckAuth(TnString* business, TnString* action);
+  // CheckAuth, with the error line when it refuses.
+  bool Authorised(TnString* business, TnString* action);
+  // ExecuteBusinessAction once its arguments are known to be the three texts.
+  void ExecuteAuthorised(TnString* business, TnString* action, const std::u16string& param,
+                         const std::u16string& json, const std::u16string& id);
   // Delivers a result (callback id, code, data) to the page. Callable from any thread.
   void ExeBusinessActionCallback(TnString* business, TnString* action,
                                  CefRefPtr<CefListValue> result);
@@ -129,8 +134,8 @@ class TnBrowserAdaptUI : public TnBrowserUI {
   std::vector<std::u16string> dragFiles_;
 
  private:
-  void ExecuteOnCore(TnString* business, TnString* action, const CefString& param,
-                     const CefString& json, const CefString& id);
+  void ExecuteOnCore(TnString* business, TnString* action, const std::u16string& param,
+                     const std::u16string& json, const std::u16string& id);
   void AnswerFailure(TnString* business, TnString* action, const std::string& callbackId,
                      HRESULT status);
   // Runs a business action of the view's own making: three texts param, json, callback id.

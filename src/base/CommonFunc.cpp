@@ -321,6 +321,12 @@ std::u16string Utf8ToWide(const std::string& text) {
 
 std::string WideToUtf8(const std::u16string& text) {
   if (text.empty()) return std::string();
+  if (std::all_of(text.begin(), text.end(), [](char16_t c) { return c < 0x80; })) {
+    std::string narrow(text.size(), '\0');
+    std::transform(text.begin(), text.end(), narrow.begin(),
+                   [](char16_t c) { return static_cast<char>(c); });
+    return narrow;
+  }
   return FromQ(QString::fromUtf16(text.data(), static_cast<int>(text.size())));
 }
 

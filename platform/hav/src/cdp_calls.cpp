@@ -35,6 +35,10 @@ bool Engine::TakeCallOnReader(const std::string& method, const Json::Value& para
     return false;
   }
   const std::string requestId = params["requestId"].asString();
+  if (params["request"]["url"] == kPingUrl) {
+    answers_->Fulfil(session, requestId, "");
+    return true;
+  }
   watchdog_->Watch(requestId, session);
   return params["request"]["url"] == kCallUrl &&
          CallFromReader(session, RequestBody(params["request"]), requestId);
@@ -55,6 +59,18 @@ bool Engine::ServeDialogCall(const std::string& session) {
 
 void Engine::ServeCall(const std::string& session, bool hello, const std::string& body,
                        const Json::Value& requestId) {
+  int seq = 0, context = 0;
+  if (hello || !ReadCallOrder(body, &seq, &context)) {
+    ServeCallInTurn(session, hello, body, requestId);
+    return;
+  }
+  order_->InTurn({session, context}, seq, [this, session, body, requestId] {
+    ServeCallInTurn(session, false, body, requestId);
+  });
+}
+
+void Engine::ServeCallInTurn(const std::string& session, bool hello, const std::string& body,
+                             const Json::Value& requestId) {
   PageBrowser* page = nullptr;
   {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -84,6 +100,11 @@ bool Engine::CallFromReader(const std::string& session, const std::string& body,
                             const std::string& requestId) {
   std::lock_guard<std::mutex> lock(directMutex_);
   if (!direct_) return false;
+  // A call whose turn has not come goes the UI thread's way, where it waits for it.
+  int seq = 0, context = 0;
+  if (ReadCallOrder(body, &seq, &context) && !order_->TakeTurn({session, context}, seq)) {
+    return false;
+  }
   int browser = 0;
   {
     std::lock_guard<std::mutex> pages(mutex_);

@@ -55,6 +55,7 @@ Engine::Engine(EngineOptions options, int processType)
   connection_ = Connection::Launch(options_.launch, &error_);
   if (!connection_) return;
   connection_->SetRunner(&ui_);
+  order_ = std::make_unique<CallOrder>();
   watchdog_ = std::make_unique<SyncWatchdog>(
       options_.syncCallLimitMs, [this](const std::string& session, const std::string& request) {
         FulfilCall(session, request, "{\"handled\":false}");

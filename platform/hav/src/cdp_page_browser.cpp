@@ -126,6 +126,7 @@ void PageBrowser::OnNewDocument(const std::string& session, int executionContext
 }
 
 void PageBrowser::OnDocumentGone(const std::string& session, int executionContextId) {
+  engine_->order_->Forget(session, executionContextId);
   if (documents_.erase({session, executionContextId}) == 0) return;
   for (auto it = hellos_.begin(); it != hellos_.end();) {
     const bool gone = it->second.session == session && it->second.context == executionContextId;
@@ -198,8 +199,17 @@ void PageBrowser::OnPageCall(const std::string& session, const Json::Value& para
     }
     return;
   }
-  render()->Call({id_, session, params["executionContextId"].asInt()}, params["payload"].asString(),
-                 false, [](const std::string&) {});
+  const DocumentId document{id_, session, params["executionContextId"].asInt()};
+  std::string body = params["payload"].asString();
+  int seq = 0, context = 0;
+  if (!ReadCallOrder(body, &seq, &context)) {
+    render()->Call(document, body, false, [](const std::string&) {});
+    return;
+  }
+  // The calls that need no answer within come this way, each in its turn.
+  engine_->order_->InTurn({session, context}, seq, [this, document, body = std::move(body)] {
+    if (alive_) render()->Call(document, body, false, [](const std::string&) {});
+  });
 }
 
 void PageBrowser::OnFetchJSMessage(const Json::Value& payload) {
@@ -213,11 +223,24 @@ void PageBrowser::OnFetchJSMessage(const Json::Value& payload) {
 void PageBrowser::RunPageFunction(const std::string& session, int executionContextId, int handle,
                                   const std::string& args) {
   if (!alive_ || !engine_->ok()) return;
-  Json::Value params;
-  params["expression"] =
-      "window.__tnpcShim && window.__tnpcShim.run(" + std::to_string(handle) + ", " + args + ")";
-  params["contextId"] = executionContextId;
-  engine_->connection().Send("Runtime.evaluate", params, session, nullptr);
+  // The functions due in a document by the time the UI thread is next free run in one
+  // evaluation, in the order they came: a page that makes many calls gets its answers in
+  // batches rather than one round trip each.
+  std::string& batch = runs_[{session, executionContextId}];
+  const bool first = batch.empty();
+  batch +=
+      "window.__tnpcShim && window.__tnpcShim.run(" + std::to_string(handle) + ", " + args + ");";
+  if (first)
+    engine_->ui().PostTask([this, session, executionContextId] {
+      auto it = runs_.find({session, executionContextId});
+      if (it == runs_.end()) return;
+      Json::Value params;
+      params["expression"] = std::move(it->second);
+      params["contextId"] = executionContextId;
+      runs_.erase(it);
+      if (alive_ && engine_->ok())
+        engine_->connection().Send("Runtime.evaluate", params, session, nullptr);
+    });
 }
 
 // A frame of another site, a target of its own: the view hears of its loads with it and runs
@@ -396,6 +419,8 @@ void PageBrowser::OnHistory(const Json::Value& result, int navigations) {
 
 void PageBrowser::FinishClose() {
   if (!alive_.exchange(false)) return;
+  engine_->order_->ForgetSession(session_);
+  for (const auto& [session, frame] : frames_) engine_->order_->ForgetSession(session);
   render()->PageClosed(id_);
   if (notify_) notify_->OnBeforeBrowserClose();
   win::DestroyWindow(hwnd_);

@@ -64,8 +64,27 @@ constexpr char kShim[] = R"JS(
       return null;
     }
   }
+  // Every call has its number in the document: calls that need no answer within go by the
+  // binding, the others as requests, and the engine runs them in the order of their numbers.
+  var seq = 0;
+  var unanswered = {minwnd: 1, maxwnd: 1, closewnd: 1, forceclosewnd: 1, restorewnd: 1,
+      refresh: 1, goback: 1, goforward: 1, registerEvent: 1, unregisterEvent: 1, sendEvent: 1};
+  function answered(name, count) {
+    if (name === 'exebusinessaction') return count !== 6;  // its SDK form answers within
+    return !Object.prototype.hasOwnProperty.call(unanswered, name);
+  }
+  function leaving() {
+    var e = window.event;
+    return !!e && (e.type === 'pagehide' || e.type === 'unload' || e.type === 'beforeunload');
+  }
   function call(name, args) {
-    var body = stringify({ctx: context, fn: name, args: args});
+    var body = stringify({seq: ++seq, ctx: context, fn: name, args: args});
+    // Chromium drops the binding calls of a document that goes away: a call from the page's
+    // handler of its leaving takes the request's way, and so a beacon's.
+    if (typeof send === 'function' && !answered(name, args.length) && !leaving()) {
+      send(body);
+      return undefined;
+    }
     var reply = exchange('call', body);
     if (reply === null) {
       if (!(beacon && beacon('https://tnpc-call.pages.invalid/beacon', body))) send(body);

@@ -1,7 +1,9 @@
 #include "tnbase/logger.h"
 
 #include <cstdio>
+#include <memory>
 #include <mutex>
+#include <utility>
 
 namespace {
 
@@ -16,8 +18,10 @@ std::mutex& SinkMutex() {
   return m;
 }
 
-tnbase::LogSink& Sink() {
-  static tnbase::LogSink sink = DefaultSink;
+// The sink in use; null while the default one is. Lines that the default sink would drop are
+// dropped before anything is copied.
+std::shared_ptr<const tnbase::LogSink>& Sink() {
+  static std::shared_ptr<const tnbase::LogSink> sink;
   return sink;
 }
 
@@ -25,28 +29,36 @@ tnbase::LogSink& Sink() {
 
 extern "C" void logger_write(int level, const char* source, int line, const char* function,
                              const char* message, std::size_t length) {
+  std::shared_ptr<const tnbase::LogSink> sink;
+  {
+    std::lock_guard<std::mutex> lock(SinkMutex());
+    sink = Sink();
+  }
+  if (!sink && level < kTnLogError) return;
   tnbase::LogRecord record;
   record.level = level;
   record.source = source ? source : "";
   record.line = line;
   record.function = function ? function : "";
   if (message) record.message.assign(message, length);
-  tnbase::LogSink sink;
-  {
-    std::lock_guard<std::mutex> lock(SinkMutex());
-    sink = Sink();
-  }
   // The sink runs outside the lock, so that a sink may itself log or swap sinks.
-  sink(record);
+  if (sink) {
+    (*sink)(record);
+  } else {
+    DefaultSink(record);
+  }
 }
 
 namespace tnbase {
 
 LogSink SetLogSink(LogSink sink) {
+  using Plain = void (*)(const LogRecord&);
+  const Plain* plain = sink ? sink.target<Plain>() : nullptr;
+  const bool isDefault = !sink || (plain && *plain == DefaultSink);
+  auto next = isDefault ? nullptr : std::make_shared<const LogSink>(std::move(sink));
   std::lock_guard<std::mutex> lock(SinkMutex());
-  LogSink previous = std::move(Sink());
-  Sink() = sink ? std::move(sink) : LogSink(DefaultSink);
-  return previous;
+  const auto previous = std::exchange(Sink(), std::move(next));
+  return previous ? *previous : LogSink(DefaultSink);
 }
 
 }  // namespace tnbase

@@ -1,9 +1,10 @@
 #include "tnbase/tn_string.h"
 
 #include <QChar>
-#include <QString>
 #include <algorithm>
 #include <cstring>
+
+#include "tnbase/utf.h"
 
 namespace {
 
@@ -21,7 +22,10 @@ Range Clamp(const std::u16string& text, int32_t start, int32_t length) {
   return {text.data() + start, length};
 }
 
-char16_t Fold(char16_t c) { return QChar(c).toCaseFolded().unicode(); }
+char16_t Fold(char16_t c) {
+  if (c < 0x80) return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c + 32) : c;
+  return QChar(c).toCaseFolded().unicode();
+}
 
 template <typename Map>
 int CompareRanges(Range a, Range b, Map map) {
@@ -36,16 +40,18 @@ int CompareRanges(Range a, Range b, Map map) {
 
 std::u16string FromUTF8(const char* text, int32_t length) {
   if (!text) return {};
-  const int size = length < 0 ? static_cast<int>(std::strlen(text)) : length;
-  const QString q = QString::fromUtf8(text, size);
-  return std::u16string(reinterpret_cast<const char16_t*>(q.utf16()), q.size());
+  std::u16string out;
+  tnbase::Utf8ToUtf16(text, length < 0 ? std::strlen(text) : static_cast<std::size_t>(length),
+                      &out);
+  return out;
 }
 
 }  // namespace
 
 std::string TnString::ToUTF8() const {
-  const QByteArray b = QString::fromUtf16(text_.data(), static_cast<int>(text_.size())).toUtf8();
-  return std::string(b.constData(), b.size());
+  std::string out;
+  tnbase::Utf16ToUtf8(text_.data(), text_.size(), &out);
+  return out;
 }
 
 TnString* TnString::Clone() const { return new TnString(text_); }
@@ -89,6 +95,13 @@ void TnString::TrimLineEnd() {
 bool TnString::Equals(const char* utf8) const { return text_ == FromUTF8(utf8, -1); }
 
 bool TnString::EqualsIgnoreCase(const char* utf8) const {
+  // The names compared against are ASCII literals: they are folded byte by byte, unconverted.
+  if (!utf8) utf8 = "";
+  std::size_t i = 0;
+  for (; utf8[i] && !(utf8[i] & 0x80); ++i) {
+    if (i >= text_.size() || Fold(text_[i]) != Fold(static_cast<char16_t>(utf8[i]))) return false;
+  }
+  if (!utf8[i]) return i == text_.size();
   TnString other(FromUTF8(utf8, -1));
   return CompareIgnoreCase(0, -1, &other, 0, -1) == 0;
 }

@@ -161,6 +161,8 @@ class HAV_API PageBrowser final : public Browser {
     std::function<void(const std::string&)> answer;
   };
   std::map<std::string, Hello> hellos_;
+  // Page functions due, by document, as one script each (UI thread).
+  std::map<std::pair<std::string, int>, std::string> runs_;
   void OnHello(const std::string& token, const std::string& session, int context,
                std::function<void(const std::string&)> answer);
   void AnswerHellos();
@@ -227,6 +229,7 @@ class HAV_API Engine {
   class CoreImpl;
   class Link;
   class SyncWatchdog;
+  class CallOrder;
   // Answers the pages' call requests from any thread until closed.
   class CallAnswers {
    public:
@@ -265,6 +268,8 @@ class HAV_API Engine {
   // `hello`: the document asks for its object; otherwise a call of the render side.
   void ServeCall(const std::string& session, bool hello, const std::string& body,
                  const Json::Value& requestId);
+  void ServeCallInTurn(const std::string& session, bool hello, const std::string& body,
+                       const Json::Value& requestId);
   void FulfilCall(const std::string& session, const Json::Value& requestId,
                   const std::string& reply);
   // The page-side set-up of a session (the page's or a frame's), each step answered.
@@ -273,6 +278,7 @@ class HAV_API Engine {
   EngineOptions options_;
   tnbase::TaskQueue ui_{"TID_UI"};
   std::unique_ptr<SyncWatchdog> watchdog_;
+  std::unique_ptr<CallOrder> order_;
   std::shared_ptr<CallAnswers> answers_;
   std::mutex directMutex_;
   bool direct_ = false;  // calls go from the reader thread to the render side
