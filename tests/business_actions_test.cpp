@@ -111,6 +111,36 @@ TEST_F(BusinessActions, TheCoreAnswersThroughTheCallback) {
   view->Release();
 }
 
+// The render process dies while the core still owes the page its answer: the view's crash
+// path runs, the late answer goes nowhere, and the reloaded page's calls work again.
+TEST_F(BusinessActions, ARenderProcessThatDiesMidCallLeavesTheHostWorking) {
+  std::vector<tnmainui::BusinessCall> owed;
+  core->SetHandler([&owed](const tnmainui::BusinessCall& call) {
+    owed.push_back(call);
+    return S_OK;
+  });
+  IBrowserView* view = Open(kClientPage);
+  PageCalls("Contact", "GetUserInfo");
+  ASSERT_EQ(owed.size(), 1u);
+  engine.RenderProcessGone(2);
+  EXPECT_EQ(log.Count("TS_PROCESS_CRASHED", 4), 1);
+  owed[0].callback->OnBusinessResult(u"Contact", u"GetUserInfo", owed[0].callbackId.c_str(), 0,
+                                     u"late");
+  engine.RunUntilIdle();
+  EXPECT_TRUE(Answers().empty());
+  page->Reload();
+  engine.RunUntilIdle();
+  PageCalls("Contact", "GetUserInfo", "", "again");
+  ASSERT_EQ(owed.size(), 2u);
+  owed[1].callback->OnBusinessResult(u"Contact", u"GetUserInfo", owed[1].callbackId.c_str(), 0,
+                                     u"fine");
+  engine.RunUntilIdle();
+  ASSERT_EQ(Answers().size(), 1u);
+  EXPECT_EQ(Answers()[0].data, "fine");
+  EXPECT_EQ(Answers()[0].id, "again");
+  view->Release();
+}
+
 TEST_F(BusinessActions, ARefusedCoreCallIsAnsweredWithTheSignedStatus) {
   core->SetHandler([](const tnmainui::BusinessCall&) { return static_cast<HRESULT>(0x8000FFFF); });
   IBrowserView* view = Open(kClientPage);

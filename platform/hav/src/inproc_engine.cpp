@@ -5,7 +5,6 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <sstream>
 
 #include "arg_list.h"
 #include "hav/handler_table.h"
@@ -488,9 +487,12 @@ void Page::NewContext() {
 
 CefRefPtr<CefV8Value> Page::Get(const std::string& path) const {
   CefRefPtr<CefV8Value> value = global();
-  std::istringstream parts(path);
-  std::string part;
-  while (value && std::getline(parts, part, '.')) value = value->GetValue(CefString(part));
+  std::size_t begin = 0;
+  while (value && begin < path.size()) {
+    const std::size_t dot = std::min(path.find('.', begin), path.size());
+    value = value->GetValue(CefString(path.substr(begin, dot - begin)));
+    begin = dot + 1;
+  }
   return value;
 }
 
@@ -500,7 +502,10 @@ cef_inproc::ScriptCallResult Page::Call(const std::string& path, const CefV8Valu
   return cef_inproc::CallFromScript(context_, function, args);
 }
 
-void Page::Reload() { NewContext(); }
+void Page::Reload() {
+  SetGone(false);
+  NewContext();
+}
 
 bool Page::FetchJSMessage(const std::string& messages) {
   CefRefPtr<CefProcessMessage> message = CefProcessMessage::Create(kFetchJSMessage);
@@ -603,6 +608,25 @@ void Engine::ForgetClosedBrowsers() {
   pages_.erase(std::remove_if(pages_.begin(), pages_.end(),
                               [](const std::weak_ptr<Page>& page) { return page.expired(); }),
                pages_.end());
+}
+
+void Engine::RenderProcessGone(int status) {
+  std::vector<std::shared_ptr<Page>> pages;
+  std::vector<BrowserImpl*> browsers;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    for (const auto& weak : pages_) {
+      if (auto page = weak.lock()) pages.push_back(page);
+    }
+    browsers = browsers_;
+  }
+  for (const auto& page : pages) {
+    page->SetGone(true);
+    if (page->context_) cef_inproc::InvalidateContext(page->context_);
+  }
+  for (BrowserImpl* b : browsers) {
+    if (b->alive_ && b->notify_) b->notify_->OnRenderProcessTemerate(0, status);
+  }
 }
 
 BrowserImpl* Engine::FindBrowser(int id) const {

@@ -237,7 +237,8 @@ class HAV_API Page {
   // Calls the function at `path` as the page's script would.
   cef_inproc::ScriptCallResult Call(const std::string& path, const CefV8ValueList& args = {});
 
-  // A new document: the old context is gone and the render side hears of a new one.
+  // A new document: the old context is gone and the render side hears of a new one. After its
+  // render process died, the page comes back in a new one.
   void Reload();
   // hav's own channel from the page's bridge: the view gets the process message
   // "havFetchJSMessage" with `messages` (a JSON array of bridge messages) as its one string.
@@ -296,6 +297,10 @@ class HAV_API Engine {
   BrowserImpl* FindBrowser(int id) const;
   // Lets the windows that have closed go, records and all (long runs of many windows).
   void ForgetClosedBrowsers();
+  // Browser side, UI thread: the render process has died (`status` as a view hears it; 2 a
+  // crash). Every page loses its document, messages to and from it fail, and each window's
+  // view is told; a page's Reload brings it back.
+  void RenderProcessGone(int status);
   std::shared_ptr<Page> FindPage(int browserId) const;
 
   // Browser side: sends a message to the render process of `browserId`.
