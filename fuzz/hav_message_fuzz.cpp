@@ -86,7 +86,7 @@ CefRefPtr<CefV8Value> MakeValue(Reader& in, const CefRefPtr<CefV8Value>& fn) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static bool quiet = (tnbase::SetLogSink([](const tnbase::LogRecord&) {}), true);
   (void)quiet;
-  RenderWorld world;
+  RenderWorld& world = SharedRenderWorld();
   xhav::inproc::Engine& engine = world.engine;
   auto& page = world.page;
   const CefRefPtr<CefV8Value>& fn = world.callback;

@@ -1,8 +1,8 @@
 #pragma once
 
-// A render process for one fuzz input: the module with its native extension over the in-process
+// A render process for the fuzz inputs: the module with its native extension over the in-process
 // engine, one page with its context, and a page function that does nothing, to hand over as a
-// callback. Made anew for each input, so nothing one input parks reaches the next.
+// callback.
 
 #include <functional>
 #include <memory>
@@ -36,3 +36,17 @@ struct RenderWorld {
   CefRefPtr<CefV8Value> callback = cef_inproc::CreateScriptFunction(
       "cb", std::function<void(const CefV8ValueList&)>([](const CefV8ValueList&) {}));
 };
+
+// The world the inputs share. A new one costs as much as a thousand inputs, so it serves a
+// run of them and is then made anew: what inputs park (callbacks, subscriptions) stays bounded,
+// and a crash that needs the inputs before it is still found within one run.
+// It is never destroyed at exit, where the order of the statics' ends is unknown.
+inline RenderWorld& SharedRenderWorld() {
+  static RenderWorld* world = nullptr;
+  static int served = 0;
+  if (!world || ++served % 500 == 0) {
+    delete world;
+    world = new RenderWorld();
+  }
+  return *world;
+}

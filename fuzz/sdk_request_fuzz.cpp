@@ -40,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::size_t cut = rest.find("\n\n");
   const std::string answer = cut == std::string::npos ? std::string() : rest.substr(cut + 2);
 
-  RenderWorld world;
+  RenderWorld& world = SharedRenderWorld();
   xhav::inproc::Engine& engine = world.engine;
 
   for (const std::string& request : Lines(rest.substr(0, cut))) {

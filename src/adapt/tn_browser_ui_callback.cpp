@@ -11,6 +11,15 @@ namespace {
 
 constexpr char kLogSource[] = "..\\..\\src\\adapt\\tn_browser_ui_callback";
 
+// The name with its ASCII letters in lower case, as pages send names.
+TnString* LowerName(const char16_t* name) {
+  std::u16string text(name ? name : u"");
+  for (char16_t& c : text) {
+    if (c >= u'A' && c <= u'Z') c = static_cast<char16_t>(c - u'A' + u'a');
+  }
+  return allocStringFromWideChars(text.data(), static_cast<int32_t>(text.size()));
+}
+
 }  // namespace
 
 TnBrowserAdaptCallback::~TnBrowserAdaptCallback() {
@@ -20,11 +29,8 @@ TnBrowserAdaptCallback::~TnBrowserAdaptCallback() {
 void TnBrowserAdaptCallback::OnBusinessResult(const char16_t* business, const char16_t* action,
                                               const char16_t* callbackId, int32_t code,
                                               const char16_t* data) {
-  // Names are lower-cased on their UTF-8 text, as pages send them.
-  tnbase::TnStringPtr lowBusiness(
-      allocStringFromUTF8(AsciiLower(WideToUtf8(business ? business : u"")).c_str()));
-  tnbase::TnStringPtr lowAction(
-      allocStringFromUTF8(AsciiLower(WideToUtf8(action ? action : u"")).c_str()));
+  tnbase::TnStringPtr lowBusiness(LowerName(business));
+  tnbase::TnStringPtr lowAction(LowerName(action));
   CefRefPtr<CefListValue> result = CefListValue::Create();
   result->SetString(0, CefString(callbackId ? callbackId : u""));
   result->SetInt(1, code);

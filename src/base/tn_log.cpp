@@ -2,12 +2,18 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 namespace tnwebui {
 
 void LogFormat(int level, const char* source, int line, const char* function, const char* format,
                ...) {
+  // Most lines have nothing to fill in: they go as they are.
+  if (!std::strchr(format, '%')) {
+    logger_write(level, source, line, function, format, std::strlen(format));
+    return;
+  }
   char small[512];
   va_list args;
   va_start(args, format);

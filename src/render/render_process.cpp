@@ -140,11 +140,7 @@ bool RenderProcess::OnHavMessage(CefRefPtr<CefBrowser> browser, int /*source*/, 
     TN_LOG(2, kFn, "OnHavMessage:exebusinessactioncallback->business[%s] action[%s]",
            business.c_str(), action.c_str());
     if (handler_) {
-      CefRefPtr<CefListValue> list = CefListValue::Create();
-      list->SetString(0, id);
-      list->SetInt(1, code);
-      list->SetString(2, data);
-      handler_->ExecuteBusinessActionCallback(browser, business, action, list);
+      handler_->ExecuteBusinessResult(browser, business, action, id, code, data);
       return true;
     }
   }

@@ -147,9 +147,7 @@ bool CCefV8HandlerImpl::ExecuteBusinessAction(CefRefPtr<CefBrowser> browser,
     CefRefPtr<CefV8Value> callback = arguments[5];
     CefRefPtr<CefV8Context> context = CefV8Context::GetCurrentContext();
     if (arguments[4]->IsInt()) {
-      char digits[16];
-      std::snprintf(digits, sizeof digits, "%d", arguments[4]->GetIntValue());
-      callbackId = digits;
+      callbackId = std::to_string(arguments[4]->GetIntValue());
     } else {
       callbackId = arguments[4]->GetStringValue().ToString();
     }
@@ -317,7 +315,10 @@ void CCefV8HandlerImpl::ReturnJsApiErrorMessage(int code, const std::string& mes
 std::string CCefV8HandlerImpl::MakeCallbackKey(const std::string& business,
                                                const std::string& action,
                                                const std::string& callbackId) {
-  return business + "_" + action + "_" + AsciiLower(callbackId);
+  std::string key;
+  key.reserve(business.size() + action.size() + callbackId.size() + 2);
+  key.append(business).append(1, '_').append(action).append(1, '_').append(AsciiLower(callbackId));
+  return key;
 }
 
 void CCefV8HandlerImpl::AddJsFunCallback(CefRefPtr<CefBrowser> browser, const std::string& key,
@@ -404,25 +405,44 @@ void CCefV8HandlerImpl::ExecuteCallbackWithBinary(CefRefPtr<CefBrowser> browser,
   entered->Exit();
 }
 
+namespace {
+
+constexpr char kAnswerFn[] = "CCefV8HandlerImpl::ExecuteBusinessActionCallback";
+
+}  // namespace
+
 void CCefV8HandlerImpl::ExecuteBusinessActionCallback(CefRefPtr<CefBrowser> browser,
                                                       const CefString& businessName,
                                                       const CefString& actionName,
                                                       CefRefPtr<CefListValue> list) {
-  constexpr char kFn[] = "CCefV8HandlerImpl::ExecuteBusinessActionCallback";
-  if (!browser) TN_LOG(4, kFn, "execute action callback, but the browser object is null");
+  if (!browser) TN_LOG(4, kAnswerFn, "execute action callback, but the browser object is null");
   if (!list) list = CefListValue::Create();
   if (list->GetSize() < 2) {
-    TN_LOG(4, kFn, "execute action callback, but the arg list size is less the 2");
+    TN_LOG(4, kAnswerFn, "execute action callback, but the arg list size is less the 2");
   }
-  const std::string business = businessName.ToString();
-  const std::string action = actionName.ToString();
-  std::string id = list->GetString(0).ToString();
+  RunBusinessCallback(browser, businessName.ToString(), actionName.ToString(), list->GetString(0),
+                      list->GetInt(1), list->GetString(2));
+}
+
+void CCefV8HandlerImpl::ExecuteBusinessResult(CefRefPtr<CefBrowser> browser,
+                                              const std::string& business,
+                                              const std::string& action, const CefString& id,
+                                              int code, const CefString& data) {
+  if (!browser) TN_LOG(4, kAnswerFn, "execute action callback, but the browser object is null");
+  RunBusinessCallback(browser, business, action, id, code, data);
+}
+
+void CCefV8HandlerImpl::RunBusinessCallback(CefRefPtr<CefBrowser> browser,
+                                            const std::string& business, const std::string& action,
+                                            const CefString& idText, int code,
+                                            const CefString& data) {
+  std::string id = idText.ToString();
   if (id.empty()) id = "0";
   if (business.empty() || action.empty()) {
-    TN_LOG(1, kFn, "ExecuteBusinessActionCallback business or action empty ");
+    TN_LOG(1, kAnswerFn, "ExecuteBusinessActionCallback business or action empty ");
     return;
   }
-  TN_LOG(1, kFn, "execute action callback, biz = %s, action = %s", business.c_str(),
+  TN_LOG(1, kAnswerFn, "execute action callback, biz = %s, action = %s", business.c_str(),
          action.c_str());
 
   // Calls that gave no callback end here.
@@ -432,19 +452,18 @@ void CCefV8HandlerImpl::ExecuteBusinessActionCallback(CefRefPtr<CefBrowser> brow
   if (!context) return;
 
   context->Enter();
-  const int code = list->GetInt(1);
   CefV8ValueList args;
   if (wrap->isJsSdk == 0) {
-    args = {CefV8Value::CreateInt(code), CefV8Value::CreateString(list->GetString(2)),
+    args = {CefV8Value::CreateInt(code), CefV8Value::CreateString(data),
             CefV8Value::CreateString(id)};
   } else {
-    args = {CefV8Value::CreateString(
-        SdkResponse(business, action, code, list->GetString(2).ToString(), wrap->meta))};
+    args = {
+        CefV8Value::CreateString(SdkResponse(business, action, code, data.ToString(), wrap->meta))};
   }
   context->Exit();
 
   CefRefPtr<CefV8Value> result = wrap->callback->ExecuteFunctionWithContext(context, nullptr, args);
-  TN_LOG(1, kFn,
+  TN_LOG(1, kAnswerFn,
          result ? "execute js callback success [%d][%s][%s]\n"
                 : "execute js callback fail [%d][%s][%s]\n",
          browser->GetIdentifier(), business.c_str(), action.c_str());

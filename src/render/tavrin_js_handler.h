@@ -74,6 +74,10 @@ class CCefV8HandlerImpl : public CefV8Handler {
   // Runs the page function that waits for a business action's result.
   void ExecuteBusinessActionCallback(CefRefPtr<CefBrowser> browser, const CefString& business,
                                      const CefString& action, CefRefPtr<CefListValue> list);
+  // The same answer as the render process receives it: no list to read.
+  void ExecuteBusinessResult(CefRefPtr<CefBrowser> browser, const std::string& business,
+                             const std::string& action, const CefString& id, int code,
+                             const CefString& data);
 
   // The SDK form of exebusinessaction: one JSON request ("api", "meta", "payload").
   static void MapJsApiName(const std::string& api, std::string& business, std::string& action);
@@ -96,6 +100,10 @@ class CCefV8HandlerImpl : public CefV8Handler {
                  CefRefPtr<CefV8Value> format, CefRefPtr<CefV8Value> payload);
 
  private:
+  // Both doors of a business action's result end here.
+  void RunBusinessCallback(CefRefPtr<CefBrowser> browser, const std::string& business,
+                           const std::string& action, const CefString& id, int code,
+                           const CefString& data);
   bool ExecuteBusinessAction(CefRefPtr<CefBrowser> browser, const CefV8ValueList& arguments);
   bool ExecuteJsApiRequest(CefRefPtr<CefBrowser> browser, const CefV8ValueList& arguments);
   // The SDK envelope of an answer; a "config" answer's "appIdImplId" is kept, not shown.

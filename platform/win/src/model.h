@@ -39,9 +39,10 @@ struct Model {
   Rect workArea;
 };
 
+// Never destroyed: a window's own thread may end it while the process exits.
 inline Model& M() {
-  static Model model;
-  return model;
+  static Model* model = new Model;
+  return *model;
 }
 
 // The window, or null; under M().mutex.

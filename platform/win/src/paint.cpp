@@ -69,10 +69,12 @@ QString ToQ(const std::u16string& text) {
 
 QColor ToColour(uint32_t c) { return QColor(c & 0xff, (c >> 8) & 0xff, (c >> 16) & 0xff); }
 
-std::mutex g_mutex;
+// Windows may end on their own threads while the process exits: the store of their pictures
+// is never destroyed, so a late end still finds it.
+std::mutex& g_mutex = *new std::mutex;
 std::map<HWND, QImage>& Pictures() {
-  static std::map<HWND, QImage> pictures;
-  return pictures;
+  static auto* pictures = new std::map<HWND, QImage>;
+  return *pictures;
 }
 
 std::map<std::pair<HINSTANCE, int>, QByteArray>& Resources() {
