@@ -483,6 +483,8 @@ TEST_F(ChromiumPages, APageThatFloodsCallsNeitherStallsTheHostNorLosesOrder) {
                 if (Number(id) !== flood.last + 1) flood.order = false;
                 flood.last = Number(id);
                 flood.answered++;
+                // A page's function that throws keeps none of the others from running.
+                if (Number(id) % 100 === 0) throw new Error('the page\'s own fault');
               });
         }
         if (Date.now() < end) setTimeout(burst, 0);
@@ -519,7 +521,7 @@ TEST_F(ChromiumPages, APageThatFloodsCallsNeitherStallsTheHostNorLosesOrder) {
   engine.ui().BindCurrentThread();
   EXPECT_LE(worstMs, 100.0) << probes << " window commands";
   EXPECT_GT(flood["sent"].asInt(), 1000) << flood.toStyledString();
-  EXPECT_EQ(flood["answered"], flood["sent"]);
+  EXPECT_EQ(flood["answered"].asInt(), flood["sent"].asInt());
   EXPECT_TRUE(flood["order"].asBool());
   std::cout << "flood: " << flood["sent"].asInt() << " calls in 10 s, worst window command "
             << worstMs << " ms over " << probes << "\n";

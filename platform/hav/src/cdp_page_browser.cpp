@@ -228,8 +228,9 @@ void PageBrowser::RunPageFunction(const std::string& session, int executionConte
   // batches rather than one round trip each.
   std::string& batch = runs_[{session, executionContextId}];
   const bool first = batch.empty();
-  batch +=
-      "window.__tnpcShim && window.__tnpcShim.run(" + std::to_string(handle) + ", " + args + ");";
+  // Each runs on its own: one that throws does not keep the next from running.
+  batch += "try { window.__tnpcShim && window.__tnpcShim.run(" + std::to_string(handle) + ", " +
+           args + "); } catch (e) {}";
   if (first)
     engine_->ui().PostTask([this, session, executionContextId] {
       auto it = runs_.find({session, executionContextId});
