@@ -267,19 +267,23 @@ void TnBrowserAdaptUI::ExecuteAuthorised(TnString* business, TnString* action,
                                          const std::u16string& jsonText, const std::u16string& id) {
   if (!Authorised(business, action)) return;
   // The texts stay UTF-16 on their way to the core; inner actions read the JSON as UTF-8.
-  tnbase::TnStringPtr callbackText(
-      allocStringFromWideChars(id.data(), static_cast<int32_t>(id.size())));
+  // Only the initial-data actions need the id as a string object.
+  auto callbackText = [&id] {
+    return tnbase::TnStringPtr(
+        allocStringFromWideChars(id.data(), static_cast<int32_t>(id.size())));
+  };
   auto json = [&jsonText] { return WideToUtf8(jsonText); };
 
   if (action->EqualsIgnoreCase("InitFinished")) {
+    const tnbase::TnStringPtr callback = callbackText();
     if (initBusiness_->GetLength() == 0) {
       initBusiness_ = tnbase::TnStringPtr(business->Clone());
       initAction_ = tnbase::TnStringPtr(action->Clone());
-      initCallback_ = tnbase::TnStringPtr(callbackText->Clone());
+      initCallback_ = tnbase::TnStringPtr(callback->Clone());
     }
-    SendInitData(business, action, callbackText.get(), initData_);
+    SendInitData(business, action, callback.get(), initData_);
   } else if (action->EqualsIgnoreCase("GetInitData")) {
-    SendInitData(business, action, callbackText.get(), initData_);
+    SendInitData(business, action, callbackText().get(), initData_);
   } else if (action->EqualsIgnoreCase("GetDragFileNames")) {
     CefRefPtr<CefListValue> result = CefListValue::Create();
     result->SetString(0, CefString(id));
