@@ -1,7 +1,7 @@
 # Set-up and the everyday entry points. Every target installs what is missing first.
 JOBS ?= $(shell nproc)
 
-.PHONY: deps demo test tsan bench fuzz fuzzers format bitmaps clean
+.PHONY: deps demo test tsan bench fuzz fuzzers format bitmaps install docs clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -17,6 +17,17 @@ test: deps
 	ctest --preset test -j $(JOBS)
 	$(MAKE) --no-print-directory fuzzers
 	bash scripts/fuzz.sh smoke
+
+# The module, its platform libraries, headers and CMake package under PREFIX (/usr/local unless
+# told), below DESTDIR when given: `make install DESTDIR=/tmp/stage PREFIX=/opt/tnwebui`.
+install: deps
+	cmake --preset release >/dev/null
+	cmake --build --preset release -j $(JOBS) --target TnWebUI
+	DESTDIR="$(DESTDIR)" cmake --install build/release $(if $(PREFIX),--prefix "$(PREFIX)")
+
+# The reference of the host-facing headers, with every interface's slots: build/docs/html.
+docs: deps
+	bash scripts/docs.sh build/docs
 
 # The libFuzzer targets (clang, ASan + UBSan).
 fuzzers: deps

@@ -1,25 +1,26 @@
 #pragma once
 
-// The business core's service (SID_BusinessCoreService) and the types that cross its
-// boundary. The core is written in Go: it takes data as byte blocks and texts that the caller
-// owns and copies what it needs during the call, and it answers later, on threads of its own,
-// through responder objects that the caller gives. Virtual operations stand in slot order.
+/// \file
+/// The business core's service (SID_BusinessCoreService) and the types that cross its
+/// boundary. The core is written in Go: it takes data as byte blocks and texts that the caller
+/// owns and copies what it needs during the call, and it answers later, on threads of its own,
+/// through responder objects that the caller gives. Virtual operations stand in slot order.
 
 #include <cstdint>
 
 class BusinessCore;
 
-// The base of every object that crosses the boundary.
+/// The base of every object that crosses the boundary.
 class GoDisposable {
  public:
   virtual void Dispose() = 0;
-  virtual int32_t Reserved() = 0;  // 0
+  virtual int32_t Reserved() = 0;  ///< 0
 
  protected:
   ~GoDisposable() = default;
 };
 
-// A text (UTF-8, not zero-terminated).
+/// A text (UTF-8, not zero-terminated).
 class IGString : public GoDisposable {
  public:
   virtual const char* Data() = 0;
@@ -29,7 +30,7 @@ class IGString : public GoDisposable {
   ~IGString() = default;
 };
 
-// A block of bytes, usually a serialised message.
+/// A block of bytes, usually a serialised message.
 class IGData : public GoDisposable {
  public:
   virtual const char* Data() = 0;
@@ -41,7 +42,7 @@ class IGData : public GoDisposable {
 
 namespace Tnerror {
 
-// The core's error. A value of 0 in both codes means no error.
+/// The core's error. A value of 0 in both codes means no error.
 class Error {
  public:
   virtual int32_t SubCode() = 0;
@@ -56,7 +57,7 @@ class Error {
 
 namespace Im {
 
-// The answer to one request: `data` and `error` (either may be null) stay the core's.
+/// The answer to one request: `data` and `error` (either may be null) stay the core's.
 class Responser : public GoDisposable {
  public:
   virtual void OnResponse(IGData* data, Tnerror::Error* error) = 0;
@@ -65,7 +66,7 @@ class Responser : public GoDisposable {
   ~Responser() = default;
 };
 
-// The course of one download: OnStart, OnData for each block, OnFinish.
+/// The course of one download: OnStart, OnData for each block, OnFinish.
 class HTTPDownloadResponser : public GoDisposable {
  public:
   virtual void OnFinish() = 0;
@@ -80,15 +81,15 @@ class HTTPDownloadResponser : public GoDisposable {
 
 namespace tnbusiness {
 
-// Identity: visitor tokens and the user's session.
+/// Identity: visitor tokens and the user's session.
 class CoreObject {
  public:
-  // A centre token and user id for (`domain`, `deviceId`).
+  /// A centre token and user id for (`domain`, `deviceId`).
   virtual void RequestToken(IGString* domain, IGString* deviceId, Im::Responser* responser) = 0;
-  // The token of organisation `orgId` for the same pair.
+  /// The token of organisation `orgId` for the same pair.
   virtual void RequestOrgToken(int32_t orgId, IGString* domain, IGString* deviceId,
                                Im::Responser* responser) = 0;
-  // The session of `orgId` (a serialised CoreSession), which the caller disposes; or null.
+  /// The session of `orgId` (a serialised CoreSession), which the caller disposes; or null.
   virtual IGData* GetSession(int32_t orgId) = 0;
 
  protected:
@@ -97,10 +98,10 @@ class CoreObject {
 
 class NetworkObject {
  public:
-  // A batched query of objects by key (a serialised KArray) with task options.
+  /// A batched query of objects by key (a serialised KArray) with task options.
   virtual void BatchQuery(int32_t orgId, IGData* keys, IGData* options, int32_t flags,
                           Im::Responser* responser) = 0;
-  // Downloads `url`; the handle names the task, 0 when it could not start.
+  /// Downloads `url`; the handle names the task, 0 when it could not start.
   virtual int64_t HttpDownload(IGString* url, IGString* header, int32_t timeoutMs, int32_t flags,
                                Im::HTTPDownloadResponser* responser) = 0;
   virtual void CancelDownload(int64_t handle) = 0;
@@ -111,7 +112,7 @@ class NetworkObject {
 
 class ApplicationObject {
  public:
-  // A one-time code of an application (a serialised CoreAppCodeReq).
+  /// A one-time code of an application (a serialised CoreAppCodeReq).
   virtual void RequestAppCode(int32_t orgId, IGData* request, IGString* taskId,
                               Im::Responser* responser) = 0;
 
@@ -121,7 +122,7 @@ class ApplicationObject {
 
 class ContactObject {
  public:
-  // The members of the sectors in `list`, as application `app` may see them.
+  /// The members of the sectors in `list`, as application `app` may see them.
   virtual void OpenSectorMembers(int32_t orgId, IGData* list, IGData* app, int32_t flags,
                                  IGString* taskId, Im::Responser* responser) = 0;
 
@@ -131,15 +132,15 @@ class ContactObject {
 
 }  // namespace tnbusiness
 
-// The service: the core's four objects; each may be null.
+/// The service: the core's four objects; each may be null.
 class BusinessCoreService {
  public:
   virtual tnbusiness::CoreObject* GetCoreObject() = 0;
   virtual tnbusiness::NetworkObject* GetNetworkObject() = 0;
   virtual tnbusiness::ApplicationObject* GetApplicationObject() = 0;
   virtual tnbusiness::ContactObject* GetContactObject() = 0;
-  // The business core of organisation `oid`, or null. The service keeps it; it stays valid
-  // while the organisation is signed in.
+  /// The business core of organisation `oid`, or null. The service keeps it; it stays valid
+  /// while the organisation is signed in.
   virtual BusinessCore* GetBusinessCore(int32_t oid) = 0;
 
  protected:

@@ -1,6 +1,7 @@
 #pragma once
 
-// The module's entry: the host object it is given and the module object it hands back.
+/// \file
+/// The module's entry: the host object it is given and the module object it hands back.
 
 #include <cstdint>
 
@@ -11,21 +12,21 @@ class Core;
 class RenderHost;
 }  // namespace xhav
 
-// The host's object. The module uses the named slots; the others keep their places.
+/// The host's object. The module uses the named slots; the others keep their places.
 class ModuleHost {
  public:
-  // The service bearing the 16-byte identifier `id`, or null.
+  /// The service bearing the 16-byte identifier `id`, or null.
   virtual void* QueryService(const GUID& id) = 0;
   virtual void Reserved1() = 0;
   virtual xhav::Core* GetHavCore() = 0;
-  // The render-side object of hav, in a render process; null elsewhere.
+  /// The render-side object of hav, in a render process; null elsewhere.
   virtual xhav::RenderHost* GetRenderHost() = 0;
 
  protected:
   ~ModuleHost() = default;
 };
 
-// The module object, driven by the host at points of its start sequence.
+/// The module object, driven by the host at points of its start sequence.
 class TavrinModule {
  public:
   virtual ModuleHost* GetHost() = 0;
@@ -41,9 +42,9 @@ class TavrinModule {
 
 #define TNWEBUI_EXPORT extern "C" __attribute__((visibility("default")))
 
-// A second call returns the module of the first and ignores its argument.
+/// A second call returns the module of the first and ignores its argument.
 TNWEBUI_EXPORT TavrinModule* CreateTavrinModule(ModuleHost* host);
-// Hands out the factory (ITnWebUI); see tnwebui.h.
+/// Hands out the factory (ITnWebUI); see tnwebui.h.
 TNWEBUI_EXPORT HRESULT CreateInterface(const GUID* id, void** out);
 
 using CreateTavrinModuleFn = TavrinModule* (*)(ModuleHost*);

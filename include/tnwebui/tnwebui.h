@@ -1,6 +1,7 @@
 #pragma once
 
-// The browser factory's interface, handed out by CreateInterface.
+/// \file
+/// The browser factory's interface, handed out by CreateInterface.
 
 #include "tnwebui/module.h"
 #include "tnwebui/services.h"
@@ -14,11 +15,11 @@ namespace interdata {
 class WindowProperty;
 }
 
-// {781CB666-7AE7-46B3-B514-D9CCBE621FB6}
+/// {781CB666-7AE7-46B3-B514-D9CCBE621FB6}
 constexpr GUID IID_ITnWebUI = {
     0x781CB666, 0x7AE7, 0x46B3, {0xB5, 0x14, 0xD9, 0xCC, 0xBE, 0x62, 0x1F, 0xB6}};
 
-// The browser factory. Addresses are UTF-8, names wide.
+/// The browser factory. Addresses are UTF-8, names wide.
 class ITnWebUI : public IUnknown {
  public:
   virtual HRESULT Initialize(uint32_t value) = 0;
@@ -32,7 +33,7 @@ class ITnWebUI : public IUnknown {
   virtual HRESULT Reserved1(int32_t, int32_t) = 0;
   virtual HRESULT Reserved2(int32_t, int32_t) = 0;
   virtual HRESULT Reserved3(int32_t, int32_t, int32_t, int32_t, int32_t) = 0;
-  // Light windows: the shorter forms fill in an empty name, parameter object and property.
+  /// Light windows: the shorter forms fill in an empty name, parameter object and property.
   virtual HRESULT CreateLightBrowser(int32_t first, const char* url, xhav::BrowserParam* third) = 0;
   virtual HRESULT CreateLightBrowser(int32_t first, const char* name, const char* url,
                                      xhav::BrowserParam* param,

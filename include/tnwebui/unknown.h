@@ -1,6 +1,7 @@
 #pragma once
 
-// The base of the host-facing contract: interface identifiers, status codes and IUnknown.
+/// \file
+/// The base of the host-facing contract: interface identifiers, status codes and IUnknown.
 
 #include <cstdint>
 #include <cstring>
@@ -17,7 +18,7 @@ inline bool operator!=(const GUID& a, const GUID& b) { return !(a == b); }
 
 using HRESULT = int32_t;
 
-// A native window.
+/// A native window.
 struct HWND__;
 typedef HWND__* HWND;
 
@@ -35,7 +36,7 @@ constexpr HRESULT E_FAIL = static_cast<HRESULT>(0x80004005u);
 constexpr HRESULT E_INVALIDARG = static_cast<HRESULT>(0x80070057u);
 constexpr HRESULT E_OUTOFMEMORY = static_cast<HRESULT>(0x8007000Eu);
 
-// {00000000-0000-0000-C000-000000000046}
+/// {00000000-0000-0000-C000-000000000046}
 constexpr GUID IID_IUnknown = {
     0x00000000, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
 

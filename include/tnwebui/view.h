@@ -1,7 +1,8 @@
 #pragma once
 
-// Views and their settings, and the host objects a view works with. Virtual operations stand
-// in slot order; unnamed slots keep their places.
+/// \file
+/// Views and their settings, and the host objects a view works with. Virtual operations stand
+/// in slot order; unnamed slots keep their places.
 
 #include <cstdint>
 #include <string>
@@ -17,24 +18,24 @@ class Browser;
 class IBrowserView;
 class IBrowserViewCallback;
 
-// {0F71F90B-C693-4277-8846-903247920F36}
+/// {0F71F90B-C693-4277-8846-903247920F36}
 constexpr GUID IID_IBrowserViewSetting = {
     0x0F71F90B, 0xC693, 0x4277, {0x88, 0x46, 0x90, 0x32, 0x47, 0x92, 0x0F, 0x36}};
-// {A899B173-7B22-4302-B10F-674B74F11E8B}
+/// {A899B173-7B22-4302-B10F-674B74F11E8B}
 constexpr GUID IID_IBrowserView = {
     0xA899B173, 0x7B22, 0x4302, {0xB1, 0x0F, 0x67, 0x4B, 0x74, 0xF1, 0x1E, 0x8B}};
-// {8D87C60F-99D8-49FC-A419-6937844FEA51}
+/// {8D87C60F-99D8-49FC-A419-6937844FEA51}
 constexpr GUID IID_IBrowserViewCallback = {
     0x8D87C60F, 0x99D8, 0x49FC, {0xA4, 0x19, 0x69, 0x37, 0x84, 0x4F, 0xEA, 0x51}};
-// {84FA3903-2A3A-4A1D-9067-4AF47FD2AD18}: the shadow object of a window, from the core.
+/// {84FA3903-2A3A-4A1D-9067-4AF47FD2AD18}: the shadow object of a window, from the core.
 constexpr GUID IID_WindowShadow = {
     0x84FA3903, 0x2A3A, 0x4A1D, {0x90, 0x67, 0x4A, 0xF4, 0x7F, 0xD2, 0xAD, 0x18}};
 
-// The drop shadow that follows a window.
+/// The drop shadow that follows a window.
 class WindowShadow : public IUnknown {
  public:
   virtual void AttachWindow(HWND window) = 0;
-  virtual void Reserved5() = 0;  // its slot stays; nothing here calls it
+  virtual void Reserved5() = 0;  ///< its slot stays; nothing here calls it
   virtual void UpdateShadow() = 0;
   virtual void ShowShadow(int32_t show) = 0;
   virtual void DetachWindow() = 0;
@@ -44,32 +45,32 @@ class WindowShadow : public IUnknown {
   ~WindowShadow() = default;
 };
 
-// The host's object for the business core. Texts are zero-terminated.
+/// The host's object for the business core. Texts are zero-terminated.
 class BusinessCore : public IUnknown {
  public:
   virtual void NotifyCrash() = 0;
-  // Takes a business action; the result comes later through the callback. Negative: failure.
+  /// Takes a business action; the result comes later through the callback. Negative: failure.
   virtual HRESULT ExecuteBusinessAction(const char16_t* business, const char16_t* action,
                                         const char16_t* param, const char16_t* json,
                                         const char16_t* callbackId,
                                         IBrowserViewCallback* callback) = 0;
   virtual void OnViewClosed(IBrowserView* view) = 0;
-  virtual const char* GetAccountKey() = 0;  // UTF-8
-  virtual const char16_t* GetOrgKey() = 0;  // wide
+  virtual const char* GetAccountKey() = 0;  ///< UTF-8
+  virtual const char16_t* GetOrgKey() = 0;  ///< wide
   virtual HRESULT QueryObject(const GUID& id, void** out) = 0;
   virtual int32_t GetBusinessVersion() = 0;
-  // The chat `chatId` (UTF-8) as JSON ("chatName", "avatarId", ...), a text the caller
-  // releases; null when the core doesn't know it.
+  /// The chat `chatId` (UTF-8) as JSON ("chatName", "avatarId", ...), a text the caller
+  /// releases; null when the core doesn't know it.
   virtual TnString* GetChatInfo(const char* chatId) = 0;
-  // The view that the core keeps under `name` (its main page is "TnMain"), with a reference
-  // for the caller; E_FAIL and null when there is none.
+  /// The view that the core keeps under `name` (its main page is "TnMain"), with a reference
+  /// for the caller; E_FAIL and null when there is none.
   virtual HRESULT GetBrowserView(const char16_t* name, IBrowserView** out) = 0;
 
  protected:
   ~BusinessCore() = default;
 };
 
-// The second way to the business core, for embedded pages (views of type 2).
+/// The second way to the business core, for embedded pages (views of type 2).
 class PageHost {
  public:
   virtual HRESULT ExecuteBusinessAction(const char16_t* business, const char16_t* action,
@@ -82,7 +83,7 @@ class PageHost {
   ~PageHost() = default;
 };
 
-// The properties with which the host describes a view before it opens.
+/// The properties with which the host describes a view before it opens.
 class IBrowserViewSetting : public IUnknown {
  public:
   virtual BusinessCore* GetBusinessCore() = 0;
@@ -131,7 +132,7 @@ class IBrowserViewSetting : public IUnknown {
   ~IBrowserViewSetting() = default;
 };
 
-// The object through which results of the business core return to a view.
+/// The object through which results of the business core return to a view.
 class IBrowserViewCallback : public IUnknown {
  public:
   virtual void OnBusinessResult(const char16_t* business, const char16_t* action,
@@ -146,7 +147,7 @@ class IBrowserViewCallback : public IUnknown {
   ~IBrowserViewCallback() = default;
 };
 
-// What the host holds for one page window.
+/// What the host holds for one page window.
 class IBrowserView : public IUnknown {
  public:
   virtual void SetParentFrame(uint32_t value) = 0;
@@ -169,7 +170,7 @@ class IBrowserView : public IUnknown {
   virtual HRESULT Reserved2() = 0;
   virtual HRESULT Reserved3() = 0;
   virtual ~IBrowserView() = default;
-  // A process message from the page: its string elements as wide texts.
+  /// A process message from the page: its string elements as wide texts.
   virtual bool ProcessMessage(xhav::Browser* browser, int32_t source, TnString* name,
                               const std::vector<std::u16string>& texts) = 0;
   virtual bool ProcessJsCommand(TnString* command) = 0;
