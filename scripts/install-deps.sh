@@ -17,13 +17,22 @@ for p in "${packages[@]}"; do
   [[ "$status" == "install ok installed" ]] || missing+=("$p")
 done
 
-if ((${#missing[@]} == 0)); then
-  exit 0
+# Debian's nodejs comes without npm (a separate package); other builds of Node carry their own.
+if ! command -v npm >/dev/null; then missing+=(npm); fi
+
+if ((${#missing[@]} > 0)); then
+  echo "install-deps: installing ${missing[*]}"
+  sudo_cmd=()
+  if [[ $(id -u) -ne 0 ]]; then sudo_cmd=(sudo); fi
+  export DEBIAN_FRONTEND=noninteractive
+  "${sudo_cmd[@]}" apt-get update -qq
+  "${sudo_cmd[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 fi
 
-echo "install-deps: installing ${missing[*]}"
-sudo_cmd=()
-if [[ $(id -u) -ne 0 ]]; then sudo_cmd=(sudo); fi
-export DEBIAN_FRONTEND=noninteractive
-"${sudo_cmd[@]}" apt-get update -qq
-"${sudo_cmd[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+# The TypeScript compiler that checks the sample pages, from the npm registry at the version
+# package-lock.json names, into node_modules/.
+cd "$(dirname "$0")/.."
+if [[ ! -x node_modules/.bin/tsc ]]; then
+  echo "install-deps: installing the TypeScript compiler (npm ci)"
+  npm ci --no-audit --no-fund --loglevel=error >/dev/null
+fi
