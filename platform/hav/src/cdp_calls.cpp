@@ -2,6 +2,7 @@
 // interception holds, or a prompt where the page's policy refuses that request; each answered
 // within the call, by the render side, or by the watchdog when the UI thread is late.
 
+#include <chrono>
 #include <cstring>
 #include <optional>
 
@@ -91,9 +92,27 @@ void Engine::ServeCallInTurn(const std::string& session, bool hello, const std::
     return;
   }
   renderSide_->Call({page->id_, session, 0}, body, answerWithin,
-                    [this, session, requestId, answerWithin](const std::string& reply) {
-                      if (answerWithin) FulfilCall(session, requestId, reply);
-                    });
+                    TracedCall(page->id_, body, "request",
+                               [this, session, requestId, answerWithin](const std::string& reply) {
+                                 if (answerWithin) FulfilCall(session, requestId, reply);
+                               }));
+}
+
+Engine::CallDone Engine::TracedCall(int browser, const std::string& body, const char* way,
+                                    CallDone done) {
+  CallTracer tracer;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (!callTracer_) return done;
+    tracer = callTracer_;
+  }
+  const auto start = std::chrono::steady_clock::now();
+  return [tracer = std::move(tracer), browser, body, way, start,
+          done = std::move(done)](const std::string& reply) {
+    const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
+    tracer(browser, body, way, took.count());
+    done(reply);
+  };
 }
 
 bool Engine::CallFromReader(const std::string& session, const std::string& body,
@@ -116,14 +135,16 @@ bool Engine::CallFromReader(const std::string& session, const std::string& body,
   std::shared_ptr<CallAnswers> answers = answers_;
   return renderSide_->CallFromAnyThread(
       {browser, session, 0}, body,
-      [watchdog, answers, session, requestId, body](const std::string& reply) {
-        if (watchdog->Claim(requestId)) {
-          answers->Fulfil(session, requestId, reply);
-        } else {
-          // The watchdog answered first: the page functions due within the call run now.
-          answers->RunDeferred(session, body, reply);
-        }
-      });
+      TracedCall(browser, body, "reader",
+                 [watchdog, answers, session, requestId, body](const std::string& reply) {
+                   if (watchdog->Claim(requestId)) {
+                     answers->Fulfil(session, requestId, reply);
+                   } else {
+                     // The watchdog answered first: the page functions due within the call
+                     // run now.
+                     answers->RunDeferred(session, body, reply);
+                   }
+                 }));
 }
 
 bool Engine::DialogFromReader(const std::string& session, const Json::Value& params) {

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <json/reader.h>
 #include <json/writer.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -219,6 +220,7 @@ bool Connection::Call(const std::string& method, const Json::Value& params,
 }
 
 void Connection::ReadLoop() {
+  pthread_setname_np(pthread_self(), "cdp-reader");
   std::string buffer;
   std::size_t scanned = 0;
   char chunk[1 << 16];

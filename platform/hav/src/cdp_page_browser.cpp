@@ -203,12 +203,16 @@ void PageBrowser::OnPageCall(const std::string& session, const Json::Value& para
   std::string body = params["payload"].asString();
   int seq = 0, context = 0;
   if (!ReadCallOrder(body, &seq, &context)) {
-    render()->Call(document, body, false, [](const std::string&) {});
+    render()->Call(document, body, false,
+                   engine_->TracedCall(id_, body, "binding", [](const std::string&) {}));
     return;
   }
   // The calls that need no answer within come this way, each in its turn.
   engine_->order_->InTurn({session, context}, seq, [this, document, body = std::move(body)] {
-    if (alive_) render()->Call(document, body, false, [](const std::string&) {});
+    if (alive_) {
+      render()->Call(document, body, false,
+                     engine_->TracedCall(id_, body, "binding", [](const std::string&) {}));
+    }
   });
 }
 

@@ -3,6 +3,7 @@
 // argument list with every element typed (UTF-16 texts stay UTF-16, so any text crosses as it
 // is); for a control frame its address.
 
+#include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -241,6 +242,7 @@ class SocketTransport final : public Transport {
   }
 
   void ReadLoop() {
+    pthread_setname_np(pthread_self(), "process-link");
     for (;;) {
       uint32_t size = 0;
       if (!ReadAll(fd_, reinterpret_cast<char*>(&size), 4) || size > kMaxFrame) break;

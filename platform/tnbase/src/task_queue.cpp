@@ -1,5 +1,7 @@
 #include "tnbase/task_queue.h"
 
+#include <pthread.h>
+
 namespace tnbase {
 
 namespace {
@@ -62,6 +64,8 @@ void TaskQueue::StartThread() {
 }
 
 void TaskQueue::ThreadMain() {
+  // The queue's name names its thread too (cut to the system's 15 characters), for traces.
+  pthread_setname_np(pthread_self(), name_.substr(0, 15).c_str());
   RunningScope scope(this);
   std::unique_lock<std::mutex> lock(mutex_);
   for (;;) {

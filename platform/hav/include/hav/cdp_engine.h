@@ -216,6 +216,16 @@ class HAV_API Engine {
     requestTracer_ = std::move(tracer);
   }
 
+  // Sees every call of the native object that a page makes (browser id, the call's body as
+  // the page sent it, the way it came: "request", "reader" or "binding", and the milliseconds
+  // from its arrival to its reply), on the thread that has the reply; for a demo's trace.
+  using CallTracer = std::function<void(int browserId, const std::string& body, const char* way,
+                                        double milliseconds)>;
+  void SetCallTracer(CallTracer tracer) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    callTracer_ = std::move(tracer);
+  }
+
   // The host's business channel that every browser gives as property 21 (null: none).
   void SetBusinessChannel(BusinessChannel* channel) { channel_.store(channel); }
   BusinessChannel* business_channel() const { return channel_.load(); }
@@ -272,6 +282,9 @@ class HAV_API Engine {
                        const Json::Value& requestId);
   void FulfilCall(const std::string& session, const Json::Value& requestId,
                   const std::string& reply);
+  // `done` as it is, or, with a call tracer set, `done` that tells the tracer of the call first.
+  using CallDone = std::function<void(const std::string&)>;
+  CallDone TracedCall(int browser, const std::string& body, const char* way, CallDone done);
   // The page-side set-up of a session (the page's or a frame's), each step answered.
   void SetUpSession(const std::string& session);
 
@@ -302,6 +315,7 @@ class HAV_API Engine {
   std::atomic<BusinessChannel*> channel_{nullptr};
   ScriptTracer scriptTracer_;
   RequestTracer requestTracer_;
+  CallTracer callTracer_;
   // Hosts of registered addresses: their requests are intercepted and served by handlers.
   std::set<std::string> interceptHosts_;
   // Requests to the host of `address` are intercepted from now on, in every session.
