@@ -26,4 +26,6 @@ interface Window {
   /** personselect.html: the person picked, and where an entry stands on the page. */
   chosen: unknown;
   where(id: string): unknown;
+  /** timeline.html: draws a demo trace (JSON lines), `part` first. */
+  showTrace(text: string, part?: string): void;
 }

@@ -88,11 +88,33 @@ void SaveScreenshot(xhav::cdp::PageBrowser* page, const char* name);
 void CloseChromiumPart(xhav::cdp::Engine& engine, xhav::cdp::PageBrowser* page, const char* shot,
                        IBrowserView* view, ITnWebUI* factory, BusinessCore* core);
 
+// The session's trace (demo-trace.jsonl in the build folder, one JSON object a line, drawn by
+// pages/tools/timeline.html). StartSessionTrace opens it before the parts start; each part's
+// process names its part; every step has its time since the start, process, thread, kind
+// ("call", "message", "request", "sdk", "event", "answer", "script"), browser and name.
+void StartSessionTrace();
+void SetTracePart(const char* part);
+void TraceStep(const char* kind, int browser, const std::string& name, const std::string& detail,
+               double milliseconds = -1);
+void TraceProcessMessage(const char* hop, CefProcessId target, int browser,
+                         const CefRefPtr<CefProcessMessage>& message);
+// The pages' calls of the native object, with the time each took to its reply.
+void TraceCalls(xhav::cdp::Engine& engine);
+// The scripts the host runs in pages; `say` prints each in the readable trace too.
+void TraceScripts(xhav::cdp::Engine& engine, bool say);
+
+// Writes each process message into the session's trace only (the part prints its own lines).
+template <typename Engine>
+void TraceMessagesQuietly(Engine& engine) {
+  engine.SetTracer(TraceProcessMessage);
+}
+
 // Prints each process message as it crosses between the host and a render process.
 template <typename Engine>
 void TraceMessages(Engine& engine) {
   engine.SetTracer([](const char* hop, CefProcessId target, int id,
                       CefRefPtr<CefProcessMessage> message) {
+    TraceProcessMessage(hop, target, id, message);
     const bool sending = std::string(hop) == "send";
     Say("  %s \"%s\" %s %s browser %d", sending ? "sends" : "receives",
         message->GetName().ToString().c_str(), DescribeList(message->GetArgumentList()).c_str(),
@@ -116,6 +138,7 @@ void WindowsAndDialogs();  // a page opens light windows and asks the main page 
 void Choosers();           // a light app chooses pictures, a file and a contact
 void Conformance();        // the light-app conformance page: all thirty SDK names once
 void TypicalRequest();     // one business action over two processes and a socket
+void SessionTimeline();    // the timeline page draws the session's own trace
 
 // The first child of `parent` of window class `className`, or null.
 HWND ChildOfClass(HWND parent, const std::string& className);

@@ -193,6 +193,8 @@ bool ChromiumReady(xhav::cdp::Engine& engine, const char* what) {
     return false;
   }
   engine.ui().BindCurrentThread();
+  TraceCalls(engine);
+  TraceScripts(engine, false);
   return true;
 }
 
@@ -219,8 +221,9 @@ std::string ResponseCodes(const std::vector<std::string>& writes) {
 void TraceRequests(xhav::cdp::Engine& engine) {
   engine.SetRequestTracer(
       [](int id, const std::string& address, const std::vector<std::string>& writes) {
-        Say("  browser %d requests %s: %s", id, xhav::PathOf(address).c_str(),
-            ResponseCodes(writes).c_str());
+        const std::string codes = ResponseCodes(writes);
+        Say("  browser %d requests %s: %s", id, xhav::PathOf(address).c_str(), codes.c_str());
+        TraceStep("request", id, xhav::PathOf(address), codes);
       });
 }
 

@@ -11,6 +11,7 @@ namespace demo {
 void HostOpensWindows() {
   Module m = Load();
   xhav::inproc::Engine engine(xhav::kProcessTypeBrowser);
+  TraceMessagesQuietly(engine);
   engine.ui().BindCurrentThread();
   tnmainui::InProcessHost host(engine.core(), engine.render_host());
   m.createModule(&host)->OnModuleLoaded(0);

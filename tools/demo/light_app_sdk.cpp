@@ -52,10 +52,8 @@ void LightAppSdk() {
   ShowLog(1);
   Module m = Load();
   xhav::cdp::Engine engine(ChromiumOptions());
-  engine.SetScriptTracer([](int id, const std::string& script) {
-    Say("  runs in the page of browser %d: %s", id, script.c_str());
-  });
   if (!ChromiumReady(engine, "the light app could not run")) return;
+  TraceScripts(engine, true);
   tnmainui::InProcessHost host(engine.core(), engine.render_host());
   tnmainui::ScriptedBusinessService service;
   service.SetScript(SampleIdentityCore);

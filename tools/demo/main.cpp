@@ -12,19 +12,38 @@ int main(int argc, char** argv) {
   setvbuf(stdout, nullptr, _IOLBF, 0);
   std::printf("== TnWebUI demo, module %s\n\n", g_library);
   bool ok = true;
+  StartSessionTrace();
   // TNWEBUI_DEMO_PART=n runs only the nth part (from 1), for a quick look at one of them.
   const char* only = std::getenv("TNWEBUI_DEMO_PART");
   int index = 0;
-  for (void (*part)() :
-       {PageFirstCalls, HostOpensWindows, ViewLifeCycle, PageEvents, RealPages, LightAppSdk,
-        DesktopCommands, LightWindow, Transfers, WindowsAndDialogs, Choosers, Conformance}) {
+  const struct {
+    const char* name;
+    void (*run)();
+  } parts[] = {{"page's first calls", PageFirstCalls},
+               {"host opens windows", HostOpensWindows},
+               {"view life cycle", ViewLifeCycle},
+               {"page events", PageEvents},
+               {"real pages", RealPages},
+               {"light app SDK", LightAppSdk},
+               {"desktop commands", DesktopCommands},
+               {"light window", LightWindow},
+               {"transfers", Transfers},
+               {"windows and dialogs", WindowsAndDialogs},
+               {"choosers", Choosers},
+               {"conformance", Conformance}};
+  for (const auto& part : parts) {
     if (only && std::atoi(only) != ++index) continue;
-    ok = InChild(part) && ok;
+    SetTracePart(part.name);
+    ok = InChild(part.run) && ok;
     std::printf("\n");
   }
   if (!only) {
     std::printf("== one typical request, over two processes\n");
+    SetTracePart("typical request");
     TypicalRequest();
+    std::printf("\n");
+    SetTracePart("timeline");
+    ok = InChild(SessionTimeline) && ok;
   }
   std::printf("\n== %s\n", ok ? "every part succeeded" : "a part FAILED");
   return ok ? 0 : 1;

@@ -15,6 +15,7 @@ void PageEvents() {
   // Both sides of the process border in this process: the engine reports a render process, so
   // the module starts its render side, and the host's factory makes the view.
   xhav::inproc::Engine engine(xhav::kProcessTypeRender);
+  TraceMessagesQuietly(engine);
   engine.ui().BindCurrentThread();
   tnmainui::InProcessHost host(engine.core(), engine.render_host());
   tnmainui::InProcessEventBus bus([&](std::function<void()> task) { engine.ui().PostTask(task); });

@@ -13,6 +13,7 @@ void PageFirstCalls() {
   tnmainui::InProcessHost host(engine.core(), engine.render_host());
   engine.SetTracer(
       [](const char* hop, CefProcessId target, int id, CefRefPtr<CefProcessMessage> message) {
+        TraceProcessMessage(hop, target, id, message);
         if (std::string(hop) == "deliver" && target == PID_BROWSER) {
           Say("  -> the browser process receives \"%s\" %s from browser %d",
               message->GetName().ToString().c_str(),

@@ -10,6 +10,7 @@ namespace demo {
 void ViewLifeCycle() {
   Module m = Load();
   xhav::inproc::Engine engine(xhav::kProcessTypeBrowser);
+  TraceMessagesQuietly(engine);
   engine.ui().BindCurrentThread();
   tnmainui::InProcessHost host(engine.core(), engine.render_host());
   ITnWebUI* factory = StartModule(m, &host);
