@@ -72,7 +72,8 @@ interface TnpcEvents {
   'tn.onwindowChange': string;
   /** Files dropped on the view: the client's file-list event (a serialised `CoreMediaInfoList`). */
   'tn.ondragfile': ArrayBuffer | string;
-  /** The files a page chose through /window/open's file dialog: "pbtext", a `CoreMediaList`. */
+  /** The files a page chose through /window/open's file dialog: "pbtext", whose `data_buf`
+   * holds a serialised `CoreMediaList`. */
   'tn.choosefile': string;
   /** The main page's answer to a message box: "json", {@link TnMessageBoxResult}. */
   'tn.messagebox': string;
