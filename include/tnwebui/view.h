@@ -135,9 +135,13 @@ class IBrowserViewSetting : public IUnknown {
 /// The object through which results of the business core return to a view.
 class IBrowserViewCallback : public IUnknown {
  public:
+  /// The result of a business action the view asked for: it goes to the page's callback
+  /// `callbackId` (business and action in lower case), unless the view has gone.
   virtual void OnBusinessResult(const char16_t* business, const char16_t* action,
                                 const char16_t* callbackId, int32_t code, const char16_t* data) = 0;
+  /// The view the results go to; null once detached.
   virtual IBrowserView* GetView() = 0;
+  /// Forgets the view: later results go nowhere.
   virtual void Detach() = 0;
   virtual HRESULT Reserved1(int32_t, int32_t) = 0;
   virtual HRESULT Reserved2(int32_t, int32_t) = 0;
@@ -150,20 +154,35 @@ class IBrowserViewCallback : public IUnknown {
 /// What the host holds for one page window.
 class IBrowserView : public IUnknown {
  public:
+  /// Does nothing.
   virtual void SetParentFrame(uint32_t value) = 0;
+  /// Always 1.
   virtual int32_t IsReady() = 0;
+  /// The second way to a business core, for views of type 2; starts the window's shadow.
   virtual void SetPageHost(PageHost* host) = 0;
+  /// Replaces the view's business core (the view keeps a reference); with settings, also
+  /// starts the shadow and shows the window.
   virtual void SetBusinessCore(BusinessCore* core) = 0;
+  /// The organisation key of the view's business core; empty without one.
   virtual const char16_t* GetOrgKey() = 0;
+  /// 1 once a render process of the view has ended.
   virtual int32_t IsRenderCrashed() = 0;
+  /// The view's native window; null without a browser.
   virtual HWND GetHwnd() = 0;
   virtual void Show(int32_t show) = 0;
   virtual void SetAlwaysTop(int32_t top) = 0;
+  /// Does nothing.
   virtual void SetViewOptionA(uint32_t value) = 0;
+  /// Does nothing.
   virtual void SetViewOptionB(uint32_t value) = 0;
+  /// The view's callback for business results, without a reference for the caller.
   virtual IBrowserViewCallback* GetCallback() = 0;
+  /// The name and the type from the view's settings (empty and 0 without settings).
   virtual const char16_t* GetName() = 0;
   virtual int32_t GetViewType() = 0;
+  /// Stores the page's initial data (an object gets "osType": 0). With `apply`, hands it to
+  /// the page's "InitFinished" callback again, loads its "url" when it has one, and applies
+  /// the always-on-top setting.
   virtual void SetInitData(const char* json, int32_t apply) = 0;
   virtual const char* GetInitData() = 0;
   virtual HRESULT Reserved1() = 0;
@@ -171,9 +190,14 @@ class IBrowserView : public IUnknown {
   virtual HRESULT Reserved3() = 0;
   virtual ~IBrowserView() = default;
   /// A process message from the page: its string elements as wide texts.
+  /// No texts: the window command `name`; five: a business action; other counts: false.
   virtual bool ProcessMessage(xhav::Browser* browser, int32_t source, TnString* name,
                               const std::vector<std::u16string>& texts) = 0;
+  /// A window command of the page ("closewnd", "minwnd", "maxwnd", "restorewnd",
+  /// "forceclosewnd"); false for another.
   virtual bool ProcessJsCommand(TnString* command) = 0;
+  /// False.
   virtual bool IsSpecial() = 0;
+  /// The business core's version; 0 without a core.
   virtual int32_t GetBusinessVersion() = 0;
 };
