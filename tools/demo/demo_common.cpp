@@ -220,10 +220,10 @@ std::string ResponseCodes(const std::vector<std::string>& writes) {
 
 void TraceRequests(xhav::cdp::Engine& engine) {
   engine.SetRequestTracer(
-      [](int id, const std::string& address, const std::vector<std::string>& writes) {
+      [](int id, const std::string& address, const std::vector<std::string>& writes, double ms) {
         const std::string codes = ResponseCodes(writes);
         Say("  browser %d requests %s: %s", id, xhav::PathOf(address).c_str(), codes.c_str());
-        TraceStep("request", id, xhav::PathOf(address), codes);
+        TraceStep("request", id, xhav::PathOf(address), codes, ms);
       });
 }
 

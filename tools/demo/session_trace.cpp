@@ -78,7 +78,7 @@ void TraceStep(const char* kind, int browser, const std::string& name, const std
   if (g_traceFile < 0) return;
   const std::chrono::duration<double, std::milli> at = std::chrono::steady_clock::now() - g_origin;
   Json::Value step;
-  step["t"] = static_cast<double>(static_cast<long long>(at.count() * 1000)) / 1000;
+  step["t"] = at.count();
   step["pid"] = static_cast<int>(getpid());
   step["part"] = g_part;
   step["thread"] = ThreadLabel();
@@ -86,12 +86,13 @@ void TraceStep(const char* kind, int browser, const std::string& name, const std
   step["browser"] = browser;
   step["name"] = name;
   step["detail"] = detail.size() > kDetailLimit ? detail.substr(0, kDetailLimit) + "…" : detail;
-  if (milliseconds >= 0)
-    step["ms"] = static_cast<double>(static_cast<long long>(milliseconds * 1000)) / 1000;
+  if (milliseconds >= 0) step["ms"] = milliseconds;
   static const Json::StreamWriterBuilder writer = [] {
     Json::StreamWriterBuilder w;
     w["indentation"] = "";
     w["emitUTF8"] = true;
+    w["precision"] = 3;  // times to the microsecond
+    w["precisionType"] = "decimal";
     return w;
   }();
   const std::string line = Json::writeString(writer, step) + "\n";

@@ -1,6 +1,7 @@
 // The client's page files, served to Chromium under reserved sites by intercepting their
 // requests, with the headers a file carries in "<file>.headers".
 
+#include <chrono>
 #include <fstream>
 #include <sstream>
 
@@ -93,8 +94,12 @@ void Engine::ServeDesktopRequest(const std::string& session, const Json::Value& 
   }
   std::vector<std::string> body;
   if (request["hasPostData"].asBool()) body.push_back(RequestBytes(request));
+  const auto start = std::chrono::steady_clock::now();
   const ServedRequest served = ServeRequest(creator, url, body.empty() ? nullptr : &body);
-  if (tracer) tracer(page ? page->id_ : 0, url, served.writes);
+  if (tracer) {
+    const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
+    tracer(page ? page->id_ : 0, url, served.writes, took.count());
+  }
   std::string bytes;
   for (const std::string& write : served.writes) bytes += write;
   header("Content-Type", "application/x-protobuf");

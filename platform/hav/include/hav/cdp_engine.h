@@ -207,10 +207,11 @@ class HAV_API Engine {
     scriptTracer_ = std::move(tracer);
   }
 
-  // Sees every page request that a registered handler served (browser id, address, each write);
-  // for a demo's trace.
-  using RequestTracer = std::function<void(int browserId, const std::string& address,
-                                           const std::vector<std::string>& writes)>;
+  // Sees every page request that a registered handler served (browser id, address, each write,
+  // the milliseconds the handler took); for a demo's trace.
+  using RequestTracer =
+      std::function<void(int browserId, const std::string& address,
+                         const std::vector<std::string>& writes, double milliseconds)>;
   void SetRequestTracer(RequestTracer tracer) {
     std::lock_guard<std::mutex> lock(mutex_);
     requestTracer_ = std::move(tracer);
