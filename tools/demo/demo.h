@@ -89,7 +89,7 @@ void CloseChromiumPart(xhav::cdp::Engine& engine, xhav::cdp::PageBrowser* page, 
                        IBrowserView* view, ITnWebUI* factory, BusinessCore* core);
 
 // The session's trace (demo-trace.jsonl in the build folder, one JSON object a line, drawn by
-// pages/tools/timeline.html). StartSessionTrace opens it before the parts start; each part's
+// pages/tavrin5main/timeline.html). StartSessionTrace opens it before the parts start; each part's
 // process names its part; every step has its time since the start, process, thread, kind
 // ("call", "message", "request", "sdk", "event", "answer", "script"), browser and name.
 void StartSessionTrace();
@@ -98,6 +98,9 @@ void TraceStep(const char* kind, int browser, const std::string& name, const std
                double milliseconds = -1);
 void TraceProcessMessage(const char* hop, CefProcessId target, int browser,
                          const CefRefPtr<CefProcessMessage>& message);
+// The same, for a message whose name and arguments the caller has described already.
+void TraceProcessMessage(const char* hop, CefProcessId target, int browser, const std::string& name,
+                         const std::string& arguments);
 // The pages' calls of the native object, with the time each took to its reply.
 void TraceCalls(xhav::cdp::Engine& engine);
 // The scripts the host runs in pages; `say` prints each in the readable trace too.
@@ -106,7 +109,10 @@ void TraceScripts(xhav::cdp::Engine& engine, bool say);
 // Writes each process message into the session's trace only (the part prints its own lines).
 template <typename Engine>
 void TraceMessagesQuietly(Engine& engine) {
-  engine.SetTracer(TraceProcessMessage);
+  engine.SetTracer(
+      [](const char* hop, CefProcessId target, int id, CefRefPtr<CefProcessMessage> message) {
+        TraceProcessMessage(hop, target, id, message);
+      });
 }
 
 // Prints each process message as it crosses between the host and a render process.
@@ -114,10 +120,12 @@ template <typename Engine>
 void TraceMessages(Engine& engine) {
   engine.SetTracer([](const char* hop, CefProcessId target, int id,
                       CefRefPtr<CefProcessMessage> message) {
-    TraceProcessMessage(hop, target, id, message);
+    const std::string name = message->GetName().ToString();
+    const std::string arguments = DescribeList(message->GetArgumentList());
+    TraceProcessMessage(hop, target, id, name, arguments);
     const bool sending = std::string(hop) == "send";
-    Say("  %s \"%s\" %s %s browser %d", sending ? "sends" : "receives",
-        message->GetName().ToString().c_str(), DescribeList(message->GetArgumentList()).c_str(),
+    Say("  %s \"%s\" %s %s browser %d", sending ? "sends" : "receives", name.c_str(),
+        arguments.c_str(),
         sending ? (target == PID_BROWSER ? "to the host process for" : "to the render process for")
                 : "for",
         id);

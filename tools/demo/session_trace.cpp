@@ -1,5 +1,6 @@
 // The session trace: what crosses between the pages, the render side and the host, one JSON
-// object a line in the build folder's demo-trace.jsonl. pages/tools/timeline.html draws it.
+// object a line in the build folder's demo-trace.jsonl. pages/tavrin5main/timeline.html
+// draws it.
 //
 // Every process of the demo appends to the one file (opened once by the demo before its parts
 // start, inherited by each part's process): a line goes out in one write(2) on a descriptor
@@ -99,13 +100,18 @@ void TraceStep(const char* kind, int browser, const std::string& name, const std
   if (write(g_traceFile, line.data(), line.size()) < 0) return;  // a trace line is not worth more
 }
 
-void TraceProcessMessage(const char* hop, CefProcessId target, int browser,
-                         const CefRefPtr<CefProcessMessage>& message) {
-  const std::string name = message->GetName().ToString();
+void TraceProcessMessage(const char* hop, CefProcessId target, int browser, const std::string& name,
+                         const std::string& arguments) {
   const bool sending = std::string(hop) == "send";
   const std::string way =
       sending ? (target == PID_BROWSER ? "to the host: " : "to the page: ") : "arrives: ";
-  TraceStep(MessageKind(name), browser, name, way + DescribeList(message->GetArgumentList()));
+  TraceStep(MessageKind(name), browser, name, way + arguments);
+}
+
+void TraceProcessMessage(const char* hop, CefProcessId target, int browser,
+                         const CefRefPtr<CefProcessMessage>& message) {
+  TraceProcessMessage(hop, target, browser, message->GetName().ToString(),
+                      DescribeList(message->GetArgumentList()));
 }
 
 void TraceScripts(xhav::cdp::Engine& engine, bool say) {
