@@ -25,6 +25,8 @@ constexpr char kPromptPart[] = "tnpc-part\n";
 constexpr char kPromptCall[] = "tnpc-call\n";
 constexpr char kPromptHello[] = "tnpc-hello\n";
 bool StartsWith(const std::string& text, const char* prefix) { return text.rfind(prefix, 0) == 0; }
+// The longest call that a page sends as prompt parts.
+constexpr std::size_t kMaxPromptCall = 256u << 20;
 
 }  // namespace
 
@@ -60,18 +62,42 @@ bool Engine::ServeDialogCall(const std::string& session) {
 
 void Engine::ServeCall(const std::string& session, bool hello, const std::string& body,
                        const Json::Value& requestId) {
-  int seq = 0, context = 0;
-  if (hello || !ReadCallOrder(body, &seq, &context)) {
-    ServeCallInTurn(session, hello, body, requestId);
+  if (hello) {
+    ServeCallInTurn(session, true, body, requestId, 0);
     return;
   }
-  order_->InTurn({session, context}, seq, [this, session, body, requestId] {
-    ServeCallInTurn(session, false, body, requestId);
-  });
+  // The call must name a document of its own session with that document's key; a document
+  // that has left runs its late calls (a beacon) only while the page's address keeps its origin.
+  CallHead head;
+  bool gone = false;
+  std::string origin;
+  PageBrowser* page = nullptr;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto it = bySession_.find(session);
+    if (it != bySession_.end()) page = it->second;
+  }
+  const bool proven = ReadCallHead(body, &head) &&
+                      order_->Proves({session, head.context}, head.key, &gone, &origin) &&
+                      !(gone && page && !origin.empty() && origin != OriginOf(page->url()));
+  if (proven && order_->InTurn({session, head.context}, head.seq,
+                               [this, session, body, requestId, context = head.context] {
+                                 ServeCallInTurn(session, false, body, requestId, context);
+                               })) {
+    return;
+  }
+  if (page) DropUnproven(page, IsDialogRequest(requestId.asString()) ? "prompt" : "request");
+  if (watchdog_->Claim(requestId.asString())) FulfilCall(session, requestId, "{\"handled\":false}");
+}
+
+void Engine::DropUnproven(PageBrowser* page, const char* way) {
+  EngineLog(kTnLogInfo, "Engine::DropUnproven",
+            "browser " + std::to_string(page->id_) + ": a call (" + way +
+                ") that names no document of its own is dropped");
 }
 
 void Engine::ServeCallInTurn(const std::string& session, bool hello, const std::string& body,
-                             const Json::Value& requestId) {
+                             const Json::Value& requestId, int context) {
   PageBrowser* page = nullptr;
   {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -91,7 +117,7 @@ void Engine::ServeCallInTurn(const std::string& session, bool hello, const std::
     });
     return;
   }
-  renderSide_->Call({page->id_, session, 0}, body, answerWithin,
+  renderSide_->Call({page->id_, session, context}, body, answerWithin,
                     TracedCall(page->id_, body, "request",
                                [this, session, requestId, answerWithin](const std::string& reply) {
                                  if (answerWithin) FulfilCall(session, requestId, reply);
@@ -119,9 +145,12 @@ bool Engine::CallFromReader(const std::string& session, const std::string& body,
                             const std::string& requestId) {
   std::lock_guard<std::mutex> lock(directMutex_);
   if (!direct_) return false;
-  // A call whose turn has not come goes the UI thread's way, where it waits for it.
-  int seq = 0, context = 0;
-  if (ReadCallOrder(body, &seq, &context) && !order_->TakeTurn({session, context}, seq)) {
+  // A call that does not prove its document, or has left it, or whose turn has not come goes
+  // the UI thread's way, where it is dropped or waits for its turn.
+  CallHead head;
+  bool gone = false;
+  if (!ReadCallHead(body, &head) || !order_->Proves({session, head.context}, head.key, &gone) ||
+      gone || !order_->TakeTurn({session, head.context}, head.seq)) {
     return false;
   }
   int browser = 0;
@@ -134,7 +163,7 @@ bool Engine::CallFromReader(const std::string& session, const std::string& body,
   SyncWatchdog* watchdog = watchdog_.get();
   std::shared_ptr<CallAnswers> answers = answers_;
   return renderSide_->CallFromAnyThread(
-      {browser, session, 0}, body,
+      {browser, session, head.context}, body,
       TracedCall(browser, body, "reader",
                  [watchdog, answers, session, requestId, body](const std::string& reply) {
                    if (watchdog->Claim(requestId)) {
@@ -149,20 +178,34 @@ bool Engine::CallFromReader(const std::string& session, const std::string& body,
 
 bool Engine::DialogFromReader(const std::string& session, const Json::Value& params) {
   const std::string message = params["message"].isString() ? params["message"].asString() : "";
-  if (params["type"] != "prompt") return false;
+  const bool ours = params["type"] == "prompt" &&
+                    (StartsWith(message, kPromptPart) || StartsWith(message, kPromptHello) ||
+                     StartsWith(message, kPromptCall));
+  if (!ours) {
+    AnswerPageDialog(session, params);
+    return true;
+  }
+  // A long call comes in parts; each frame's parts are its own.
+  const std::string parts =
+      session + "\n" + (params["frameId"].isString() ? params["frameId"].asString() : "");
   std::string body;
   bool hello = false;
   {
     std::lock_guard<std::mutex> lock(dialogMutex_);
     if (StartsWith(message, kPromptPart)) {
-      dialogParts_[session] += message.substr(std::strlen(kPromptPart));
+      std::string& gathered = dialogParts_[parts];
+      // No call of a page is that long: a page that sends parts without end loses them.
+      if (gathered.size() > kMaxPromptCall) gathered.clear();
+      gathered += message.substr(std::strlen(kPromptPart));
       answers_->Fulfil(session, kDialogRequest + session, "");
       return true;
     }
     hello = StartsWith(message, kPromptHello);
-    if (!hello && !StartsWith(message, kPromptCall)) return false;  // the page's own dialog
-    body = std::move(dialogParts_[session]);
-    dialogParts_.erase(session);
+    auto gathered = dialogParts_.find(parts);
+    if (gathered != dialogParts_.end()) {
+      body = std::move(gathered->second);
+      dialogParts_.erase(gathered);
+    }
     body += message.substr(std::strlen(hello ? kPromptHello : kPromptCall));
   }
   const std::string requestId = kDialogRequest + session;
@@ -171,6 +214,24 @@ bool Engine::DialogFromReader(const std::string& session, const Json::Value& par
   std::lock_guard<std::mutex> lock(dialogMutex_);
   dialogCalls_[session] = {hello, std::move(body)};
   return false;
+}
+
+void Engine::AnswerPageDialog(const std::string& session, const Json::Value& params) {
+  // The page's own dialog has nobody to answer it here: it gets the answer a user who closes
+  // it would give, so neither the page nor an evaluation waiting on it hangs.
+  const std::string type = params["type"].isString() ? params["type"].asString() : "";
+  const bool accept = type == "alert" || type == "beforeunload";
+  Json::Value answer;
+  answer["accept"] = accept;
+  answers_->Send("Page.handleJavaScriptDialog", answer, session);
+  std::string message = params["message"].isString() ? params["message"].asString() : "";
+  if (message.size() > 200) message = message.substr(0, 200) + "...";
+  EngineLog(kTnLogInfo, "Engine::AnswerPageDialog",
+            "a page's " + (type.empty() ? std::string("dialog") : type) + " is answered " +
+                (type == "prompt" ? "null"
+                 : accept         ? "true"
+                                  : "false") +
+                ": " + message);
 }
 
 void Engine::FulfilCall(const std::string& session, const Json::Value& requestId,
@@ -202,6 +263,12 @@ void Engine::CallAnswers::Fulfil(const std::string& session, const std::string& 
   fulfil["body"] = Base64(reply);
   std::lock_guard<std::mutex> lock(mutex_);
   if (connection_) connection_->Send("Fetch.fulfillRequest", fulfil, session, nullptr);
+}
+
+void Engine::CallAnswers::Send(const std::string& method, const Json::Value& params,
+                               const std::string& session) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (connection_) connection_->Send(method, params, session, nullptr);
 }
 
 void Engine::CallAnswers::RunDeferred(const std::string& session, const std::string& body,

@@ -16,6 +16,10 @@
 
 namespace xhav::cdp {
 
+void EngineLog(int level, const char* function, const std::string& text) {
+  logger_write(level, __FILE__, __LINE__, function, text.data(), text.size());
+}
+
 class Engine::CoreImpl final : public Core {
  public:
   CoreImpl(Engine* engine, int processType) : engine_(engine), processType_(processType) {}
@@ -55,6 +59,11 @@ Engine::Engine(EngineOptions options, int processType)
   connection_ = Connection::Launch(options_.launch, &error_);
   if (!connection_) return;
   connection_->SetRunner(&ui_);
+  // Targets that pages open (popups) and the end of every target are told on the browser's
+  // own session.
+  Json::Value discover;
+  discover["discover"] = true;
+  connection_->Call("Target.setDiscoverTargets", discover, "", nullptr);
   order_ = std::make_unique<CallOrder>();
   watchdog_ = std::make_unique<SyncWatchdog>(
       options_.syncCallLimitMs, [this](const std::string& session, const std::string& request) {
@@ -317,9 +326,19 @@ void Engine::OnEvent(const std::string& method, const Json::Value& params,
     auto it = bySession_.find(key);
     if (it != bySession_.end()) browser = it->second;
   }
+  if (session.empty() && OnBrowserTargetEvent(method, params)) return;
   if (!browser) return;
   if (method == "Target.attachedToTarget" && !session.empty()) {
-    const std::string child = params["sessionId"].asString();
+    const std::string child = params["sessionId"].isString() ? params["sessionId"].asString() : "";
+    // Frames of other sites get the page's set-up; workers get nothing of the page's (no
+    // native object) and are left to run on their own.
+    if (params["targetInfo"]["type"] != "iframe") {
+      Json::Value detach;
+      detach["sessionId"] = child;
+      connection_->Send("Runtime.runIfWaitingForDebugger", Json::Value(), child, nullptr);
+      connection_->Send("Target.detachFromTarget", detach, session, nullptr);
+      return;
+    }
     {
       std::lock_guard<std::mutex> lock(mutex_);
       bySession_[child] = browser;
@@ -327,7 +346,71 @@ void Engine::OnEvent(const std::string& method, const Json::Value& params,
     browser->OnFrameAttached(child, params["targetInfo"]["targetId"].asString());
     return;
   }
+  if (method == "Target.detachedFromTarget" && !session.empty() && params["sessionId"].isString()) {
+    // A frame of another site has gone: its session and documents with it.
+    const std::string child = params["sessionId"].asString();
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      auto it = bySession_.find(child);
+      if (it == bySession_.end() || it->second != browser || child == browser->session_) return;
+      bySession_.erase(it);
+    }
+    browser->OnFrameDetached(child);
+    return;
+  }
   browser->OnEvent(method, params, session.empty() ? browser->session_ : session);
+}
+
+}  // namespace xhav::cdp
+
+namespace xhav::cdp {
+
+bool Engine::OnBrowserTargetEvent(const std::string& method, const Json::Value& params) {
+  const Json::Value& info = params["targetInfo"];
+  if (method == "Target.targetCreated" && info["type"] == "page" && info["openerId"].isString()) {
+    // A page that a page opened (window.open, a link to a new window): the engine made no
+    // browser for it, so it gets no native object and the host never sees it. It is closed,
+    // and its opener's view hears of the popup (its own popup path).
+    PageBrowser* opener = nullptr;
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      for (PageBrowser* page : browsers_) {
+        if (page->target_ == info["openerId"].asString()) opener = page;
+      }
+      for (PageBrowser* page : browsers_) {
+        if (page->target_ == info["targetId"].asString()) return true;  // one of ours
+      }
+    }
+    if (!opener) return false;
+    Json::Value close;
+    close["targetId"] = info["targetId"];
+    connection_->Send("Target.closeTarget", close, "", nullptr);
+    EngineLog(kTnLogInfo, "Engine::OnBrowserTargetEvent",
+              "browser " + std::to_string(opener->id_) + ": a page it opened is closed (" +
+                  (info["url"].isString() ? info["url"].asString() : std::string()) + ")");
+    if (opener->alive() && opener->notify_) opener->notify_->OnPopup();
+    return true;
+  }
+  // The end of a page's own target, however it came (a shared worker may keep the page's
+  // session from saying so): the page has closed.
+  std::string target;
+  if (method == "Target.targetDestroyed" && params["targetId"].isString())
+    target = params["targetId"].asString();
+  if (method == "Target.detachedFromTarget" && params["sessionId"].isString()) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto it = bySession_.find(params["sessionId"].asString());
+    if (it != bySession_.end() && it->second->session_ == it->first) target = it->second->target_;
+  }
+  if (target.empty()) return method.rfind("Target.", 0) == 0;
+  PageBrowser* page = nullptr;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    for (PageBrowser* b : browsers_) {
+      if (b->target_ == target) page = b;
+    }
+  }
+  if (page) page->FinishClose();
+  return true;
 }
 
 }  // namespace xhav::cdp

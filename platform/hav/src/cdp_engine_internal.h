@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "hav/cdp_engine.h"
+#include "tnbase/logger.h"
 
 namespace xhav::cdp {
 
@@ -64,6 +65,31 @@ inline constexpr const char* kRoots[] = {"tavrin5main", "tavrin5", "tavrin4"};
 inline constexpr char kPagesHost[] = ".pages.invalid";
 inline constexpr char kFramesHost[] = ".frames.invalid";
 
+// Whether `url` (client form) is a page of the client's resource roots.
+inline bool IsClientPage(const std::string& url) {
+  for (const char* root : kRoots) {
+    const std::string origin = std::string("file://") + root;
+    if (url.compare(0, origin.size(), origin) == 0 &&
+        (url.size() == origin.size() || url[origin.size()] == '/'))
+      return true;
+  }
+  return false;
+}
+// Whether `origin` (as a request's Origin header gives it) is one of the client's pages.
+inline bool IsClientOrigin(const std::string& origin) {
+  for (const char* root : kRoots) {
+    if (origin == "https://" + std::string(root) + kPagesHost) return true;
+  }
+  return false;
+}
+// "scheme://host[:port]" of an address; the whole text when it has no "://".
+inline std::string OriginOf(const std::string& url) {
+  const auto scheme = url.find("://");
+  if (scheme == std::string::npos) return url;
+  const auto end = url.find_first_of("/?#", scheme + 3);
+  return url.substr(0, end);
+}
+
 inline std::string Utf8(TnString* s) { return s ? s->ToUTF8() : std::string(); }
 
 inline std::string Base64(const std::string& bytes) {
@@ -72,46 +98,93 @@ inline std::string Base64(const std::string& bytes) {
   return std::string(b.constData(), static_cast<std::size_t>(b.size()));
 }
 
-// The place of a page's call in its document's order: the shim numbers every call from 1 and
-// writes the number and the context first, `{"seq":N,"ctx":C,...`. False for a body without
-// them (a document's hello).
-inline bool ReadCallOrder(const std::string& body, int* seq, int* context) {
+// Writes one line of the engine's log (the client's logger).
+void EngineLog(int level, const char* function, const std::string& text);
+
+// A page's call as the shim writes it: its number in the document, the document's context and
+// the document's key come first, `{"seq":N,"ctx":C,"key":"K",...`. False for a body without
+// them (a document's hello, or a body that no shim wrote).
+struct CallHead {
+  int seq = 0;
+  int context = 0;
+  std::string key;
+};
+inline bool ReadCallHead(const std::string& body, CallHead* head) {
   int n = 0, c = 0, used = 0;
-  if (std::sscanf(body.c_str(), "{\"seq\":%d,\"ctx\":%d,%n", &n, &c, &used) != 2 || used == 0 ||
-      n <= 0) {
+  char key[65] = {0};
+  if (std::sscanf(body.c_str(), "{\"seq\":%d,\"ctx\":%d,\"key\":\"%64[0-9a-f]\",%n", &n, &c, key,
+                  &used) != 3 ||
+      used == 0 || n <= 0) {
     return false;
   }
-  *seq = n;
-  *context = c;
+  head->seq = n;
+  head->context = c;
+  head->key = key;
   return true;
 }
 
-// Keeps each document's calls in the order the page made them. Calls that need no answer
-// within the call come by the binding, the others as requests; the two ways do not keep order
-// between them, so a call runs only once every call numbered before it has been handed on.
-// The page waits in a synchronous call, so nothing numbered after one comes before it is done.
+// The documents whose calls the engine takes, each with its key, and the order of each one's
+// calls. A document's key is made by the engine and handed to the document alone (with its
+// hello's answer, or with its native object): a call runs only when it names a document that
+// is known here together with that document's key, so no frame can call as another document,
+// and calls that name no such document leave nothing behind.
+//
+// Calls that need no answer within the call come by the binding, the others as requests; the
+// two ways do not keep order between them, so a call runs only once every call numbered before
+// it has been handed on. The page waits in a synchronous call, so nothing numbered after one
+// comes before it is done.
 class Engine::CallOrder {
  public:
   using Key = std::pair<std::string, int>;  // session, context
-  // Runs `run` (UI thread) now, or when the calls before it have run.
-  void InTurn(const Key& key, int seq, std::function<void()> run) {
+  // A document's calls in flight that may wait for their turn, and how far ahead of its turn a
+  // call may be numbered: a page's calls never come further apart than that.
+  static constexpr std::size_t kMaxWaiting = 1024;
+  static constexpr int kMaxAhead = 1 << 16;
+
+  // Known from now on, with its key and the origin of its address (empty for a frame's).
+  void Admit(const Key& key, const std::string& secret, const std::string& origin) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    // A new renderer numbers its contexts anew: a context of a document that has gone may
+    // come again, as a new document.
+    Document& d = documents_[key] = Document();
+    d.secret = secret;
+    d.origin = origin;
+  }
+  // Whether `secret` is the key of the document `key`, which is known (or left a moment ago:
+  // `gone` then); `origin` gets the origin it had.
+  bool Proves(const Key& key, const std::string& secret, bool* gone = nullptr,
+              std::string* origin = nullptr) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto it = documents_.find(key);
+    if (it == documents_.end() || it->second.secret.empty() || it->second.secret != secret)
+      return false;
+    if (gone) *gone = it->second.gone;
+    if (origin) *origin = it->second.origin;
+    return true;
+  }
+  // Runs `run` (UI thread) now, or when the calls before it have run. A call of a document that
+  // is not known, or numbered beyond what a page makes, is dropped (false).
+  bool InTurn(const Key& key, int seq, std::function<void()> run) {
     {
       std::lock_guard<std::mutex> lock(mutex_);
-      Document& d = documents_[key];
+      auto doc = documents_.find(key);
+      if (doc == documents_.end()) return false;
+      Document& d = doc->second;
       if (!d.gone && seq > d.next) {
+        if (seq - d.next > kMaxAhead || d.waiting.size() >= kMaxWaiting) return false;
         d.waiting.emplace(seq, std::move(run));
-        return;
+        return true;
       }
     }
     for (;;) {
       run();
       std::lock_guard<std::mutex> lock(mutex_);
       auto doc = documents_.find(key);
-      if (doc == documents_.end() || doc->second.gone) return;
+      if (doc == documents_.end() || doc->second.gone) return true;
       Document& d = doc->second;
       d.next = std::max(d.next, seq + 1);
       auto due = d.waiting.find(d.next);
-      if (due == d.waiting.end()) return;
+      if (due == d.waiting.end()) return true;
       seq = due->first;
       run = std::move(due->second);
       d.waiting.erase(due);
@@ -120,7 +193,9 @@ class Engine::CallOrder {
   // From any thread: takes the turn of call `seq` when every call before it has run.
   bool TakeTurn(const Key& key, int seq) {
     std::lock_guard<std::mutex> lock(mutex_);
-    Document& d = documents_[key];
+    auto doc = documents_.find(key);
+    if (doc == documents_.end()) return false;
+    Document& d = doc->second;
     if (d.gone) return true;
     if (seq != d.next || !d.waiting.empty()) return seq < d.next;
     d.next = seq + 1;
@@ -136,20 +211,26 @@ class Engine::CallOrder {
       const bool old = it->second.gone && now - it->second.goneAt > std::chrono::seconds(10);
       it = old ? documents_.erase(it) : std::next(it);
     }
-    Document& d = documents_[{session, context}];
-    d.gone = true;
-    d.goneAt = now;
-    d.waiting.clear();
+    auto doc = documents_.find({session, context});
+    if (doc == documents_.end()) return;
+    doc->second.gone = true;
+    doc->second.goneAt = now;
+    doc->second.waiting.clear();
   }
-  // Every document of the session (its page has closed).
+  // Every document of the session (its page or frame has closed).
   void ForgetSession(const std::string& session) {
     std::lock_guard<std::mutex> lock(mutex_);
     documents_.erase(documents_.lower_bound({session, INT_MIN}),
                      documents_.upper_bound({session, INT_MAX}));
   }
+  std::size_t size() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return documents_.size();
+  }
 
  private:
   struct Document {
+    std::string secret, origin;
     int next = 1;
     std::map<int, std::function<void()>> waiting;
     bool gone = false;

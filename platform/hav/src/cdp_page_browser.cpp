@@ -1,6 +1,8 @@
 // The browser of one page target: its documents and their native objects, navigation and
 // history, frames of other sites. Its window, cookies and script are in cdp_page_window.cpp.
 
+#include <QUuid>
+
 #include "arg_list.h"
 #include "cdp_engine_internal.h"
 #include "cdp_render_side.h"
@@ -101,28 +103,36 @@ void PageBrowser::GoInHistory(int offset) {
       });
 }
 
-void PageBrowser::OnNewDocument(const std::string& session, int executionContextId) {
-  if (!documents_.emplace(std::make_pair(session, executionContextId), Document()).second) return;
-  render()->NewDocument(
-      {id_, session, executionContextId}, [this, session, executionContextId](const auto& names) {
-        auto it = documents_.find({session, executionContextId});
-        if (it == documents_.end()) return;
-        it->second.named = true;
-        it->second.names = names;
-        AnswerHellos();
-        if (names.empty() || !alive_ || !engine_->ok()) return;
-        Json::Value list(Json::arrayValue);
-        for (const std::string& name : names) list.append(name);
-        const std::string context = std::to_string(executionContextId);
-        // The shim normally stands in the document from its start; should the page have been
-        // faster than its registration, it comes with the object (it is made once per document).
-        Json::Value params;
-        params["expression"] = "window.__tnpcNames = " + WriteJson(list) +
-                               "; window.__tnpcContext = " + context + ";" + ShimScript() +
-                               "; window.__tnpcShim.install(window.__tnpcNames, " + context + ")";
-        params["contextId"] = executionContextId;
-        engine_->connection().Send("Runtime.evaluate", params, session, nullptr);
-      });
+void PageBrowser::OnNewDocument(const std::string& session, int executionContextId,
+                                bool mainFrame) {
+  auto [entry, added] = documents_.emplace(std::make_pair(session, executionContextId), Document());
+  if (!added) return;
+  // The document's key: only this document learns it, and each of its calls must carry it.
+  entry->second.key = QUuid::createUuid().toString(QUuid::Id128).toStdString();
+  engine_->order_->Admit({session, executionContextId}, entry->second.key,
+                         mainFrame ? OriginOf(url()) : std::string());
+  render()->NewDocument({id_, session, executionContextId},
+                        [this, session, executionContextId](const auto& names) {
+                          auto it = documents_.find({session, executionContextId});
+                          if (it == documents_.end()) return;
+                          it->second.named = true;
+                          it->second.names = names;
+                          AnswerHellos();
+                          if (names.empty() || !alive_ || !engine_->ok()) return;
+                          Json::Value list(Json::arrayValue);
+                          for (const std::string& name : names) list.append(name);
+                          const std::string context = std::to_string(executionContextId);
+                          // The shim normally stands in the document from its start; should the
+                          // page have been faster than its registration, it comes with the object
+                          // (it is made once per document, and skips its own hello: the object is
+                          // here).
+                          Json::Value params;
+                          params["expression"] = "window.__tnpcNames = true;" + ShimScript() +
+                                                 "; window.__tnpcShim.install(" + WriteJson(list) +
+                                                 ", " + context + ", \"" + it->second.key + "\")";
+                          params["contextId"] = executionContextId;
+                          engine_->connection().Send("Runtime.evaluate", params, session, nullptr);
+                        });
 }
 
 void PageBrowser::OnDocumentGone(const std::string& session, int executionContextId) {
@@ -158,6 +168,7 @@ void PageBrowser::AnswerHellos() {
     Json::Value reply;
     reply["handled"] = true;
     reply["ctx"] = hello.context;
+    reply["key"] = document->second.key;
     reply["names"] = Json::Value(Json::arrayValue);
     for (const std::string& name : document->second.names) reply["names"].append(name);
     hello.answer(WriteJson(reply));
@@ -199,21 +210,38 @@ void PageBrowser::OnPageCall(const std::string& session, const Json::Value& para
     }
     return;
   }
-  const DocumentId document{id_, session, params["executionContextId"].asInt()};
+  const int context = params["executionContextId"].asInt();
+  const DocumentId document{id_, session, context};
   std::string body = params["payload"].asString();
-  int seq = 0, context = 0;
-  if (!ReadCallOrder(body, &seq, &context)) {
-    render()->Call(document, body, false,
-                   engine_->TracedCall(id_, body, "binding", [](const std::string&) {}));
+  // A document that reaches neither the call origin nor dialogs: its calls come this way
+  // without their answers. The log says so once for the document.
+  if (body.rfind("{\"lost\":", 0) == 0) {
+    auto doc = documents_.find({session, context});
+    if (doc != documents_.end() && !doc->second.toldLost) {
+      doc->second.toldLost = true;
+      EngineLog(kTnLogError, "PageBrowser::OnPageCall",
+                "browser " + std::to_string(id_) +
+                    ": a document's policy refuses both the call origin and dialogs; its calls "
+                    "run without their answers");
+    }
+    return;
+  }
+  // The binding names the document that calls: the body must name the same one, with its key.
+  CallHead head;
+  if (!ReadCallHead(body, &head) || head.context != context ||
+      !engine_->order_->Proves({session, context}, head.key)) {
+    engine_->DropUnproven(this, "binding");
     return;
   }
   // The calls that need no answer within come this way, each in its turn.
-  engine_->order_->InTurn({session, context}, seq, [this, document, body = std::move(body)] {
-    if (alive_) {
-      render()->Call(document, body, false,
-                     engine_->TracedCall(id_, body, "binding", [](const std::string&) {}));
-    }
-  });
+  const bool inTurn = engine_->order_->InTurn(
+      {session, context}, head.seq, [this, document, body = std::move(body)] {
+        if (alive_) {
+          render()->Call(document, body, false,
+                         engine_->TracedCall(id_, body, "binding", [](const std::string&) {}));
+        }
+      });
+  if (!inTurn) engine_->DropUnproven(this, "binding");
 }
 
 void PageBrowser::OnFetchJSMessage(const Json::Value& payload) {
@@ -265,10 +293,36 @@ class PageBrowser::Frame final : public CefFrame {
   IMPLEMENT_REFCOUNTING(Frame);
 };
 
+bool PageBrowser::IsTrustedFrame(const std::string& session, const std::string& frameId) const {
+  if (session == session_) {
+    if (frameId == target_) return true;  // the main frame's id is its target's
+    auto child = childFrames_.find(frameId);
+    return child != childFrames_.end() && IsClientPage(child->second);
+  }
+  auto frame = frames_.find(session);
+  return frame != frames_.end() && frameId == frame->second->target &&
+         IsClientPage(frame->second->url);
+}
+
 void PageBrowser::OnFrameAttached(const std::string& session, const std::string& targetId) {
   frames_[session] = new Frame(session, targetId, static_cast<int64_t>(frames_.size()) + 1);
   engine_->SetUpSession(session);
   engine_->connection().Send("Runtime.runIfWaitingForDebugger", Json::Value(), session, nullptr);
+}
+
+void PageBrowser::ForgetDocuments(const std::string& session) {
+  std::vector<int> ids;
+  for (const auto& [key, document] : documents_) {
+    if (key.first == session) ids.push_back(key.second);
+  }
+  for (int id : ids) OnDocumentGone(session, id);
+}
+
+void PageBrowser::OnFrameDetached(const std::string& session) {
+  if (frames_.count(session) == 0) return;
+  ForgetDocuments(session);
+  frames_.erase(session);
+  engine_->order_->ForgetSession(session);
 }
 
 void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
@@ -280,32 +334,29 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
   const std::string frame = main ? target_ : attached->second->target;
   if (method == "Runtime.executionContextCreated") {
     const Json::Value& aux = params["context"]["auxData"];
-    if (aux["isDefault"].asBool() && aux["frameId"].asString() == frame) {
-      OnNewDocument(session, params["context"]["id"].asInt());
+    if (aux["isDefault"].isBool() && aux["isDefault"].asBool() && aux["frameId"] == frame &&
+        params["context"]["id"].isInt()) {
+      OnNewDocument(session, params["context"]["id"].asInt(), main);
     }
     return;
   }
   if (method == "Runtime.executionContextDestroyed") {
-    OnDocumentGone(session, params["executionContextId"].asInt());
+    if (params["executionContextId"].isInt())
+      OnDocumentGone(session, params["executionContextId"].asInt());
     return;
   }
-  if (method == "Runtime.executionContextsCleared" || (!main && method == "Inspector.detached")) {
-    std::vector<int> ids;
-    for (const auto& [key, document] : documents_) {
-      if (key.first == session) ids.push_back(key.second);
-    }
-    for (int id : ids) OnDocumentGone(session, id);
-    if (!main && method == "Inspector.detached") frames_.erase(session);
+  if (method == "Runtime.executionContextsCleared") {
+    ForgetDocuments(session);
+    return;
+  }
+  if (!main && method == "Inspector.detached") {
+    OnFrameDetached(session);
     return;
   }
   // The page's renderer died: its documents are gone, and the view hears of the crash. A
   // reload brings a new renderer.
   if (main && method == "Inspector.targetCrashed") {
-    std::vector<int> ids;
-    for (const auto& [key, document] : documents_) {
-      if (key.first == session) ids.push_back(key.second);
-    }
-    for (int id : ids) OnDocumentGone(session, id);
+    ForgetDocuments(session);
     if (notify_) notify_->OnRenderProcessTemerate(0, 2);
     return;
   }
@@ -346,7 +397,17 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
     AnswerHellosOfALeavingDocument();
     return;
   }
-  if (method == "Page.frameNavigated" && !params["frame"].isMember("parentId")) {
+  if (method == "Page.frameNavigated" && params["frame"].isMember("parentId")) {
+    if (params["frame"]["id"].isString() && params["frame"]["url"].isString())
+      childFrames_[params["frame"]["id"].asString()] =
+          Engine::ToClientUrl(params["frame"]["url"].asString());
+    return;
+  }
+  if (method == "Page.frameDetached" && params["frameId"].isString()) {
+    childFrames_.erase(params["frameId"].asString());
+    return;
+  }
+  if (method == "Page.frameNavigated" && params["frame"]["url"].isString()) {
     navigating_ = false;
     const std::string url = Engine::ToClientUrl(params["frame"]["url"].asString());
     std::unique_lock<std::mutex> lock(mutex_);
@@ -366,8 +427,12 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
       history_.push_back(url);
       index_ = static_cast<int>(history_.size()) - 1;
     }
+    const int index = index_, count = static_cast<int>(history_.size());
     lock.unlock();
     ReportState();
+    // The view's address is the committed document's before that document runs a line: its
+    // first calls are judged by it (the events of its document come after this one).
+    if (!stays && notify_) notify_->OnNavigationState(index, count);
     return;
   }
   // The main frame has stopped loading: a document is there. (Its load event can be missed

@@ -1,6 +1,7 @@
 // The client's page files, served to Chromium under reserved sites by intercepting their
 // requests, with the headers a file carries in "<file>.headers".
 
+#include <QString>
 #include <chrono>
 #include <fstream>
 #include <sstream>
@@ -57,7 +58,7 @@ std::string Engine::ToClientUrl(const std::string& url) {
 
 void Engine::ServeDesktopRequest(const std::string& session, const Json::Value& params) {
   const Json::Value& request = params["request"];
-  const std::string url = request["url"].asString();
+  const std::string url = request["url"].isString() ? request["url"].asString() : "";
   PageBrowser* page = nullptr;
   RequestTracer tracer;
   {
@@ -66,39 +67,64 @@ void Engine::ServeDesktopRequest(const std::string& session, const Json::Value& 
     if (it != bySession_.end()) page = it->second;
     tracer = requestTracer_;
   }
+  auto fail = [&](const char* reason) {
+    Json::Value failed;
+    failed["requestId"] = params["requestId"];
+    failed["errorReason"] = reason;
+    connection_->Send("Fetch.failRequest", failed, session, nullptr);
+  };
+  // The desktop serves the window's own main frame and frames of the client's pages: a frame
+  // of another site, or a worker, can't command the window or read its data.
+  const std::string frame = params["frameId"].isString() ? params["frameId"].asString() : "";
+  if (!page || !page->IsTrustedFrame(session, frame)) {
+    EngineLog(
+        kTnLogInfo, "Engine::ServeDesktopRequest",
+        "browser " + std::to_string(page ? page->id_ : 0) +
+            ": a desktop request of a frame that is not the window's is refused: " + PathOf(url));
+    fail("BlockedByClient");
+    return;
+  }
   Json::Value answer;
   answer["requestId"] = params["requestId"];
-  // Any page may read the answers: the origin is the desktop's, not the page's.
-  auto header = [&answer](const char* name, const char* value) {
+  auto header = [&answer](const char* name, const std::string& value) {
     Json::Value h;
     h["name"] = name;
     h["value"] = value;
     answer["responseHeaders"].append(h);
   };
-  header("Access-Control-Allow-Origin", "*");
-  header("Access-Control-Allow-Methods", "POST, GET, OPTIONS");
-  header("Access-Control-Allow-Headers", "*");
-  if (request["method"].asString() == "OPTIONS") {
+  // The answers are for the client's pages: only their origins may read them.
+  std::string origin;
+  if (request["headers"].isObject()) {
+    for (const std::string& name : request["headers"].getMemberNames()) {
+      if (request["headers"][name].isString() &&
+          QString::fromStdString(name).compare("origin", Qt::CaseInsensitive) == 0)
+        origin = request["headers"][name].asString();
+    }
+  }
+  if (IsClientOrigin(origin)) {
+    header("Access-Control-Allow-Origin", origin);
+    header("Access-Control-Allow-Methods", "POST, GET, OPTIONS");
+    header("Access-Control-Allow-Headers", "*");
+  }
+  header("Vary", "Origin");
+  if (request["method"] == "OPTIONS") {
     answer["responseCode"] = 204;
     connection_->Send("Fetch.fulfillRequest", answer, session, nullptr);
     return;
   }
   HandlerCreator* creator = FindCreator(page, url);
   if (!creator) {
-    // As for any unknown origin: no server answers.
-    Json::Value fail;
-    fail["requestId"] = params["requestId"];
-    fail["errorReason"] = "NameNotResolved";
-    connection_->Send("Fetch.failRequest", fail, session, nullptr);
+    fail("NameNotResolved");  // as for any unknown origin: no server answers
     return;
   }
   std::vector<std::string> body;
-  if (request["hasPostData"].asBool()) body.push_back(RequestBytes(request));
+  if (request["hasPostData"].isBool() && request["hasPostData"].asBool())
+    body.push_back(RequestBytes(request));
   const auto start = std::chrono::steady_clock::now();
   const ServedRequest served = ServeRequest(creator, url, body.empty() ? nullptr : &body);
   if (tracer) {
     const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
-    tracer(page ? page->id_ : 0, url, served.writes, took.count());
+    tracer(page->id_, url, served.writes, took.count());
   }
   std::string bytes;
   for (const std::string& write : served.writes) bytes += write;
@@ -109,6 +135,8 @@ void Engine::ServeDesktopRequest(const std::string& session, const Json::Value& 
 }
 
 void Engine::ServeResource(const std::string& session, const Json::Value& params) {
+  if (!params.isObject() || !params["request"].isObject() || !params["request"]["url"].isString())
+    return;
   const std::string url = params["request"]["url"].asString();
   if (IsIntercepted(url)) {
     ServeDesktopRequest(session, params);

@@ -15,16 +15,19 @@ constexpr char kShim[] = R"JS(
   // Captured at document start: pages may patch them.
   var stringify = JSON.stringify, parse = JSON.parse, XHR = window.XMLHttpRequest;
   var beacon = navigator.sendBeacon && navigator.sendBeacon.bind(navigator);
-  var context = 0;
+  var context = 0, key = '';
   var ask = window.prompt && window.prompt.bind(window);
-  // A call waits for its answer: a synchronous request to the reserved origin, or, once a
-  // Content Security Policy of the page has refused that request, a prompt that the engine
-  // answers (a channel no policy governs; the page's own requests stay under its policy).
-  // Functions that native code runs within the call come back with the answer and run before
-  // the call returns. A page going away may not wait (the browser refuses both then): a beacon
-  // carries the call, or else the binding. (No listener of page-hide here: one holds up the
-  // closing of a page.)
-  var viaPrompt = false;
+  // A call waits for its answer: a prompt that the engine answers (a channel that no Content
+  // Security Policy governs, so a page's policy neither refuses it nor reports it), or, where
+  // the page may not raise dialogs (a sandbox without modals), a synchronous request to the
+  // reserved origin. Functions that native code runs within the call come back with the
+  // answer and run before the call returns. A page going away may not wait (the browser
+  // refuses both then): a beacon carries the call, or else the binding. (No listener of
+  // page-hide here: one holds up the closing of a page.)
+  // (A frame's dialog is raised by its page, so frames take the request's way first.)
+  var top = false;
+  try { top = window.top === window; } catch (e) {}
+  var viaRequest = !top, lost = false;
   function request(path, body) {
     try {
       var x = new XHR();
@@ -53,10 +56,15 @@ constexpr char kShim[] = R"JS(
     return typeof answer === 'string' ? answer : null;
   }
   function exchange(path, body) {
-    var text = viaPrompt ? null : request(path, body);
-    if (text === null) {
-      text = prompted(path, body);
-      if (text !== null) viaPrompt = true;
+    var text = viaRequest ? request(path, body) : prompted(path, body);
+    if (text === null && !leaving()) {
+      viaRequest = !viaRequest;
+      text = viaRequest ? request(path, body) : prompted(path, body);
+    }
+    // Neither way answers: the engine's log says so, once.
+    if (text === null && !lost && !leaving() && typeof send === 'function') {
+      lost = true;
+      send('{"lost":true}');
     }
     try {
       return text === null ? null : parse(text);
@@ -78,7 +86,7 @@ constexpr char kShim[] = R"JS(
     return !!e && (e.type === 'pagehide' || e.type === 'unload' || e.type === 'beforeunload');
   }
   function call(name, args) {
-    var body = stringify({seq: ++seq, ctx: context, fn: name, args: args});
+    var body = stringify({seq: ++seq, ctx: context, key: key, fn: name, args: args});
     // Chromium drops the binding calls of a document that goes away: a call from the page's
     // handler of its leaving takes the request's way, and so a beacon's.
     if (typeof send === 'function' && !answered(name, args.length) && !leaving()) {
@@ -141,10 +149,11 @@ constexpr char kShim[] = R"JS(
     return v.v;
   }
   window.__tnpcShim = {
-    install: function (names, ctx) {
-      if (context === ctx) return;  // the object of this document is in place
+    install: function (names, ctx, k) {
+      if (context === ctx && key === k) return;  // the object of this document is in place
       var object = {};
       context = ctx;
+      key = k;
       names.forEach(function (name) {
         object[name] = function () {
           return call(name, encodeAll(arguments));
@@ -161,11 +170,8 @@ constexpr char kShim[] = R"JS(
       if (typeof f === 'function') f.apply(null, args.map(decode));
     }
   };
-  // The native side may have come first in this document.
-  if (window.__tnpcNames) {
-    window.__tnpcShim.install(window.__tnpcNames, window.__tnpcContext);
-    return;
-  }
+  // The native side may have come first in this document: it installs the object itself.
+  if (window.__tnpcNames) return;
   // The native object is there from the page's first line: the document asks for it before any
   // page script runs. The binding tells the engine which document asks (its call carries the
   // execution context); the request waits for the object's functions.
@@ -174,7 +180,8 @@ constexpr char kShim[] = R"JS(
   send(hello);
   var reply = exchange('hello', hello);
   // Without an answer the object comes from the native side once the document is known there.
-  if (reply && reply.handled && reply.names) window.__tnpcShim.install(reply.names, reply.ctx);
+  if (reply && reply.handled && reply.names && typeof reply.key === 'string')
+    window.__tnpcShim.install(reply.names, reply.ctx, reply.key);
 })();
 )JS";
 

@@ -72,7 +72,8 @@ class HAV_API PageBrowser final : public Browser {
   // The render side of this page: each new document (named by the session of its frame and
   // its execution context) gets the native object; page calls come by a binding or as
   // synchronous requests.
-  void OnNewDocument(const std::string& session, int executionContextId);
+  // `mainFrame`: the document of the page's main frame (its address is the page's).
+  void OnNewDocument(const std::string& session, int executionContextId, bool mainFrame = false);
   void OnDocumentGone(const std::string& session, int executionContextId);
   void OnPageCall(const std::string& session, const Json::Value& params);
   // The page's bridge hands over its queued messages: the view gets "havFetchJSMessage".
@@ -115,6 +116,10 @@ class HAV_API PageBrowser final : public Browser {
   void OnEvent(const std::string& method, const Json::Value& params, const std::string& session);
   // A frame of another site, a target of its own: it gets the same set-up as the page.
   void OnFrameAttached(const std::string& session, const std::string& targetId);
+  // That frame has gone.
+  void OnFrameDetached(const std::string& session);
+  // Every document of `session` has gone.
+  void ForgetDocuments(const std::string& session);
   // After a load: the history as the browser keeps it, then the view's notifications.
   void OnHistory(const Json::Value& result, int navigations);
   void FinishClose();
@@ -128,6 +133,11 @@ class HAV_API PageBrowser final : public Browser {
   std::string target_, session_, context_;
   class Frame;
   std::map<std::string, CefRefPtr<Frame>> frames_;  // cross-site frames by their session
+  // The addresses (client form) of the frames in the page's own process, by frame id.
+  std::map<std::string, std::string> childFrames_;
+  // Whether a request of `frameId` in `session` comes from the page's main frame or a frame of
+  // the client's pages: the frames that desktop commands serve.
+  bool IsTrustedFrame(const std::string& session, const std::string& frameId) const;
   HWND hwnd_ = nullptr;
   HWND hostWindow_ = nullptr;
   BrowserParam* settings_ = nullptr;  // made on first request
@@ -150,6 +160,8 @@ class HAV_API PageBrowser final : public Browser {
   struct Document {
     bool named = false;
     std::vector<std::string> names;
+    std::string key;        // the document's own: its calls carry it
+    bool toldLost = false;  // the log has said that it reaches no synchronous channel
   };
   std::map<std::pair<std::string, int>, Document> documents_;
   HandlerTable handlers_;  // this browser's own registrations
@@ -246,6 +258,8 @@ class HAV_API Engine {
    public:
     explicit CallAnswers(Connection* connection) : connection_(connection) {}
     void Fulfil(const std::string& session, const std::string& requestId, const std::string& reply);
+    // Sends a command without waiting for its answer.
+    void Send(const std::string& method, const Json::Value& params, const std::string& session);
     // Runs the page functions that `reply` holds for the call `body`, in its document.
     void RunDeferred(const std::string& session, const std::string& body, const std::string& reply);
     void Close() {
@@ -275,17 +289,24 @@ class HAV_API Engine {
   bool CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* notify, Browser** out);
   std::string ContextFor(const std::string& space);
   void OnEvent(const std::string& method, const Json::Value& params, const std::string& session);
+  // The browser's own target events: popups and pages' ends. True when it took the event.
+  bool OnBrowserTargetEvent(const std::string& method, const Json::Value& params);
   void ServeResource(const std::string& session, const Json::Value& params);
   // `hello`: the document asks for its object; otherwise a call of the render side.
   void ServeCall(const std::string& session, bool hello, const std::string& body,
                  const Json::Value& requestId);
   void ServeCallInTurn(const std::string& session, bool hello, const std::string& body,
-                       const Json::Value& requestId);
+                       const Json::Value& requestId, int context);
   void FulfilCall(const std::string& session, const Json::Value& requestId,
                   const std::string& reply);
   // `done` as it is, or, with a call tracer set, `done` that tells the tracer of the call first.
   using CallDone = std::function<void(const std::string&)>;
   CallDone TracedCall(int browser, const std::string& body, const char* way, CallDone done);
+  // A page's call whose document can't be proven (`way`: how it came), dropped and logged.
+  void DropUnproven(PageBrowser* page, const char* way);
+  // A dialog of a page's own, answered at once on the reader thread with the documented
+  // default (alert accepted, confirm false, prompt null, a leave question leaves), and logged.
+  void AnswerPageDialog(const std::string& session, const Json::Value& params);
   // The page-side set-up of a session (the page's or a frame's), each step answered.
   void SetUpSession(const std::string& session);
 
