@@ -1,0 +1,164 @@
+// Hostile and unusual pages on the Chromium engine: frames that write calls as another
+// document, navigations between client and foreign pages, frames of other sites at the desktop
+// origin, a page's own dialogs, workers, popups and a policy that shuts every channel.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "chromium_fixture.h"
+
+namespace {
+
+int CallsOf(tnmainui::ScriptedBusinessCore* core, const char16_t* action) {
+  const auto calls = core->calls();
+  return static_cast<int>(std::count_if(calls.begin(), calls.end(), [&](const auto& c) {
+    return c.action == action;
+  }));
+}
+
+}  // namespace
+
+TEST_F(ChromiumPages, AFrameCannotCallAsAnotherDocument) {
+  auto* page = Open(u"Forge", u"org-1", "file://tavrin5main/forge.html", "{}");
+  ASSERT_NE(page, nullptr);
+  AnswerEveryCallWith(u"for the page");
+  Json::Value results;
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) {
+    return r["forgedFrames"].asInt() == 2 && r["mine"].isString();
+  })) << results.toStyledString();
+  Pump([] { return false; }, 100);  // beacons and bindings a moment to arrive
+  ASSERT_TRUE(EvaluatePumping(page, "window.results", &results));
+  EXPECT_EQ(results["mine"].asString(), "for the page");
+  EXPECT_EQ(results["hijacked"].asInt(), 0);  // no forged answer ran the page's function
+  EXPECT_EQ(CallsOf(cores.back(), u"forged"), 0);
+  EXPECT_EQ(CallsOf(cores.back(), u"mine"), 1);
+  EXPECT_GT(log.CountPrefix("browser "), 0);
+  EXPECT_GT(log.Count(
+                "browser " + std::to_string(page->GetId()) +
+                    ": a call (request) that names no document of its own is dropped",
+                kTnLogInfo, "Engine::DropUnproven"),
+            0);
+}
+
+TEST_F(ChromiumPages, RightsFollowTheAddressThatTheMainFrameCommitted) {
+  auto* page = Open(u"Rights", u"org-1", "file://tavrin5/rights.html", "{}");
+  ASSERT_NE(page, nullptr);
+  AnswerEveryCallWith(u"ok");
+  ASSERT_TRUE(Pump([&] { return CallsOf(cores.back(), u"onload") == 1; }));
+  EXPECT_EQ(CallsOf(cores.back(), u"firstline"), 1);
+  // A foreign page reached from the client's: none of its calls has the client's rights.
+  page->LoadUrl("https://tavrin5.frames.invalid/rights.html");
+  Json::Value results;
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) {
+    return r["host"] == "tavrin5.frames.invalid" && r["loaded"].asBool();
+  })) << results.toStyledString();
+  Pump([] { return false; }, 60);
+  EXPECT_EQ(CallsOf(cores.back(), u"firstline"), 1);
+  EXPECT_EQ(CallsOf(cores.back(), u"onload"), 1);
+  // A client page reached from a foreign one: its first line already has them.
+  page->LoadUrl("file://tavrin5/rights.html");
+  EXPECT_TRUE(Pump([&] { return CallsOf(cores.back(), u"onload") == 2; }));
+  EXPECT_EQ(CallsOf(cores.back(), u"firstline"), 2);
+}
+
+TEST_F(ChromiumPages, AFrameOfAnotherSiteCannotCommandItsWindow) {
+  auto* page = Open(u"Probe", u"org-1", "file://tavrin5main/probe-host.html", "{}");
+  ASSERT_NE(page, nullptr);
+  Json::Value results;
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) {
+    return r["own"].isString() && r["frame"].isObject();
+  })) << results.toStyledString();
+  EXPECT_EQ(results["own"].asString(), "Probe");  // the window's own page reads its data
+  EXPECT_EQ(results["frame"]["init"].asString(), "refused");
+  EXPECT_EQ(results["frame"]["min"].asString(), "refused");
+  EXPECT_EQ(log.Count("browser " + std::to_string(page->GetId()) +
+                          ": a desktop request of a frame that is not the window's is refused: "
+                          "/window/min",
+                      kTnLogInfo, "Engine::ServeDesktopRequest"),
+            1);
+}
+
+TEST_F(ChromiumPages, APagesOwnDialogsAreAnsweredAndNeverBlockIt) {
+  auto* page = Open(u"Dialogs", u"org-1", "file://tavrin5main/dialogs.html", "{}");
+  ASSERT_NE(page, nullptr);
+  Json::Value results;
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) { return r["done"].asBool(); }))
+      << results.toStyledString();
+  EXPECT_EQ(results["alert"].asString(), "undefined");
+  EXPECT_EQ(results["confirm"], false);
+  EXPECT_TRUE(results["prompt"].isNull());
+  EXPECT_EQ(results["canGoBack"].asString(), "boolean");
+  // The host's evaluation on a page in a dialog: answered (this thread is not pumping).
+  Json::Value value;
+  ASSERT_TRUE(page->Evaluate("setTimeout(function () { alert('later'); }, 0); 1", &value));
+  Pump([] { return false; }, 20);
+  EXPECT_TRUE(page->Evaluate("2 + 2", &value, 3000));
+  EXPECT_EQ(value.asInt(), 4);
+  // A question before leaving lets the page go (the click gives it the user's activation).
+  ASSERT_TRUE(page->Click(5, 5));
+  page->LoadUrl("file://tavrin5main/index.html");
+  EXPECT_TRUE(Pump([&] { return page->url() == "file://tavrin5main/index.html"; }));
+  EXPECT_EQ(log.Count("a page's confirm is answered false: Go on?", kTnLogInfo,
+                      "Engine::AnswerPageDialog"),
+            1);
+}
+
+TEST_F(ChromiumPages, WorkersGetNothingOfThePageAndASharedWorkerHidesNoEnd) {
+  auto* page = Open(u"Workers", u"org-1", "file://tavrin5main/workers.html", "{}");
+  ASSERT_NE(page, nullptr);
+  Json::Value results;
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) {
+    return r["workers"].asInt() == 101;
+  })) << results.toStyledString();
+  EXPECT_EQ(results["native"].asInt(), 0);
+  EXPECT_TRUE(page->frame_sessions().empty());
+  page->Close(0);
+  EXPECT_TRUE(Pump([&] { return factory->size() == 0; }));
+  EXPECT_FALSE(page->alive());
+}
+
+TEST_F(ChromiumPages, APopupIsClosedAndItsOpenersViewHearsOfIt) {
+  auto* page = Open(u"Popup", u"org-1", "file://tavrin5main/popup.html", "{}");
+  ASSERT_NE(page, nullptr);
+  Json::Value results;
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) { return r.isObject(); }));
+  const std::size_t before = engine.browsers().size();
+  ASSERT_TRUE(page->Click(50, 50));
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) {
+    return r["opened"].asInt() == 1;
+  }));
+  // The view's own popup path made a browser of the engine's; the page's popup is gone.
+  ASSERT_TRUE(Pump([&] { return engine.browsers().size() == before + 1; }));
+  auto popups = [&] {
+    Json::Value targets;
+    int count = 0;
+    if (!engine.connection().Call("Target.getTargets", Json::Value(), "", &targets)) return -1;
+    for (const Json::Value& t : targets["targetInfos"]) count += t["openerId"] == page->target();
+    return count;
+  };
+  EXPECT_TRUE(Pump([&] { return popups() == 0; }));
+  EXPECT_EQ(log.CountPrefix("browser " + std::to_string(page->GetId()) +
+                            ": a page it opened is closed"),
+            1);
+}
+
+TEST_F(ChromiumPages, APolicyThatShutsEveryChannelIsToldOnceAndOthersSeeNoRefusal) {
+  auto* page = Open(u"Sandbox", u"org-1", "file://tavrin5main/csp-sandbox.html", "{}");
+  ASSERT_NE(page, nullptr);
+  Json::Value results;
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) { return r["done"].asBool(); }))
+      << results.toStyledString();
+  EXPECT_EQ(results["back0"].asString(), "undefined");
+  EXPECT_TRUE(Pump([&] {
+    return log.CountPrefix("browser " + std::to_string(page->GetId()) +
+                           ": a document's policy refuses both") == 1;
+  }));
+  // Under a policy that refuses the call origin, the engine's channel is no violation of it.
+  auto* strict = Open(u"Strict", u"org-1", "file://tavrin5main/csp-connect-none.html", "{}");
+  ASSERT_NE(strict, nullptr);
+  ASSERT_TRUE(PumpResults(strict, &results, [](const Json::Value& r) { return r["done"].asBool(); }));
+  EXPECT_EQ(results["canGoBack"].asString(), "boolean");
+  for (const Json::Value& v : results["violations"])
+    EXPECT_EQ(v.asString().find("tnpc-call"), std::string::npos) << v.asString();
+}
