@@ -12,9 +12,8 @@ namespace {
 
 int CallsOf(tnmainui::ScriptedBusinessCore* core, const char16_t* action) {
   const auto calls = core->calls();
-  return static_cast<int>(std::count_if(calls.begin(), calls.end(), [&](const auto& c) {
-    return c.action == action;
-  }));
+  return static_cast<int>(
+      std::count_if(calls.begin(), calls.end(), [&](const auto& c) { return c.action == action; }));
 }
 
 }  // namespace
@@ -34,10 +33,9 @@ TEST_F(ChromiumPages, AFrameCannotCallAsAnotherDocument) {
   EXPECT_EQ(CallsOf(cores.back(), u"forged"), 0);
   EXPECT_EQ(CallsOf(cores.back(), u"mine"), 1);
   EXPECT_GT(log.CountPrefix("browser "), 0);
-  EXPECT_GT(log.Count(
-                "browser " + std::to_string(page->GetId()) +
-                    ": a call (request) that names no document of its own is dropped",
-                kTnLogInfo, "Engine::DropUnproven"),
+  EXPECT_GT(log.Count("browser " + std::to_string(page->GetId()) +
+                          ": a call (request) that names no document of its own is dropped",
+                      kTnLogInfo, "Engine::DropUnproven"),
             0);
 }
 
@@ -125,9 +123,8 @@ TEST_F(ChromiumPages, APopupIsClosedAndItsOpenersViewHearsOfIt) {
   ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) { return r.isObject(); }));
   const std::size_t before = engine.browsers().size();
   ASSERT_TRUE(page->Click(50, 50));
-  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) {
-    return r["opened"].asInt() == 1;
-  }));
+  ASSERT_TRUE(
+      PumpResults(page, &results, [](const Json::Value& r) { return r["opened"].asInt() == 1; }));
   // The view's own popup path made a browser of the engine's; the page's popup is gone.
   ASSERT_TRUE(Pump([&] { return engine.browsers().size() == before + 1; }));
   auto popups = [&] {
@@ -138,9 +135,12 @@ TEST_F(ChromiumPages, APopupIsClosedAndItsOpenersViewHearsOfIt) {
     return count;
   };
   EXPECT_TRUE(Pump([&] { return popups() == 0; }));
-  EXPECT_EQ(log.CountPrefix("browser " + std::to_string(page->GetId()) +
-                            ": a page it opened is closed"),
-            1);
+  xhav::cdp::PageBrowser* popupView = engine.browsers().back();
+  popupView->Close(0);
+  EXPECT_TRUE(Pump([&] { return !popupView->alive(); }));
+  EXPECT_EQ(
+      log.CountPrefix("browser " + std::to_string(page->GetId()) + ": a page it opened is closed"),
+      1);
 }
 
 TEST_F(ChromiumPages, APolicyThatShutsEveryChannelIsToldOnceAndOthersSeeNoRefusal) {
@@ -157,7 +157,8 @@ TEST_F(ChromiumPages, APolicyThatShutsEveryChannelIsToldOnceAndOthersSeeNoRefusa
   // Under a policy that refuses the call origin, the engine's channel is no violation of it.
   auto* strict = Open(u"Strict", u"org-1", "file://tavrin5main/csp-connect-none.html", "{}");
   ASSERT_NE(strict, nullptr);
-  ASSERT_TRUE(PumpResults(strict, &results, [](const Json::Value& r) { return r["done"].asBool(); }));
+  ASSERT_TRUE(
+      PumpResults(strict, &results, [](const Json::Value& r) { return r["done"].asBool(); }));
   EXPECT_EQ(results["canGoBack"].asString(), "boolean");
   for (const Json::Value& v : results["violations"])
     EXPECT_EQ(v.asString().find("tnpc-call"), std::string::npos) << v.asString();

@@ -1,7 +1,9 @@
 // A worker reports whether the page's native channel reached it.
-var native = typeof self.__tnpcNative === 'function' || typeof self.tnpc !== 'undefined';
-if (typeof onconnect !== 'undefined' || typeof SharedWorkerGlobalScope !== 'undefined') {
-  self.onconnect = function (e) { e.ports[0].postMessage({native: native}); };
+var scope = /** @type {any} */ (self);
+var native = typeof scope.__tnpcNative === 'function' || typeof scope.tnpc !== 'undefined';
+if ('onconnect' in scope) {
+  // A shared worker: each page that connects hears it.
+  scope.onconnect = function (/** @type {MessageEvent} */ e) { e.ports[0].postMessage({native: native}); };
 } else {
-  self.postMessage({native: native});
+  scope.postMessage({native: native});
 }

@@ -20,13 +20,6 @@ constexpr char kDialogRequest[] = "dialog:";
 bool IsDialogRequest(const std::string& requestId) {
   return requestId.rfind(kDialogRequest, 0) == 0;
 }
-// The prompt texts of the shim: a part of a long body, a call, a document's hello.
-constexpr char kPromptPart[] = "tnpc-part\n";
-constexpr char kPromptCall[] = "tnpc-call\n";
-constexpr char kPromptHello[] = "tnpc-hello\n";
-bool StartsWith(const std::string& text, const char* prefix) { return text.rfind(prefix, 0) == 0; }
-// The longest call that a page sends as prompt parts.
-constexpr std::size_t kMaxPromptCall = 256u << 20;
 
 }  // namespace
 
@@ -34,7 +27,7 @@ bool Engine::TakeCallOnReader(const std::string& method, const Json::Value& para
                               const std::string& session) {
   if (method == "Page.javascriptDialogOpening") return DialogFromReader(session, params);
   if (method != "Fetch.requestPaused" || !params["requestId"].isString() ||
-      !IsCallUrl(params["request"]["url"])) {
+      !params["request"].isObject() || !IsCallUrl(params["request"]["url"])) {
     return false;
   }
   const std::string requestId = params["requestId"].asString();
@@ -178,36 +171,20 @@ bool Engine::CallFromReader(const std::string& session, const std::string& body,
 
 bool Engine::DialogFromReader(const std::string& session, const Json::Value& params) {
   const std::string message = params["message"].isString() ? params["message"].asString() : "";
-  const bool ours = params["type"] == "prompt" &&
-                    (StartsWith(message, kPromptPart) || StartsWith(message, kPromptHello) ||
-                     StartsWith(message, kPromptCall));
-  if (!ours) {
+  const std::string frame =
+      session + "\n" + (params["frameId"].isString() ? params["frameId"].asString() : "");
+  std::string body;
+  const PromptCalls::Kind kind =
+      params["type"] == "prompt" ? prompts_->Take(frame, message, &body) : PromptCalls::Kind::kNone;
+  if (kind == PromptCalls::Kind::kNone) {
     AnswerPageDialog(session, params);
     return true;
   }
-  // A long call comes in parts; each frame's parts are its own.
-  const std::string parts =
-      session + "\n" + (params["frameId"].isString() ? params["frameId"].asString() : "");
-  std::string body;
-  bool hello = false;
-  {
-    std::lock_guard<std::mutex> lock(dialogMutex_);
-    if (StartsWith(message, kPromptPart)) {
-      std::string& gathered = dialogParts_[parts];
-      // No call of a page is that long: a page that sends parts without end loses them.
-      if (gathered.size() > kMaxPromptCall) gathered.clear();
-      gathered += message.substr(std::strlen(kPromptPart));
-      answers_->Fulfil(session, kDialogRequest + session, "");
-      return true;
-    }
-    hello = StartsWith(message, kPromptHello);
-    auto gathered = dialogParts_.find(parts);
-    if (gathered != dialogParts_.end()) {
-      body = std::move(gathered->second);
-      dialogParts_.erase(gathered);
-    }
-    body += message.substr(std::strlen(hello ? kPromptHello : kPromptCall));
+  if (kind == PromptCalls::Kind::kPart) {
+    answers_->Fulfil(session, kDialogRequest + session, "");
+    return true;
   }
+  const bool hello = kind == PromptCalls::Kind::kHello;
   const std::string requestId = kDialogRequest + session;
   watchdog_->Watch(requestId, session);
   if (!hello && CallFromReader(session, body, requestId)) return true;

@@ -65,6 +65,7 @@ Engine::Engine(EngineOptions options, int processType)
   discover["discover"] = true;
   connection_->Call("Target.setDiscoverTargets", discover, "", nullptr);
   order_ = std::make_unique<CallOrder>();
+  prompts_ = std::make_unique<PromptCalls>();
   watchdog_ = std::make_unique<SyncWatchdog>(
       options_.syncCallLimitMs, [this](const std::string& session, const std::string& request) {
         FulfilCall(session, request, "{\"handled\":false}");

@@ -36,9 +36,12 @@ inline constexpr char kPingUrl[] = "https://tnpc-call.pages.invalid/ping";
 
 // What the page posted with its request.
 inline std::string RequestBody(const Json::Value& request) {
+  if (!request.isObject()) return "";
   if (request["postData"].isString()) return request["postData"].asString();
   const Json::Value& entries = request["postDataEntries"];
-  if (!entries.isArray() || entries.size() == 0 || !entries[0]["bytes"].isString()) return "";
+  if (!entries.isArray() || entries.size() == 0 || !entries[0].isObject() ||
+      !entries[0]["bytes"].isString())
+    return "";
   const QByteArray bytes =
       QByteArray::fromBase64(QByteArray::fromStdString(entries[0]["bytes"].asString()));
   return std::string(bytes.constData(), static_cast<std::size_t>(bytes.size()));
@@ -47,11 +50,12 @@ inline std::string RequestBody(const Json::Value& request) {
 // The bytes that the page posted, whole (every entry of the body, in order).
 inline std::string RequestBytes(const Json::Value& request) {
   std::string bytes;
+  if (!request.isObject()) return bytes;
   const Json::Value& entries = request["postDataEntries"];
   if (!entries.isArray())
     return request["postData"].isString() ? request["postData"].asString() : "";
   for (const Json::Value& entry : entries) {
-    if (!entry["bytes"].isString()) continue;
+    if (!entry.isObject() || !entry["bytes"].isString()) continue;
     const QByteArray b =
         QByteArray::fromBase64(QByteArray::fromStdString(entry["bytes"].asString()));
     bytes.append(b.constData(), static_cast<std::size_t>(b.size()));
@@ -98,6 +102,17 @@ inline std::string Base64(const std::string& bytes) {
   return std::string(b.constData(), static_cast<std::size_t>(b.size()));
 }
 
+// What the engine does with a page's request to the desktop origin before a handler runs:
+// refuse it (a frame that is not the window's: `trustedFrame` false), answer a preflight, or
+// serve it with the posted bytes; with the headers of the answer.
+struct DesktopPlan {
+  enum Kind { kRefuse, kPreflight, kServe } kind = kRefuse;
+  std::string url;
+  std::vector<std::pair<std::string, std::string>> headers;
+  std::vector<std::string> body;  // the posted bytes, when there are any
+};
+HAV_API DesktopPlan PlanDesktopRequest(const Json::Value& params, bool trustedFrame);
+
 // Writes one line of the engine's log (the client's logger).
 void EngineLog(int level, const char* function, const std::string& text);
 
@@ -133,7 +148,7 @@ inline bool ReadCallHead(const std::string& body, CallHead* head) {
 // two ways do not keep order between them, so a call runs only once every call numbered before
 // it has been handed on. The page waits in a synchronous call, so nothing numbered after one
 // comes before it is done.
-class Engine::CallOrder {
+class CallOrder {
  public:
   using Key = std::pair<std::string, int>;  // session, context
   // A document's calls in flight that may wait for their turn, and how far ahead of its turn a
@@ -238,6 +253,49 @@ class Engine::CallOrder {
   };
   std::mutex mutex_;
   std::map<Key, Document> documents_;
+};
+
+// The calls that come as prompts (see the shim): "tnpc-part\n" carries a part of a long body,
+// "tnpc-call\n" and "tnpc-hello\n" its last part. Each frame's parts are its own; no call of a
+// page is as long as `kMaxCall`, and a frame that sends parts without end loses them.
+class PromptCalls {
+ public:
+  static constexpr std::size_t kMaxCall = 256u << 20;
+  enum class Kind { kNone, kPart, kCall, kHello };
+  // What `message` is; for a call or a hello, `body` gets the whole body.
+  Kind Take(const std::string& frame, const std::string& message, std::string* body) {
+    static constexpr char kPart[] = "tnpc-part\n", kCallText[] = "tnpc-call\n",
+                          kHelloText[] = "tnpc-hello\n";
+    const bool part = message.rfind(kPart, 0) == 0, hello = message.rfind(kHelloText, 0) == 0;
+    if (!part && !hello && message.rfind(kCallText, 0) != 0) return Kind::kNone;
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (part) {
+      std::string& gathered = parts_[frame];
+      if (gathered.size() + message.size() > kMaxCall) gathered.clear();
+      gathered.append(message, sizeof(kPart) - 1, std::string::npos);
+      return Kind::kPart;
+    }
+    body->clear();
+    auto gathered = parts_.find(frame);
+    if (gathered != parts_.end()) {
+      body->swap(gathered->second);
+      parts_.erase(gathered);
+    }
+    body->append(message, hello ? sizeof(kHelloText) - 1 : sizeof(kCallText) - 1,
+                 std::string::npos);
+    return hello ? Kind::kHello : Kind::kCall;
+  }
+  // The frames' parts of a session that has gone.
+  void Forget(const std::string& session) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    for (auto it = parts_.lower_bound(session);
+         it != parts_.end() && it->first.compare(0, session.size(), session) == 0;)
+      it = parts_.erase(it);
+  }
+
+ private:
+  std::mutex mutex_;
+  std::map<std::string, std::string> parts_;  // "<session>\n<frame>" -> the parts so far
 };
 
 // Answers a page's synchronous call that the UI thread has not served within the limit, so a

@@ -490,7 +490,11 @@ void PageBrowser::OnHistory(const Json::Value& result, int navigations) {
 void PageBrowser::FinishClose() {
   if (!alive_.exchange(false)) return;
   engine_->order_->ForgetSession(session_);
-  for (const auto& [session, frame] : frames_) engine_->order_->ForgetSession(session);
+  engine_->prompts_->Forget(session_);
+  for (const auto& [session, frame] : frames_) {
+    engine_->order_->ForgetSession(session);
+    engine_->prompts_->Forget(session);
+  }
   render()->PageClosed(id_);
   if (notify_) notify_->OnBeforeBrowserClose();
   win::DestroyWindow(hwnd_);

@@ -56,42 +56,14 @@ std::string Engine::ToClientUrl(const std::string& url) {
   return url;
 }
 
-void Engine::ServeDesktopRequest(const std::string& session, const Json::Value& params) {
+DesktopPlan PlanDesktopRequest(const Json::Value& params, bool trustedFrame) {
+  DesktopPlan plan;
   const Json::Value& request = params["request"];
-  const std::string url = request["url"].isString() ? request["url"].asString() : "";
-  PageBrowser* page = nullptr;
-  RequestTracer tracer;
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    auto it = bySession_.find(session);
-    if (it != bySession_.end()) page = it->second;
-    tracer = requestTracer_;
-  }
-  auto fail = [&](const char* reason) {
-    Json::Value failed;
-    failed["requestId"] = params["requestId"];
-    failed["errorReason"] = reason;
-    connection_->Send("Fetch.failRequest", failed, session, nullptr);
-  };
+  if (!request.isObject() || !request["url"].isString()) return plan;
+  plan.url = request["url"].asString();
   // The desktop serves the window's own main frame and frames of the client's pages: a frame
   // of another site, or a worker, can't command the window or read its data.
-  const std::string frame = params["frameId"].isString() ? params["frameId"].asString() : "";
-  if (!page || !page->IsTrustedFrame(session, frame)) {
-    EngineLog(
-        kTnLogInfo, "Engine::ServeDesktopRequest",
-        "browser " + std::to_string(page ? page->id_ : 0) +
-            ": a desktop request of a frame that is not the window's is refused: " + PathOf(url));
-    fail("BlockedByClient");
-    return;
-  }
-  Json::Value answer;
-  answer["requestId"] = params["requestId"];
-  auto header = [&answer](const char* name, const std::string& value) {
-    Json::Value h;
-    h["name"] = name;
-    h["value"] = value;
-    answer["responseHeaders"].append(h);
-  };
+  if (!trustedFrame) return plan;
   // The answers are for the client's pages: only their origins may read them.
   std::string origin;
   if (request["headers"].isObject()) {
@@ -102,29 +74,71 @@ void Engine::ServeDesktopRequest(const std::string& session, const Json::Value& 
     }
   }
   if (IsClientOrigin(origin)) {
-    header("Access-Control-Allow-Origin", origin);
-    header("Access-Control-Allow-Methods", "POST, GET, OPTIONS");
-    header("Access-Control-Allow-Headers", "*");
+    plan.headers = {{"Access-Control-Allow-Origin", origin},
+                    {"Access-Control-Allow-Methods", "POST, GET, OPTIONS"},
+                    {"Access-Control-Allow-Headers", "*"}};
   }
-  header("Vary", "Origin");
+  plan.headers.emplace_back("Vary", "Origin");
   if (request["method"] == "OPTIONS") {
+    plan.kind = DesktopPlan::kPreflight;
+    return plan;
+  }
+  plan.kind = DesktopPlan::kServe;
+  if (request["hasPostData"].isBool() && request["hasPostData"].asBool())
+    plan.body.push_back(RequestBytes(request));
+  return plan;
+}
+
+void Engine::ServeDesktopRequest(const std::string& session, const Json::Value& params) {
+  PageBrowser* page = nullptr;
+  RequestTracer tracer;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto it = bySession_.find(session);
+    if (it != bySession_.end()) page = it->second;
+    tracer = requestTracer_;
+  }
+  const std::string frame = params["frameId"].isString() ? params["frameId"].asString() : "";
+  DesktopPlan plan = PlanDesktopRequest(params, page && page->IsTrustedFrame(session, frame));
+  auto fail = [&](const char* reason) {
+    Json::Value failed;
+    failed["requestId"] = params["requestId"];
+    failed["errorReason"] = reason;
+    connection_->Send("Fetch.failRequest", failed, session, nullptr);
+  };
+  if (plan.kind == DesktopPlan::kRefuse) {
+    EngineLog(kTnLogInfo, "Engine::ServeDesktopRequest",
+              "browser " + std::to_string(page ? page->id_ : 0) +
+                  ": a desktop request of a frame that is not the window's is refused: " +
+                  PathOf(plan.url));
+    fail("BlockedByClient");
+    return;
+  }
+  Json::Value answer;
+  answer["requestId"] = params["requestId"];
+  auto header = [&answer](const std::string& name, const std::string& value) {
+    Json::Value h;
+    h["name"] = name;
+    h["value"] = value;
+    answer["responseHeaders"].append(h);
+  };
+  for (const auto& [name, value] : plan.headers) header(name, value);
+  if (plan.kind == DesktopPlan::kPreflight) {
     answer["responseCode"] = 204;
     connection_->Send("Fetch.fulfillRequest", answer, session, nullptr);
     return;
   }
-  HandlerCreator* creator = FindCreator(page, url);
+  HandlerCreator* creator = FindCreator(page, plan.url);
   if (!creator) {
     fail("NameNotResolved");  // as for any unknown origin: no server answers
     return;
   }
-  std::vector<std::string> body;
-  if (request["hasPostData"].isBool() && request["hasPostData"].asBool())
-    body.push_back(RequestBytes(request));
   const auto start = std::chrono::steady_clock::now();
-  const ServedRequest served = ServeRequest(creator, url, body.empty() ? nullptr : &body);
+  const ServedRequest served =
+      ServeRequest(creator, plan.url, plan.body.empty() ? nullptr : &plan.body);
   if (tracer) {
     const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
-    tracer(page->id_, url, served.writes, took.count());
+    tracer(page->id_, plan.url, served.writes, took.count());
   }
   std::string bytes;
   for (const std::string& write : served.writes) bytes += write;

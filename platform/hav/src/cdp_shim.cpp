@@ -55,10 +55,13 @@ constexpr char kShim[] = R"JS(
     var answer = ask('tnpc-' + path + '\n' + body.slice(at));
     return typeof answer === 'string' ? answer : null;
   }
+  // A document's hello takes the request's way first: a dialog at a document's start holds up
+  // a navigation that overtakes it.
   function exchange(path, body) {
-    var text = viaRequest ? request(path, body) : prompted(path, body);
+    var first = viaRequest || path === 'hello';
+    var text = first ? request(path, body) : prompted(path, body);
     if (text === null && !leaving()) {
-      viaRequest = !viaRequest;
+      viaRequest = !first;
       text = viaRequest ? request(path, body) : prompted(path, body);
     }
     // Neither way answers: the engine's log says so, once.

@@ -38,6 +38,8 @@ struct EngineOptions {
 
 class Engine;
 class PageBrowser;
+class CallOrder;
+class PromptCalls;
 class RenderSide;
 
 class HAV_API PageBrowser final : public Browser {
@@ -252,7 +254,6 @@ class HAV_API Engine {
   class CoreImpl;
   class Link;
   class SyncWatchdog;
-  class CallOrder;
   // Answers the pages' call requests from any thread until closed.
   class CallAnswers {
    public:
@@ -329,7 +330,7 @@ class HAV_API Engine {
   std::map<std::string, PageBrowser*> bySession_;
   std::map<std::string, std::string> contexts_;  // cookie space -> browser context
   std::mutex dialogMutex_;
-  std::map<std::string, std::string> dialogParts_;  // session -> the parts of a call so far
+  std::unique_ptr<PromptCalls> prompts_;  // the parts of calls that come as prompts
   // session -> (hello, body) of a prompted call that the UI thread serves
   std::map<std::string, std::pair<bool, std::string>> dialogCalls_;
   BindingHandler bindingHandler_;
