@@ -145,6 +145,7 @@ void Transfers();          // a light app downloads, uploads and saves files
 void WindowsAndDialogs();  // a page opens light windows and asks the main page for a dialog
 void Choosers();           // a light app chooses pictures, a file and a contact
 void Conformance();        // the light-app conformance page: all thirty SDK names once
+void PageGuests();         // a light app's cross-site frame, worker and dialogs, and their rights
 void TypicalRequest();     // one business action over two processes and a socket
 void SessionTimeline();    // the timeline page draws the session's own trace
 

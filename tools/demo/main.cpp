@@ -30,7 +30,8 @@ int main(int argc, char** argv) {
                {"transfers", Transfers},
                {"windows and dialogs", WindowsAndDialogs},
                {"choosers", Choosers},
-               {"conformance", Conformance}};
+               {"conformance", Conformance},
+               {"a light app's guests", PageGuests}};
   for (const auto& part : parts) {
     if (only && std::atoi(only) != ++index) continue;
     SetTracePart(part.name);
