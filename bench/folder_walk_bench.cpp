@@ -76,7 +76,7 @@ void Du(const std::string& path) {
 
 uint64_t Walk(int64_t limit) {
   tnwebui::FolderEntries entries;
-  uint64_t total = 0;
+  int64_t total = 0;
   tnwebui::WalkFolder(tnwebui::Utf8ToWide(TheTree().root()), u"*.*", entries, total, limit);
   return total;
 }

@@ -183,6 +183,33 @@ TEST_F(Choosers, VideosAnswerOnePerFileWithinTheirLongestDuration) {
               ElementsAre(Answer(6, tnwebui::sdk::kResultNotJson, "")));
 }
 
+// A translation whose tip takes no value keeps its "%" signs as text; one that takes a file's
+// name formats it.
+TEST_F(Choosers, ATipWithoutAValueShowsItsTranslationAsItIs) {
+  struct PercentTexts final : StringTableService {
+    bool LoadString(const char* key, char* buffer, uint32_t size) override {
+      if (std::strcmp(key, "IDS_STR_BUTTON_RESTORE") == 0) {
+        std::snprintf(buffer, size, "%%s: over 100%%%%");
+      } else {
+        std::snprintf(buffer, size, "%s %%d%%s%%%%", key);
+      }
+      return true;
+    }
+  } texts;
+  host.SetService(SID_StringTableService, static_cast<StringTableService*>(&texts));
+  const std::size_t tips = win::TimedTipsShown().size();
+  HostAnswers(u"[{},{}]");
+  Call("media.chooseImage", R"({"payload":{"count":1}})");
+  HostAnswers(u"[{\"filePath\":\"/v/bad.mp4\",\"duration\":-1}]");
+  Call("media.chooseVideo", "{}");
+  HostAnswers(u"[{\"fileName\":\"big.bin\",\"fileSize\":9}]");
+  Call("biz.chooseLocalFile", R"({"payload":{"max":5,"maxSize":1}})");
+  host.SetService(SID_StringTableService, static_cast<StringTableService*>(&host.strings));
+  EXPECT_THAT(TipsFrom(tips),
+              ElementsAre("IDS_STR_TIPS_FILEMAXCOUNT %d%s%%", "IDS_STR_TIPS_VIDEOINVALID %d%s%%",
+                          "big.bin: over 100%"));
+}
+
 TEST_F(Choosers, ThePickersResultIsTheAnswerAndAnyEventEndsTheChooser) {
   const int live = JsSdkFunction::Live();
   EXPECT_TRUE(Call("biz.chooseContacts", R"({"payload":{"max":3}})").empty());

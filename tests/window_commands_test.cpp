@@ -133,10 +133,12 @@ TEST_F(WindowCommands, LinksToFoldersAreNotFollowedAndTheWalkStopsAtTheFirstFile
   EXPECT_EQ(Data(replies.at(0))["fileSize"].asUInt64(), 5u);
   // Past the limit at the first file: nothing more is collected.
   tnwebui::FolderEntries entries;
-  uint64_t total = 0;
+  int64_t total = 0;
   EXPECT_TRUE(tnwebui::WalkFolder(tnwebui::Utf8ToWide(big), u"*.*", entries, total, 10));
   EXPECT_TRUE(entries.empty());
-  EXPECT_EQ(total, 1ULL << 32);
+  EXPECT_EQ(total, 1LL << 32);
+  // A negative limit is passed at the first file.
+  EXPECT_EQ(Codes(Run("/window/getfoldersize", Items({"-1", box}))), std::vector<int>{-2});
 }
 
 TEST_F(WindowCommands, TheFolderChooserAndTheTemporaryFolder) {

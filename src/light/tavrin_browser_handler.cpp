@@ -57,7 +57,7 @@ std::string FileNameOf(const std::string& path) {
 }  // namespace
 
 bool WalkFolder(std::u16string folder, const std::u16string& filter, FolderEntries& entries,
-                uint64_t& total, int64_t limit) {
+                int64_t& total, int64_t limit) {
   if (folder.empty() || folder.back() != win::kPathSeparator) folder += win::kPathSeparator;
   win::FindData data;
   win::FindHandle find = win::FindFirstFileW(folder + u"*.*", &data);
@@ -77,8 +77,9 @@ bool WalkFolder(std::u16string folder, const std::u16string& filter, FolderEntri
     const std::u16string extension = dot == std::u16string::npos ? name : name.substr(dot + 1);
     if (filter.find(extension) == std::u16string::npos && filter != u"*.*") continue;
     const uint64_t size = (static_cast<uint64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
-    total += size;
-    if (total > static_cast<uint64_t>(limit)) {
+    // Signed as the limit: a negative limit is passed by the first file, even an empty one.
+    total += static_cast<int64_t>(size);
+    if (total > limit) {
       win::FindClose(find);
       return true;
     }
@@ -96,7 +97,7 @@ bool FolderSize(const std::string& limitText, const std::string& path, Json::Val
   if (path.empty()) reply(reply::kFolderPathEmpty);
   const std::string native = NativeSeparators(path);
   FolderEntries entries;
-  uint64_t total = 0;
+  int64_t total = 0;
   if (WalkFolder(Utf8ToWide(native), u"*.*", entries, total, limit)) {
     reply(reply::kFolderOverLimit);
     return false;

@@ -105,7 +105,7 @@ using FolderEntries = std::vector<std::pair<uint64_t, std::u16string>>;
 // collects them in `entries`. True as soon as the total passes `limit` (the rest isn't
 // walked). Folders that are links or junctions aren't followed.
 bool WalkFolder(std::u16string folder, const std::u16string& filter, FolderEntries& entries,
-                uint64_t& total, int64_t limit);
+                int64_t& total, int64_t limit);
 // /window/getfoldersize's measure: the folder's JSON in `folder` and true, or false after
 // `reply` got -2 (over `limitText`, 100 MiB when empty). An empty path gets -3 and is walked
 // all the same.

@@ -29,7 +29,9 @@ std::string ExtensionWithoutPoint(const std::string& path) {
 
 // ---- what every chooser shares
 
-void JsSdkChooser::ShowKeyTip(const char* key, const std::string& argument) {
+void JsSdkChooser::ShowKeyTip(const char* key) { ShowTimedTip(Utf8ToWide(LocalisedText(key))); }
+
+void JsSdkChooser::ShowKeyTipWith(const char* key, const std::string& argument) {
   std::u16string tip;
   FormatWide(tip, Utf8ToWide(LocalisedText(key)).c_str(), Utf8ToWide(argument));
   ShowTimedTip(tip);
@@ -77,7 +79,7 @@ void JSChooseFile::OnBusinessResult(const char16_t*, const char16_t*, const char
     const std::string fileName = JsonString(file, "fileName");
     const int64_t size = SizeOf(file["fileSize"]);
     if (size > maxSize) {
-      ShowKeyTip("IDS_STR_BUTTON_RESTORE", fileName);  // the client's key for this tip
+      ShowKeyTipWith("IDS_STR_BUTTON_RESTORE", fileName);  // the client's key for this tip
       continue;
     }
     if (size == 0) {

@@ -17,8 +17,10 @@ namespace tnwebui {
 // A chooser asks the host once and ends when its answer is in.
 class JsSdkChooser : public JsSdkHeldFunction {
  protected:
-  // `text` of language key `key` as the tip's format, with `fileName` for its "%s".
-  static void ShowKeyTip(const char* key, const std::string& argument = std::string());
+  // The text of language key `key`, shown as it is (a "%" in a translation stays a "%").
+  static void ShowKeyTip(const char* key);
+  // The text of language key `key` as the tip's format, with `argument` for its "%s".
+  static void ShowKeyTipWith(const char* key, const std::string& argument);
 };
 
 class JSChooseFile final : public JsSdkChooser {
