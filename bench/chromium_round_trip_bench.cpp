@@ -6,11 +6,15 @@
 // business action is measured with the render side in this process and in a render host process.
 // All are timed from a Runtime.evaluate that waits for the page's promise, so the evaluate's own
 // cost is in each. Prints the median and the 99th percentile.
+// Last, the wait of a window command that the host posts to the UI thread while the page floods
+// it with business actions, beside the same wait on an idle page (the worst wait as a counter).
 
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <thread>
 #include <vector>
 
 #include "floor_ratio.h"
@@ -162,11 +166,69 @@ void BM_PageSyncCall_Floor(benchmark::State& state) {
           "return Promise.resolve(x.status === 200); })()");
 }
 
+// Posts a window command to the UI thread every 20 ms and times each until it ran; `flood`: the
+// page makes business actions without pause meanwhile, and the run waits for their answers.
+void WindowCommandWaits(benchmark::State& state, bool flood) {
+  Pages& pages = Shared(false);
+  if (!pages.ok()) {
+    state.SkipWithError("Chromium is not available");
+    return;
+  }
+  Json::Value started;
+  if (flood && !pages.page->Evaluate(R"JS(window.flood = {sent: 0, answered: 0, stop: false};
+        (function burst() {
+          for (var i = 0; i < 10; ++i)
+            tnpc.exebusinessaction('Contact', 'Ping', '', '{}', String(++flood.sent),
+                                   function () { flood.answered++; });
+          if (!flood.stop) setTimeout(burst, 0);
+        })(); true)JS",
+                                     &started)) {
+    state.SkipWithError("the page did not start its flood");
+    return;
+  }
+  using Clock = std::chrono::steady_clock;
+  std::vector<double> samples;
+  for (auto _ : state) {
+    auto served = std::make_shared<std::atomic<bool>>(false);
+    const auto posted = Clock::now();
+    pages.engine->ui().PostTask([&pages, served] {
+      pages.page->MoveWindow(10, 10, 800, 600);
+      *served = true;
+    });
+    while (!*served) std::this_thread::sleep_for(std::chrono::microseconds(100));
+    const double waited = std::chrono::duration<double, std::micro>(Clock::now() - posted).count();
+    samples.push_back(waited);
+    state.SetIterationTime(waited / 1e6);
+    state.PauseTiming();
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    state.ResumeTiming();
+  }
+  if (flood) {
+    Json::Value flooded;
+    pages.page->Evaluate("flood.stop = true; flood.sent", &flooded);
+    state.counters["calls"] = flooded.asDouble();
+    for (int i = 0; i < 600; ++i) {
+      if (pages.page->Evaluate("flood.answered === flood.sent", &flooded) && flooded.asBool())
+        break;
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+  }
+  std::sort(samples.begin(), samples.end());
+  state.counters["p50_us"] = samples[samples.size() / 2];
+  state.counters["p99_us"] = samples[std::min(samples.size() - 1, samples.size() * 99 / 100)];
+  state.counters["worst_us"] = samples.back();
+}
+
+void BM_WindowCommandUnderFlood(benchmark::State& state) { WindowCommandWaits(state, true); }
+void BM_WindowCommandUnderFlood_Floor(benchmark::State& state) { WindowCommandWaits(state, false); }
+
 BENCHMARK(BM_PageBusinessAction)->Iterations(300)->UseRealTime();
 BENCHMARK(BM_PageBusinessAction_RenderHost)->Iterations(300)->UseRealTime();
 BENCHMARK(BM_PageBusinessAction_Floor)->Iterations(300)->UseRealTime();
 BENCHMARK(BM_PageSyncCall)->Iterations(300)->UseRealTime();
 BENCHMARK(BM_PageSyncCall_Floor)->Iterations(300)->UseRealTime();
+BENCHMARK(BM_WindowCommandUnderFlood)->Iterations(250)->UseManualTime();
+BENCHMARK(BM_WindowCommandUnderFlood_Floor)->Iterations(250)->UseManualTime();
 
 }  // namespace
 
