@@ -50,10 +50,23 @@ TEST_F(OpenWindow, ALightWindowOpensWithItsSettingsAndAnOpenNameIsOnlyRaised) {
   property.set_resize(true);
   interdata::TavrinWindowData data = Data("notes");
   (*data.mutable_extra_params())["animation"] = Int(1);
+  (*data.mutable_extra_params())["chat"] = Text("chat-9");
   const auto result = Open("https://notes.test/", data, &property);
   EXPECT_EQ(Codes(result), (std::vector<int>{0, kInvalidApi}));
   xhav::inproc::BrowserImpl* notes = Opened(result);
   ASSERT_NE(notes, nullptr);
+  // The window's own page reads the opener's extra parameters.
+  engine.RunUntilIdle();
+  const std::vector<std::string> none;
+  const auto init =
+      engine.SendRequest(notes->GetId(), tnwebui::DesktopAddress("/window/init"), &none);
+  interdata::Response response;
+  interdata::TavrinWindowData told;
+  ASSERT_TRUE(!init.writes.empty() && response.ParseFromString(init.writes[0]) &&
+              told.ParseFromString(response.data()));
+  EXPECT_EQ(told.name(), "notes");
+  EXPECT_EQ(told.extra_params().at("chat").stringval(), "chat-9");
+  EXPECT_EQ(told.extra_params().at("animation").intval(), 1);
   EXPECT_THAT(
       notes->param().calls,
       ElementsAre("SetStartHidden", "SetAnimation", "SetTitle", "SetShowTitleBar", "SetViewType",

@@ -12,6 +12,7 @@
 #include "coretnid.pb.h"
 #include "light/tavrin_browser.h"
 #include "light/tavrin_browser_handler.h"
+#include "light/tavrin_browser_ui.h"
 #include "tn_browser_factory.h"
 #include "tn_webui_module.h"
 #include "tnwebui/business_service.h"
@@ -194,7 +195,13 @@ void OpenBrowserHandler::OpenWindow(xhav::Request* req, const interdata::ParamLi
   const int32_t id =
       factory->CreateLightBrowser(oid, data.name().c_str(), url.c_str(), param, &property);
   if (param) param->Destroy();
-  if (TavrinBrowser* window = factory->FindLightBrowserById(id)) WriteWindowData(req, window);
+  TavrinBrowser* window = factory->FindLightBrowserById(id);
+  if (!window) return;
+  // The window's extra parameters are the opener's: its page reads them with /window/init.
+  if (auto* light = dynamic_cast<TavrinBrowserUI*>(window)) {
+    light->SetViewParams(ExtraParams(data.extra_params().begin(), data.extra_params().end()));
+  }
+  WriteWindowData(req, window);
 }
 
 void OpenBrowserHandler::PlaceWindow(const interdata::WindowPosition& pos,
