@@ -133,7 +133,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   for (int round = 0; round < 4; ++round) {
     if (round == 2) {
       world->bus.Deliver(7, "tn.onchooseresult", "json", result.data(),
-                         static_cast<uint32_t>(result.size()));
+                         static_cast<int32_t>(result.size()));
     }
     world->engine.RunUntilIdle();
     world->service.Flush();

@@ -22,11 +22,6 @@ namespace {
 constexpr char kLogSource[] = "..\\..\\src\\tn_browser_factory";
 constexpr char kExtendFrame[] = "file://tavrin4/extendframe.html";
 
-bool SameIgnoringCase(const char16_t* a, const char16_t* b) {
-  return QString::fromUtf16(a ? a : u"")
-             .compare(QString::fromUtf16(b ? b : u""), Qt::CaseInsensitive) == 0;
-}
-
 tnbase::TnStringPtr Text(const std::string& utf8) { return tnbase::TnStringPtr::FromUTF8(utf8); }
 
 xhav::Core* HavCore() {

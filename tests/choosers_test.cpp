@@ -107,8 +107,9 @@ TEST_F(Choosers, FilesAreCheckedAgainstTheCountAndSizeThePageGave) {
   EXPECT_THAT(Call("biz.chooseLocalFile", R"({"payload":{"max":5,"maxSize":9}})"),
               ElementsAre(Answer(4, 0, "null")));
   HostAnswers(u"[]");
-  EXPECT_THAT(Call("biz.chooseLocalFile", R"({"payload":{"max":5}})"),
+  EXPECT_THAT(Call("biz.chooseLocalFile", R"({"payload":{"max":5,"types":[]}})"),
               ElementsAre(Answer(4, tnwebui::sdk::kBadSelection, "[]")));
+  EXPECT_EQ(LastQuestion(), "{\"filterType\":\"file\",\"selectFileCount\":5}\n");  // no types
   HostAnswers(u"");
   EXPECT_THAT(Call("biz.chooseLocalFile", "{}"),
               ElementsAre(Answer(4, tnwebui::sdk::kResultNotJson, "[]")));
@@ -239,6 +240,12 @@ TEST_F(Choosers, ThePickersResultIsTheAnswerAndAnyEventEndsTheChooser) {
   tnbase::globalTaskQueue(0)->Flush();
   EXPECT_EQ(browser->scripts().size(), before + 1);
   EXPECT_EQ(JsSdkFunction::Live(), live);
+  // A host's negative count reads as no text: the answer is empty, nothing past the data read.
+  Call("biz.chooseContacts", "{}");
+  eventBus.Deliver(7, "tn.onchooseresult", "json", R"({"users":[2]})", -1);
+  tnbase::globalTaskQueue(0)->Flush();
+  EXPECT_EQ(browser->scripts().size(), before + 2);
+  EXPECT_EQ(browser->scripts().back(), Response(""));
 }
 
 TEST_F(Choosers, WithoutHavsRunnerAContactChooserAsksNothingAndStays) {

@@ -61,6 +61,12 @@ TEST_F(Contacts, ACardOrAChatOpensWithTheConvertedId) {
   hostAnswers = {{0, uR"([{"implChatId":"g1"},{"implChatId":"g2"},{"implChatId":5},7])"}};
   Call("biz.openGroupChat", Payload(R"({"groupId":"og_team"})"));
   EXPECT_EQ(HostJson(u"OpenDialog").back(), "{\"chatId\":\"g2\",\"chatType\":\"group\"}\n");
+  // A host that names the action in another case answers the conversion all the same.
+  tnmainui::ChannelAnswer lower{0, uR"([{"implChatId":"g3"}])"};
+  lower.action = u"convertopenidtoimplid";
+  hostAnswers = {lower};
+  Call("biz.openContactsCard", Payload(R"({"staffId":"ou_bob"})"));
+  EXPECT_EQ(HostJson(u"OpenPersonCard").back(), R"({ "chatId":"g3"})");
 
   // A conversion that isn't JSON: 404 in each one's own form.
   hostAnswers = {{0, u"<html>"}};

@@ -55,8 +55,9 @@ TEST_F(Voice, TimerMessagesBecomeThePlayingEventsWithTheTimeRemaining) {
   EXPECT_THAT(Player(u"JSSdkPlayVoiceTimer", 0, u"[2]"), IsEmpty());
   EXPECT_THAT(Player(u"JSSdkPlayVoiceTimer", 0, nullptr), IsEmpty());
 
+  // The player's timer is known whatever the case of its name.
   EXPECT_THAT(
-      Player(u"JSSdkPlayVoiceTimer", 0, uR"({"remainLength":2})"),
+      Player(u"jssdkplayvoicetimer", 0, uR"({"remainLength":2})"),
       ElementsAre(Event(R"({"payload" : {"localId":"res://local/v/a.wav", "currentTime":2}})",
                         "media.onVoicePlay")));
   EXPECT_THAT(Player(u"JSSdkPlayVoiceTimer", 0, uR"({"remainLength":0})"),

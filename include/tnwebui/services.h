@@ -35,7 +35,7 @@ class CoreMediaInfoList;
 class TavrinEventReceiver {
  public:
   virtual void OnEvent(int32_t type, const char* name, const char* format, const char* data,
-                       uint32_t size) = 0;
+                       int32_t size) = 0;
 
  protected:
   ~TavrinEventReceiver() = default;

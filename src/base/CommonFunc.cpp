@@ -308,6 +308,11 @@ int scaleForDpi(int length) {
   return dpi == 96 ? length : win::MulDiv(length, dpi, 96);
 }
 
+bool SameIgnoringCase(const char16_t* a, const char16_t* b) {
+  return QString::fromUtf16(a ? a : u"")
+             .compare(QString::fromUtf16(b ? b : u""), Qt::CaseInsensitive) == 0;
+}
+
 std::u16string Utf8ToWide(const std::string& text) {
   if (text.empty()) return std::u16string();
   // Most texts (scripts, JSON, names) are ASCII: they widen byte for byte.

@@ -76,5 +76,8 @@ int scaleForDpi(int length);
 // The one conversion between UTF-8 and the wide (UTF-16) texts of the engine and the host.
 std::u16string Utf8ToWide(const std::string& text);
 std::string WideToUtf8(const std::u16string& text);
+// Whether two wide texts are equal regardless of case (a null text is empty), as the client
+// compares names of windows, businesses and actions.
+bool SameIgnoringCase(const char16_t* a, const char16_t* b);
 
 }  // namespace tnwebui

@@ -43,7 +43,7 @@ void InProcessEventBus::RemoveEventReceiver(TavrinEventReceiver* receiver) {
 void InProcessEventBus::Raise(int32_t type, const std::string& name, const std::string& format,
                               const std::string& bytes) {
   post_([this, type, name, format, bytes] {
-    Deliver(type, name.c_str(), format.c_str(), bytes.data(), static_cast<uint32_t>(bytes.size()));
+    Deliver(type, name.c_str(), format.c_str(), bytes.data(), static_cast<int32_t>(bytes.size()));
   });
 }
 
@@ -53,7 +53,7 @@ void InProcessEventBus::RaiseWithoutData(int32_t type, const std::string& name,
 }
 
 void InProcessEventBus::Deliver(int32_t type, const char* name, const char* format,
-                                const char* data, uint32_t size) {
+                                const char* data, int32_t size) {
   std::vector<TavrinEventReceiver*> receivers;
   {
     std::lock_guard<std::mutex> lock(mutex_);

@@ -23,9 +23,10 @@ EventBus* FindEventBus() {
 }  // namespace
 
 void BrowserUIEventReceiver::OnEvent(int32_t type, const char* name, const char* format,
-                                     const char* data, uint32_t size) {
+                                     const char* data, int32_t size) {
   if (!pool_ || !data) return;
-  pool_->Dispatch(type, name, format, data, size);
+  // A host's negative count reads as no bytes.
+  pool_->Dispatch(type, name, format, data, size > 0 ? static_cast<uint32_t>(size) : 0);
 }
 
 BrowserFunctionNotify::BrowserFunctionNotify(xhav::Browser* owner)

@@ -21,7 +21,7 @@ class BrowserUIEventReceiver final : public TavrinEventReceiver {
  public:
   explicit BrowserUIEventReceiver(BrowserFunctionNotify* pool) : pool_(pool) {}
   void OnEvent(int32_t type, const char* name, const char* format, const char* data,
-               uint32_t size) override;
+               int32_t size) override;
   void Forget() { pool_ = nullptr; }
 
  private:

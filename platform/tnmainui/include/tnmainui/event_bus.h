@@ -42,7 +42,7 @@ class __attribute__((visibility("default"))) InProcessEventBus final : public Ev
   // The same with no data at all (a null pointer).
   void RaiseWithoutData(int32_t type, const std::string& name, const std::string& format);
   // Hands the event to the receivers at once, on the calling thread.
-  void Deliver(int32_t type, const char* name, const char* format, const char* data, uint32_t size);
+  void Deliver(int32_t type, const char* name, const char* format, const char* data, int32_t size);
   std::vector<PostedEvent> posted() const;
   std::size_t receivers() const;
 

@@ -82,11 +82,13 @@ void JSChooseContacts::Run(const Json::Value& params) {
 }
 
 void JSChooseContacts::OnEvent(int32_t, const char* name, const char*, const char* data,
-                               uint32_t size) {
+                               int32_t size) {
   // The first event of any name ends the chooser; only the picker's result is answered.
   if (ended.exchange(true)) return;
   if (name && std::strcmp(name, kChooseResultEvent) == 0 && size != 0) {
-    SendResponse(data ? std::string(data, size) : std::string());
+    // A host's negative count reads as no text.
+    SendResponse(data && size > 0 ? std::string(data, static_cast<std::size_t>(size))
+                                  : std::string());
   }
   if (EventBus* bus = Bus()) bus->RemoveEventReceiver(this);  // no event after this one
   DeleteLater();

@@ -49,9 +49,12 @@ void JSChooseFile::Execute(const std::string&, const Json::Value& params) {
     maxTip = JsonString(*payload, "maxTip");
     const Json::Value& types = (*payload)["types"];
     if (types.isArray()) {
+      // Each type extends the suffix, so an empty list names none (no "suffix" at all).
       std::string suffix;
-      for (const Json::Value& type : types) suffix += ";*." + JsonToString(type);
-      dialog["suffix"] = suffix;
+      for (const Json::Value& type : types) {
+        suffix += ";*." + JsonToString(type);
+        dialog["suffix"] = suffix;
+      }
     }
   }
   Ask(u"notice", u"openfiledialog", WriteJson(dialog));

@@ -65,7 +65,7 @@ class JSChooseContacts : public JsSdkChooser, public TavrinEventReceiver {
   void OnBusinessResult(const char16_t*, const char16_t*, const char16_t*, int32_t,
                         const char16_t*) override {}
   void OnEvent(int32_t type, const char* name, const char* format, const char* data,
-               uint32_t size) override;
+               int32_t size) override;
 
  protected:
   // Departments only: the picker offers sectors alone.

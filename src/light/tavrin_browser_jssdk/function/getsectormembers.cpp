@@ -62,7 +62,7 @@ bool JsSdkOpenIdFunction::Convert(const char* idType, const Json::Value& openIds
 }
 
 bool JsSdkOpenIdFunction::IsConversion(const char16_t* action) {
-  return action && std::u16string_view(action) == u"ConvertOpenIdToImplId";
+  return action && SameIgnoringCase(action, u"ConvertOpenIdToImplId");
 }
 
 // ---- biz.openContactsCard

@@ -30,7 +30,7 @@ class JSShare final : public JsSdkHeldFunction, public TavrinEventReceiver {
                         int32_t code, const char16_t* result) override;
   // The first event of any name ends the function; only its own name is answered.
   void OnEvent(int32_t type, const char* name, const char* format, const char* data,
-               uint32_t size) override;
+               int32_t size) override;
 
  private:
   EventBus* Bus();

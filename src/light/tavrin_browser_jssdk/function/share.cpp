@@ -77,13 +77,13 @@ void JSShare::OnBusinessResult(const char16_t*, const char16_t*, const char16_t*
   SendCode(kEnvelope, ParseHostResult(result, root) ? sdk::kOk : sdk::kResultNotJson);
 }
 
-void JSShare::OnEvent(int32_t, const char* name, const char*, const char* data, uint32_t size) {
+void JSShare::OnEvent(int32_t, const char* name, const char*, const char* data, int32_t size) {
   if (ended.exchange(true)) return;
   if (name && eventName == name) {
     Json::Value outcome;
-    const bool shared = data && size > 0 && ParseJson(std::string(data, size), outcome) &&
-                        outcome.isObject() && outcome["code"].isInt() &&
-                        outcome["code"].asInt() == 0;
+    const bool shared =
+        data && size > 0 && ParseJson(std::string(data, static_cast<std::size_t>(size)), outcome) &&
+        outcome.isObject() && outcome["code"].isInt() && outcome["code"].asInt() == 0;
     SendCode(kEnvelope, shared ? sdk::kOk : sdk::kResultNotJson);
   }
   if (EventBus* bus = Bus()) bus->RemoveEventReceiver(this);  // no event after this one

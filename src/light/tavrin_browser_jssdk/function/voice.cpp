@@ -46,8 +46,8 @@ bool JsSdkVoiceCommand::AnswerCommand(int32_t code, const char16_t* result) {
 void JsSdkVoiceListener::OnBusinessResult(const char16_t* business, const char16_t* action,
                                           const char16_t*, int32_t code, const char16_t* result) {
   if (!browser) return SendCode(kEnvelope, sdk::kVoiceFailed);
-  const bool timer = business && action && std::u16string_view(business) == u"Notice" &&
-                     std::u16string_view(action) == u"JSSdkPlayVoiceTimer";
+  const bool timer = business && action && SameIgnoringCase(business, u"Notice") &&
+                     SameIgnoringCase(action, u"JSSdkPlayVoiceTimer");
   if (!timer) {
     // The start answer's `voiceLenth` (the player's length of the voice) isn't passed on.
     AnswerCommand(code, result);
