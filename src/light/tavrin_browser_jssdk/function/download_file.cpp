@@ -71,22 +71,19 @@ void JSDownloadFile::Execute(const std::string&, const Json::Value& params) {
 
 void JSDownloadFile::OnStart() {
   const int64_t handle = WaitForTask();
+  if (ended) return;
   tnbase::createDirectories(tnbase::pathRemoveFileName(localPath));
   if (file) file->close();
   file = tnbase::File::open(localPath, kOpenFlags, kOpenMode);
   if (file) return;
   if (tnbusiness::NetworkObject* network = Network()) network->CancelDownload(handle);
-  Answer(sdk::kNoFile, "");
-  DeleteLater();
+  End(sdk::kNoFile, "");
 }
 
 void JSDownloadFile::OnData(IGData* data, int64_t length, int64_t total) {
   WaitForTask();
-  if (!data || !file) {
-    Answer(sdk::kNoFile, "");
-    DeleteLater();
-    return;
-  }
+  if (ended) return;
+  if (!data || !file) return End(sdk::kNoFile, "");
   file->write(data->Data(), static_cast<std::size_t>(data->Size()));
   loaded += static_cast<uint64_t>(length);
   SendEvent(ProgressText(localId, static_cast<uint64_t>(total), loaded), kDownloadProgressEvent);
@@ -94,12 +91,15 @@ void JSDownloadFile::OnData(IGData* data, int64_t length, int64_t total) {
 
 void JSDownloadFile::OnFinish() {
   WaitForTask();
-  if (file) {
-    file->close();
-    Answer(sdk::kOk, localId);
-  } else {
-    Answer(sdk::kNoFile, "");
-  }
+  if (ended) return;
+  if (!file) return End(sdk::kNoFile, "");
+  file->close();
+  End(sdk::kOk, localId);
+}
+
+void JSDownloadFile::End(int32_t code, const std::string& id) {
+  if (ended.exchange(true)) return;
+  Answer(code, id);
   DeleteLater();
 }
 

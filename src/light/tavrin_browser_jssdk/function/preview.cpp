@@ -36,6 +36,8 @@ void JSDisplayLocation::Execute(const std::string&, const Json::Value& params) {
   open["url"] = std::string(kWebMapMarker) + "?location=" + location +
                 "&title=\xe4\xb8\x9a\xe4\xbd\x8d&output=html&src=" + kWebMapSource;
   ExecuteBusiness(HostChannel(), u"Notice", u"OpenUrl", WriteJson(open), nullptr);
+  // "ok" says the request was made, not that a map opened: the client answers so even when no
+  // host channel took it, and pages written for it expect no other code here.
   SendCode(2, sdk::kOk);
   DeleteLater();
 }
@@ -75,6 +77,8 @@ void JSPreviewVideo::Execute(const std::string&, const Json::Value& params) {
   std::string json;
   FormatText(json, R"({ "url":"%s"})", url.c_str());
   ExecuteBusiness(HostChannel(), u"ExtendApp", u"OpenImageViewer", json, this);
+  // At once and "ok" whatever the host does (or when there is none): the viewer is the host's
+  // own window, and the page's answer never waited for it.
   SendCode(9, sdk::kOk);
   DeleteLater();
 }

@@ -54,6 +54,9 @@ class JSDownloadFile final : public JsSdkFunction, public Im::HTTPDownloadRespon
 
  private:
   void Answer(int32_t code, const std::string& id);
+  // The last answer and the end; only the first end counts, so a finish that the core reports
+  // after a failure neither answers again nor ends the function twice.
+  void End(int32_t code, const std::string& id);
   tnbusiness::NetworkObject* Network();
   int64_t WaitForTask();
 
@@ -64,6 +67,7 @@ class JSDownloadFile final : public JsSdkFunction, public Im::HTTPDownloadRespon
   // deleted while Execute still writes it.
   static constexpr int64_t kTaskPending = INT64_MIN;
   std::atomic<int64_t> task{kTaskPending};
+  std::atomic<bool> ended{false};
   std::unique_ptr<tnbase::File> file;
   std::string localPath;
   std::string localId;
