@@ -14,6 +14,7 @@
 #include "light/tavrin_browser_jssdk/function/js_sdk_function.h"
 #include "light/tavrin_browser_jssdk/tavrin_js_sdk.h"
 #include "scratch_dir.h"
+#include "sdk_templates.h"
 #include "tnbase/files.h"
 #include "tnmainui/business_service.h"
 #include "tnmainui/file_dialog_host.h"
@@ -58,8 +59,8 @@ class Choosers : public ViewFixture {
   }
   static std::string Answer(int envelope, int code, const std::string& json) {
     std::string head;
-    JsSdkFunction::FormatText(head, tnwebui::sdk::kEnvelopes[envelope].head, code);
-    return Response(head + json + tnwebui::sdk::kEnvelopes[envelope].tail);
+    JsSdkFunction::FormatText(head, sdk_text::kTemplates[envelope].head, code);
+    return Response(head + json + sdk_text::kTemplates[envelope].tail);
   }
   std::string LastQuestion() { return tnwebui::WideToUtf8(channel.calls().back().params[3]); }
   // The tips shown since `from`, as UTF-8.

@@ -17,6 +17,7 @@
 #include <thread>
 
 #include "chromium_fixture.h"
+#include "sdk_templates.h"
 
 TEST_F(ChromiumViews, ALoadingPageMovesOnWithCookiesAndAWatermark) {
   const std::string init =
@@ -556,7 +557,7 @@ TEST_F(ChromiumPages, ALightAppsBridgeIsAnsweredByScript) {
   const std::string navBar = results["texts"][0].asString();
   EXPECT_EQ(navBar.rfind(R"({"responseId":"cb_1_)", 0), 0u) << navBar;
   EXPECT_EQ(navBar.substr(navBar.find(R"(","responseData":)")),
-            std::string(R"(","responseData":)") + tnwebui::sdk::kEnvelopes[14].head + "}");
+            std::string(R"(","responseData":)") + sdk_text::kTemplates[14].head + "}");
 
   ProgressEvent event;
   event.Fill(0, "", page, page->GetWindowHandle(), &host);

@@ -11,6 +11,7 @@
 #include "light/tavrin_browser_jssdk/function/js_sdk_function.h"
 #include "light/tavrin_browser_jssdk/tavrin_js_sdk.h"
 #include "options.pb.h"
+#include "sdk_templates.h"
 #include "tn/d/obj/bridge/bridge_KV.pb.h"
 #include "tn/d/obj/jsapi_signature_status/message.pb.h"
 #include "tnmainui/business_service.h"
@@ -57,8 +58,7 @@ class IdentityFunctions : public ViewFixture {
   }
   static std::string AuthCode(int code, const std::string& authCode) {
     std::string text;
-    tnwebui::JsSdkFunction::FormatText(text, tnwebui::sdk::kEnvelopes[3].head, code,
-                                       authCode.c_str());
+    tnwebui::JsSdkFunction::FormatText(text, sdk_text::kTemplates[3].head, code, authCode.c_str());
     return Response(text);
   }
 
@@ -154,7 +154,7 @@ class Config : public IdentityFunctions {
   }
   std::string Answer(int code) {
     std::string text;
-    tnwebui::JsSdkFunction::FormatText(text, tnwebui::sdk::kEnvelopes[1].head, code);
+    tnwebui::JsSdkFunction::FormatText(text, sdk_text::kTemplates[1].head, code);
     return Response(text);
   }
   std::string SharedAppId() { return Pb(view)->js_sdk()->app_id_impl_id(); }
@@ -180,6 +180,16 @@ TEST_F(Config, AGoodSignatureAnswersZeroAndLeavesTheAppsIdentity) {
   EXPECT_EQ(key.url(), "https://light.test/app");
   // 08 07 10 e9 07: oid 7, app_id 1001.
   EXPECT_EQ(SharedAppId(), "080710e907");
+  // The bytes the business core reads, by their wire numbers: the key array's element (1), the
+  // key's object (1), the signature-check key (69), then its five fields in order; the options
+  // are needAuth (1) and netSensitive (2).
+  const std::string signatureKey = std::string("\x0a\x05\x08\x07\x10\xe9\x07", 7) + "\x12\x02n1" +
+                                   "\x1a\x0a"
+                                   "1700000000" +
+                                   "\x22\x16https://light.test/app" + "\x2a\x02s1";
+  ASSERT_EQ(signatureKey.size(), 51u);
+  EXPECT_EQ(call.args[0], "\x0a\x38\x0a\x36\xaa\x04\x33" + signatureKey);
+  EXPECT_EQ(call.args[1], "\x08\x01\x10\x01");
 }
 
 TEST_F(Config, ABadSignatureIsRefusedButTheIdentityStays) {
@@ -246,7 +256,7 @@ class VisitorToken : public IdentityFunctions {
                        const std::string& org) {
     std::string text;
     const int32_t oid = Pb(view)->GetOrgId();
-    tnwebui::JsSdkFunction::FormatText(text, tnwebui::sdk::kEnvelopes[15].head, 0,
+    tnwebui::JsSdkFunction::FormatText(text, sdk_text::kTemplates[15].head, 0,
                                        "device-0001_webview", userId.c_str(), centre.c_str(), oid,
                                        55, org.c_str(), oid);
     return Response(text);

@@ -13,6 +13,7 @@
 #include "light/tavrin_browser_jssdk/function/js_sdk_envelope.h"
 #include "light/tavrin_browser_jssdk/function/js_sdk_function.h"
 #include "light/tavrin_browser_jssdk/tavrin_js_sdk.h"
+#include "sdk_templates.h"
 #include "tnmainui/business_service.h"
 #include "view_fixture.h"
 #include "win/timed_tip.h"
@@ -28,8 +29,8 @@ std::string Response(const std::string& id, const std::string& json) {
          "\",\"responseData\":" + json + "}');";
 }
 
-const std::string kNavBar = tnwebui::sdk::kEnvelopes[14].head;
-const std::string kNotServed = tnwebui::sdk::kEnvelopes[13].head;
+const std::string kNavBar = sdk_text::kTemplates[14].head;
+const std::string kNotServed = sdk_text::kTemplates[13].head;
 
 // A function that shows the frame's protected parts and answers the host with what it got.
 class Probe : public JsSdkFunction, public tnwebui::JsSdkCallback {
@@ -92,6 +93,14 @@ class JsSdk : public ViewFixture {
   xhav::inproc::BrowserImpl* browser = nullptr;
   std::shared_ptr<xhav::inproc::Page> page;
 };
+
+// The module's answers are the texts that pages know, character for character.
+TEST(JsSdkTemplates, EachOfTheFifteenIsThePagesOwnText) {
+  for (int n = 1; n <= 15; ++n) {
+    EXPECT_STREQ(tnwebui::sdk::kEnvelopes[n].head, sdk_text::kTemplates[n].head) << n;
+    EXPECT_STREQ(tnwebui::sdk::kEnvelopes[n].tail, sdk_text::kTemplates[n].tail) << n;
+  }
+}
 
 TEST_F(JsSdk, EachMessageIsServedAndAnsweredByScriptInTheBridgesFraming) {
   const auto scripts = Fetch(
@@ -308,11 +317,10 @@ TEST(JsSdkFrame, LocalIdsAndTexts) {
   EXPECT_EQ(JsSdkFunction::FromLocalId("xx res://local/abc"), "al/abc");
 
   std::string text;
-  JsSdkFunction::FormatText(text, tnwebui::sdk::kEnvelopes[11].head, 7,
-                            std::string(2000, 'm').c_str());
+  JsSdkFunction::FormatText(text, sdk_text::kTemplates[11].head, 7, std::string(2000, 'm').c_str());
   EXPECT_EQ(text.size(), 1024u);
   EXPECT_EQ(text.substr(0, 40), "{\"status\":{\"code\":7,\"message\":\"mmmmmmmmm");
-  JsSdkFunction::FormatText(text, tnwebui::sdk::kEnvelopes[10].head, 0);
+  JsSdkFunction::FormatText(text, sdk_text::kTemplates[10].head, 0);
   EXPECT_EQ(text, R"({"status":{"code":0,"message":"ok"}},"meta": {},"data": {})");
 
   std::u16string wide;

@@ -9,6 +9,7 @@
 #include "light/tavrin_browser_jssdk/function/js_sdk_envelope.h"
 #include "light/tavrin_browser_jssdk/function/transfers.h"
 #include "scratch_dir.h"
+#include "sdk_templates.h"
 #include "tnmainui/business_service.h"
 #include "tnmainui/file_server.h"
 #include "view_fixture.h"
@@ -83,7 +84,7 @@ TEST_F(ParallelDownloads, EachAnswersOnceWithItsOwnCompleteFile) {
     bytes << in.rdbuf();
     EXPECT_EQ(bytes.str(), contents[i]) << i;
     std::string answer;
-    tnwebui::JsSdkFunction::FormatText(answer, tnwebui::sdk::kEnvelopes[8].head, 0,
+    tnwebui::JsSdkFunction::FormatText(answer, sdk_text::kTemplates[8].head, 0,
                                        tnwebui::JsSdkFunction::ToLocalId(path).c_str());
     const std::string expected = "TavrinJsBridge._handleMessageFromObjC('{\"responseId\":\"cb_" +
                                  std::to_string(i) + "\",\"responseData\":" + answer + "}');";

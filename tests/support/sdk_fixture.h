@@ -9,6 +9,7 @@
 
 #include "light/tavrin_browser_jssdk/function/js_sdk_envelope.h"
 #include "light/tavrin_browser_jssdk/function/js_sdk_function.h"
+#include "sdk_templates.h"
 #include "tnmainui/business_service.h"
 #include "view_fixture.h"
 #include "wait.h"
@@ -71,8 +72,7 @@ class SdkFixture : public ViewFixture {
   // JSON, its head.
   static std::string Head(int number, int code, const std::string& text = "") {
     std::string json;
-    tnwebui::JsSdkFunction::FormatText(json, tnwebui::sdk::kEnvelopes[number].head, code,
-                                       text.c_str());
+    tnwebui::JsSdkFunction::FormatText(json, sdk_text::kTemplates[number].head, code, text.c_str());
     return json;
   }
   static std::string Template(int number, int code, const std::string& text = "") {
