@@ -7,6 +7,7 @@
 #include "light/tool_tip.h"
 #include "view_fixture.h"
 #include "wait.h"
+#include "win/paint.h"
 #include "win/window.h"
 
 class FavoriteTip : public ViewFixture {
@@ -22,7 +23,9 @@ TEST_F(FavoriteTip, AnAnswerFromTheCoresThreadShowsTheTipFromTheUiThread) {
   IBrowserView* view = nullptr;
   engine.ui().PostTask([&] { view = Create(Settings(u"fav"), "https://fav.test/"); });
   engine.ui().Flush();
-  for (int outcome : {0, 5}) {
+  const std::pair<int, const char16_t*> outcomes[] = {{0, u"Added to favourites"},
+                                                      {5, u"Could not add to favourites"}};
+  for (const auto& [outcome, text] : outcomes) {
     std::thread core([&] {
       CefRefPtr<CefListValue> result = CefListValue::Create();
       result->SetString(0, "cb");
@@ -37,6 +40,7 @@ TEST_F(FavoriteTip, AnAnswerFromTheCoresThreadShowsTheTipFromTheUiThread) {
       tip = win::FindWindowW(tnwebui::kToolTipClass, u"");
       return tip && win::GetWindowState(tip).visible;
     }));
+    EXPECT_EQ(win::GetPaintedText(tip).text, text);
     tnwebui::CloseToolTip();
     ASSERT_TRUE(WaitUntil([&] { return !win::IsWindow(tip); }));
   }

@@ -207,6 +207,9 @@ TEST_F(WindowCommands, AToolTipShowsItsTextAndANewOneClosesTheOld) {
   EXPECT_EQ(state.alpha, 242);
   EXPECT_EQ(state.exStyle, 0x00080080u);
   EXPECT_TRUE(state.topmost);
+  // A text that fits stands in the middle; a wider one starts at the left and ends in "...".
+  EXPECT_EQ(win::GetPaintedText(tip).text, u"Saved to your folder");
+  EXPECT_EQ(win::GetPaintedText(tip).format, win::DT_CENTER | win::DT_VCENTER | win::DT_SINGLELINE);
   EXPECT_TRUE(win::SaveWindowImage(tip, TNWEBUI_BUILD_DIR "/tooltip-short.png"));
 
   interdata::ParamList second = first;
@@ -219,8 +222,22 @@ TEST_F(WindowCommands, AToolTipShowsItsTextAndANewOneClosesTheOld) {
     return next && win::GetWindowState(next).visible;
   }));
   EXPECT_TRUE(win::SaveWindowImage(next, TNWEBUI_BUILD_DIR "/tooltip-elided.png"));
+  EXPECT_EQ(win::GetPaintedText(next).format,
+            win::DT_VCENTER | win::DT_SINGLELINE | win::DT_END_ELLIPSIS);
   win::Font font{"Microsoft YaHei", -19, 400, 0x86};
   EXPECT_GE(win::GetTextWidth(font, tnwebui::Utf8ToWide(second.items(1).stringval())), 568);
+
+  // A tip goes by itself when its time is up.
+  interdata::ParamList brief = first;
+  brief.mutable_items(2)->set_intval(200);
+  EXPECT_EQ(Codes(Run("/window/tooltip", brief)), std::vector<int>{0});
+  HWND third = nullptr;
+  ASSERT_TRUE(WaitUntil([&] {
+    third = win::FindWindowW(tnwebui::kToolTipClass, u"");
+    return third && win::GetPaintedText(third).text == u"Saved to your folder" &&
+           win::GetWindowState(third).visible;
+  }));
+  EXPECT_TRUE(WaitUntil([&] { return !win::IsWindow(third); }));
 }
 
 TEST_F(WindowCommands, TheFolderSizeEventTellsPagesTheSizeOrThatTheLimitPassed) {

@@ -77,6 +77,12 @@ std::map<HWND, QImage>& Pictures() {
   return *pictures;
 }
 
+// The text and format that PaintText drew last in each window's picture.
+std::map<HWND, PaintedText>& Texts() {
+  static auto* texts = new std::map<HWND, PaintedText>;
+  return *texts;
+}
+
 std::map<std::pair<HINSTANCE, int>, QByteArray>& Resources() {
   static std::map<std::pair<HINSTANCE, int>, QByteArray> resources;
   return resources;
@@ -145,6 +151,13 @@ bool HasPicture(HWND hwnd) {
 void ForgetPicture(HWND hwnd) {
   std::lock_guard<std::mutex> lock(g_mutex);
   Pictures().erase(hwnd);
+  Texts().erase(hwnd);
+}
+
+PaintedText GetPaintedText(HWND hwnd) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  auto it = Texts().find(hwnd);
+  return it == Texts().end() ? PaintedText() : it->second;
 }
 
 void StartPainting() { GuiThread::Get(); }
@@ -165,6 +178,8 @@ bool PaintText(HWND hwnd, const Font& font, const std::u16string& text, uint32_t
     image.fill(ToColour(background));
     DrawTextInto(image, image.rect(), font, text, format, textColour);
     KeepPicture(hwnd, image);
+    std::lock_guard<std::mutex> lock(g_mutex);
+    Texts()[hwnd] = {text, format};
     return true;
   });
 }

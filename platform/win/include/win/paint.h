@@ -40,6 +40,12 @@ TNWIN_API int GetTextWidth(const Font& font, const std::u16string& text);
 // (DT_CENTER, DT_VCENTER, DT_SINGLELINE, DT_END_ELLIPSIS) over the whole client area.
 TNWIN_API bool PaintText(HWND hwnd, const Font& font, const std::u16string& text, uint32_t format,
                          uint32_t textColour, uint32_t background);
+// What PaintText drew last in the window: its text and format (empty when it drew nothing).
+struct PaintedText {
+  std::u16string text;
+  uint32_t format = 0;
+};
+TNWIN_API PaintedText GetPaintedText(HWND hwnd);
 // Saves the window's last picture, with the pictures of its visible children at their places
 // over it (white where nothing was painted); false when neither it nor a visible child has
 // been painted. Pictures outlive their windows.
