@@ -17,17 +17,15 @@ constexpr char kShim[] = R"JS(
   var beacon = navigator.sendBeacon && navigator.sendBeacon.bind(navigator);
   var context = 0, key = '';
   var ask = window.prompt && window.prompt.bind(window);
-  // A call waits for its answer: a prompt that the engine answers (a channel that no Content
-  // Security Policy governs, so a page's policy neither refuses it nor reports it), or, where
-  // the page may not raise dialogs (a sandbox without modals), a synchronous request to the
-  // reserved origin. Functions that native code runs within the call come back with the
-  // answer and run before the call returns. A page going away may not wait (the browser
-  // refuses both then): a beacon carries the call, or else the binding. (No listener of
-  // page-hide here: one holds up the closing of a page.)
-  // (A frame's dialog is raised by its page, so frames take the request's way first.)
-  var top = false;
-  try { top = window.top === window; } catch (e) {}
-  var viaRequest = !top, lost = false;
+  // A call waits for its answer: a synchronous request to the reserved origin, or, once the
+  // document's policy has refused that origin (its hello tells), a prompt that the engine
+  // answers (a channel that no Content Security Policy governs). Requests come first: a
+  // dialog in a document that a navigation is overtaking holds up both for good, and a frame's
+  // dialog is raised by its page. Functions that native code runs within the call come back
+  // with the answer and run before the call returns. A page going away may not wait (the
+  // browser refuses both then): a beacon carries the call, or else the binding. (No listener
+  // of page-hide here: one holds up the closing of a page.)
+  var viaRequest = true, lost = false;
   function request(path, body) {
     try {
       var x = new XHR();
@@ -55,10 +53,9 @@ constexpr char kShim[] = R"JS(
     var answer = ask('tnpc-' + path + '\n' + body.slice(at));
     return typeof answer === 'string' ? answer : null;
   }
-  // A document's hello takes the request's way first: a dialog at a document's start holds up
-  // a navigation that overtakes it.
+  // Either way failing, the other is tried, and the one that answered stays the first.
   function exchange(path, body) {
-    var first = viaRequest || path === 'hello';
+    var first = viaRequest;
     var text = first ? request(path, body) : prompted(path, body);
     if (text === null && !leaving()) {
       viaRequest = !first;
