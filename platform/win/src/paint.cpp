@@ -160,7 +160,20 @@ PaintedText GetPaintedText(HWND hwnd) {
   return it == Texts().end() ? PaintedText() : it->second;
 }
 
-void StartPainting() { GuiThread::Get(); }
+void StartPainting() {
+  // A text painted once makes the painter's own objects (Qt keeps them for the process), so that
+  // they are made before, and go after, an object that called this and paints at its end.
+  static std::once_flag painted;
+  std::call_once(painted, [] {
+    GuiThread::Get().Run([] {
+      QImage image(16, 16, QImage::Format_ARGB32);
+      QPainter painter(&image);
+      painter.setFont(ToQFont(Font{"Sans", -12, 400, 0}));
+      painter.drawText(image.rect(), Qt::AlignCenter | Qt::TextSingleLine, QStringLiteral("..."));
+      return true;
+    });
+  });
+}
 
 int GetTextWidth(const Font& font, const std::u16string& text) {
   return GuiThread::Get().Run([&] {

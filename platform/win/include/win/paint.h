@@ -31,8 +31,9 @@ constexpr uint32_t Rgb(uint8_t r, uint8_t g, uint8_t b) {
          (static_cast<uint32_t>(b) << 16);
 }
 
-// Starts the thread that paints, if it isn't running. Objects that paint from threads of their
-// own call it before they start one, so that the painter is made first and outlives them.
+// Starts the thread that paints, if it isn't running, and paints a text once. Objects that paint
+// from threads of their own call it before they start one, so that the painter and its objects
+// are made first and outlive them.
 TNWIN_API void StartPainting();
 // The width of `text` in pixels in `font`.
 TNWIN_API int GetTextWidth(const Font& font, const std::u16string& text);
