@@ -1,0 +1,115 @@
+#include "app_source.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+namespace run {
+namespace {
+
+bool IsFolder(const std::string& path) {
+  struct stat s {};
+  return stat(path.c_str(), &s) == 0 && S_ISDIR(s.st_mode);
+}
+
+bool IsFile(const std::string& path) {
+  struct stat s {};
+  return stat(path.c_str(), &s) == 0 && S_ISREG(s.st_mode);
+}
+
+std::string Absolute(const std::string& path) {
+  char resolved[PATH_MAX];
+  return realpath(path.c_str(), resolved) ? std::string(resolved) : path;
+}
+
+std::vector<std::string> Entries(const std::string& folder) {
+  std::vector<std::string> names;
+  if (DIR* dir = opendir(folder.c_str())) {
+    while (dirent* entry = readdir(dir)) {
+      const std::string name = entry->d_name;
+      if (name != "." && name != "..") names.push_back(name);
+    }
+    closedir(dir);
+  }
+  return names;
+}
+
+// Links every entry of `from` into `to` (made here).
+bool LinkEntries(const std::string& from, const std::string& to) {
+  if (mkdir(to.c_str(), 0700) != 0) return false;
+  for (const std::string& name : Entries(from)) {
+    if (symlink((from + "/" + name).c_str(), (to + "/" + name).c_str()) != 0) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool IsAddress(const std::string& text) {
+  for (const char* scheme : {"https://", "http://", "file://"}) {
+    if (text.rfind(scheme, 0) == 0) return true;
+  }
+  return false;
+}
+
+AppSource ResolveApp(const std::string& pathOrAddress, const std::string& clientPages,
+                     const std::string& scratch) {
+  AppSource app;
+  if (pathOrAddress.empty()) {
+    app.error = "no light app given";
+    return app;
+  }
+  if (IsAddress(pathOrAddress)) {
+    app.address = pathOrAddress;
+    app.pagesDir = clientPages;
+    return app;
+  }
+  std::string folder, page;
+  if (IsFolder(pathOrAddress)) {
+    folder = Absolute(pathOrAddress);
+    page = "index.html";
+    if (!IsFile(folder + "/" + page)) {
+      app.error = "the folder " + pathOrAddress + " has no index.html";
+      return app;
+    }
+  } else if (IsFile(pathOrAddress)) {
+    const std::string file = Absolute(pathOrAddress);
+    const auto slash = file.rfind('/');
+    folder = file.substr(0, slash);
+    page = file.substr(slash + 1);
+  } else {
+    app.error = "no such file or folder: " + pathOrAddress;
+    return app;
+  }
+  // The client's roots as links, but for the root whose foreign host serves the app: a folder
+  // of links to its entries, and the app's folder of links among them.
+  for (const std::string& root : Entries(clientPages)) {
+    if (!IsFolder(clientPages + "/" + root)) continue;
+    const bool host = root == kAppHostRoot;
+    if (host ? !LinkEntries(clientPages + "/" + root, scratch + "/" + root)
+             : symlink((clientPages + "/" + root).c_str(), (scratch + "/" + root).c_str()) != 0) {
+      app.error = "cannot link the client's pages into " + scratch;
+      return app;
+    }
+  }
+  const std::string appFolder = scratch + "/" + kAppHostRoot + "/" + kAppFolder;
+  if (!LinkEntries(folder, appFolder)) {
+    app.error = "cannot link the app's files into " + scratch;
+    return app;
+  }
+  const std::string bridge = "tavrin-js-bridge.js";
+  if (!IsFile(appFolder + "/" + bridge)) {
+    symlink((clientPages + "/tavrin5main/" + bridge).c_str(), (appFolder + "/" + bridge).c_str());
+  }
+  app.address =
+      std::string("https://") + kAppHostRoot + ".frames.invalid/" + kAppFolder + "/" + page;
+  app.pagesDir = scratch;
+  return app;
+}
+
+}  // namespace run
