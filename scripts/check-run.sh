@@ -23,9 +23,11 @@ expect 2 "unknown option --frobnicate" -- --frobnicate "$root/examples/hello"
 expect 2 "not a number of seconds: soon" -- --for soon "$root/examples/hello"
 expect 2 "no light app given" --
 # A light app that closes its own window: every message is printed, and the run ends with it.
-expect 0 "the page closed its window" -- "$root/examples/hello"
+expect 2 "cannot write the trace /no/such/folder/t.jsonl" -- --trace /no/such/folder/t.jsonl "$root/examples/hello"
+expect 0 "the page closed its window" -- --trace "$out/trace.jsonl" "$root/examples/hello"
 grep -q '"handlerName":"internal.biz.getVisitorToken"' "$out/log" || fail "the SDK call was not printed"
 grep -q 'check auth fail for action = contact' "$out/log" || fail "the refused business action was not printed"
+grep 'internal.biz.getVisitorToken' "$out/trace.jsonl" | grep -q '"kind":"sdk"' || fail "the trace has no SDK step"
 # A page that stays: its time ends the run, and the screenshot is a PNG.
 expect 0 "its time is up" -- --for 2 --screenshot "$out/shot.png" "$root/pages/tavrin5main/index.html"
 [ "$(head -c 8 "$out/shot.png" | od -An -tx1 | tr -d ' \n')" = "89504e470d0a1a0a" ] || fail "no PNG at $out/shot.png"

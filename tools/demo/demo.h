@@ -92,7 +92,9 @@ void CloseChromiumPart(xhav::cdp::Engine& engine, xhav::cdp::PageBrowser* page, 
 // pages/tavrin5main/timeline.html). StartSessionTrace opens it before the parts start; each part's
 // process names its part; every step has its time since the start, process, thread, kind
 // ("call", "message", "request", "sdk", "event", "answer", "script"), browser and name.
-void StartSessionTrace();
+// `file`: where the trace goes (the build folder's demo-trace.jsonl when empty); false when it
+// can't be written.
+bool StartSessionTrace(const std::string& file = std::string());
 void SetTracePart(const char* part);
 void TraceStep(const char* kind, int browser, const std::string& name, const std::string& detail,
                double milliseconds = -1);

@@ -37,7 +37,9 @@ PATH_OR_URL
 options
   --for SECONDS       run so long, then close the window (default: until the page closes its
                       window with ui.closeWindow, or Ctrl-C)
-  --screenshot FILE   save the page as PNG when the run ends
+  --screenshot FILE   save the page as PNG when the run ends (while its window is open)
+  --trace FILE        write every step as a JSON line (time, process, thread, kind, browser,
+                      name, detail; see pages/tavrin5main/timeline.html, which draws it)
   --load-limit SECONDS
                       give up when the page has not loaded by then (default 30)
   --module FILE       the module to load (default: the one this program was built with)
@@ -71,6 +73,7 @@ bool ParseSeconds(const char* text, double* out) {
 struct Options {
   std::string app;
   std::string screenshot;
+  std::string trace;
   double seconds = 0;  // 0: until the page closes its window
   double loadLimit = 30;
   bool quiet = false;
@@ -98,6 +101,10 @@ int Run(const Options& options) {
   const run::AppSource app = run::ResolveApp(options.app, TNWEBUI_PAGES_DIR, scratch.path());
   if (!app.error.empty()) return Usage(app.error);
   if (access(g_library, R_OK) != 0) return Usage(std::string("no module at ") + g_library);
+  if (!options.trace.empty()) {
+    if (!StartSessionTrace(options.trace)) return Usage("cannot write the trace " + options.trace);
+    SetTracePart("tnwebui-run");
+  }
   if (options.quiet) std::freopen("/dev/null", "w", stdout);
   g_who = "";
   ShowLog(4);
@@ -209,6 +216,10 @@ int main(int argc, char** argv) {
       const char* text = value();
       if (!text) return Usage("--screenshot needs a file");
       options.screenshot = text;
+    } else if (arg == "--trace") {
+      const char* text = value();
+      if (!text) return Usage("--trace needs a file");
+      options.trace = text;
     } else if (arg == "--module") {
       const char* text = value();
       if (!text) return Usage("--module needs a file");
