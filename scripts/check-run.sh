@@ -6,6 +6,7 @@ run="$1/tools/tnwebui-run"
 root="$(cd "$(dirname "$0")/.." && pwd)"
 out=$(mktemp -d)
 trap 'rm -rf "$out"' EXIT
+[ -x "$run" ] || { echo "check-run: no program at $run"; exit 1; }
 failed=0
 fail() { echo "check-run: FAILED: $*"; failed=1; }
 expect() {  # expect STATUS PATTERN -- ARGS...: the exit status and a line of the output
@@ -24,10 +25,11 @@ expect 2 "not a number of seconds: soon" -- --for soon "$root/examples/hello"
 expect 2 "no light app given" --
 # A light app that closes its own window: every message is printed, and the run ends with it.
 expect 2 "cannot write the trace /no/such/folder/t.jsonl" -- --trace /no/such/folder/t.jsonl "$root/examples/hello"
-expect 0 "the page closed its window" -- --trace "$out/trace.jsonl" "$root/examples/hello"
+expect 0 "the page closed its window" -- --trace "$out/trace.jsonl" --timeline "$out/timeline.png" "$root/examples/hello"
 grep -q '"handlerName":"internal.biz.getVisitorToken"' "$out/log" || fail "the SDK call was not printed"
 grep -q 'check auth fail for action = contact' "$out/log" || fail "the refused business action was not printed"
 grep 'internal.biz.getVisitorToken' "$out/trace.jsonl" | grep -q '"kind":"sdk"' || fail "the trace has no SDK step"
+grep -q "timeline: $out/timeline.png" "$out/log" || fail "no timeline was drawn"
 # A page that stays: its time ends the run, and the screenshot is a PNG.
 expect 0 "its time is up" -- --for 2 --screenshot "$out/shot.png" "$root/pages/tavrin5main/index.html"
 [ "$(head -c 8 "$out/shot.png" | od -An -tx1 | tr -d ' \n')" = "89504e470d0a1a0a" ] || fail "no PNG at $out/shot.png"

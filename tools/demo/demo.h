@@ -151,6 +151,12 @@ void PageGuests();         // a light app's cross-site frame, worker and dialogs
 void TypicalRequest();     // one business action over two processes and a socket
 void SessionTimeline();    // the timeline page draws the session's own trace
 
+// Opens the timeline page and draws `part` of `trace` (JSON lines) in it; the page, its view in
+// `view`, and the page's report (`rendered`, `shown`, `parts`) in `drawn`.
+xhav::cdp::PageBrowser* DrawTimeline(xhav::cdp::Engine& engine, ITnWebUI* factory,
+                                     BusinessCore* core, const std::string& trace, const char* part,
+                                     IBrowserView** view, Json::Value* drawn);
+
 // The first child of `parent` of window class `className`, or null.
 HWND ChildOfClass(HWND parent, const std::string& className);
 // Paints the title bar `bar` and its buttons now.

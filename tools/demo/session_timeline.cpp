@@ -20,6 +20,22 @@ constexpr char kPage[] = "file://tavrin5main/timeline.html";
 constexpr char kShownPart[] = "real pages";
 }  // namespace
 
+xhav::cdp::PageBrowser* DrawTimeline(xhav::cdp::Engine& engine, ITnWebUI* factory,
+                                     BusinessCore* core, const std::string& trace, const char* part,
+                                     IBrowserView** view, Json::Value* drawn) {
+  xhav::cdp::PageBrowser* page = OpenReadyPage(engine, factory, u"Timeline", kPage, core, view);
+  page->MoveWindow(20, 20, 1400, 1000);
+  Json::Value r;
+  WaitFor([&] {  // the page lays its lanes out at its width
+    engine.ui().RunUntilIdle();
+    return page->Evaluate("window.innerWidth", &r, 300) && r.isInt() && r.asInt() > 1000;
+  });
+  const std::string show = "showTrace(" + Json::valueToQuotedString(trace.c_str()) + ", " +
+                           Json::valueToQuotedString(part) + "), window.results";
+  if (!page->Evaluate(show, drawn, 30000)) *drawn = Json::Value();
+  return page;
+}
+
 void SessionTimeline() {
   g_who = "[host]   ";
   std::stringstream trace;
@@ -35,16 +51,9 @@ void SessionTimeline() {
   Say("== in Chromium: the session's timeline, %s, drawn from the trace so far (%zu bytes)", kPage,
       text.size());
   IBrowserView* view = nullptr;
-  xhav::cdp::PageBrowser* page = OpenReadyPage(engine, factory, u"Timeline", kPage, core, &view);
-  page->MoveWindow(20, 20, 1400, 1000);
   Json::Value r;
-  WaitFor([&] {  // the page lays its lanes out at its width
-    engine.ui().RunUntilIdle();
-    return page->Evaluate("window.innerWidth", &r, 300) && r.isInt() && r.asInt() > 1000;
-  });
-  const std::string show = "showTrace(" + Json::valueToQuotedString(text.c_str()) + ", " +
-                           Json::valueToQuotedString(kShownPart) + "), window.results";
-  const bool shown = page->Evaluate(show, &r, 30000) && r["rendered"].asBool();
+  xhav::cdp::PageBrowser* page = DrawTimeline(engine, factory, core, text, kShownPart, &view, &r);
+  const bool shown = r["rendered"].asBool();
   Say("the page drew %s: %s", kShownPart, Compact(r["shown"]).c_str());
   Say("parts in the trace: %s", Compact(r["parts"]).c_str());
   if (!shown || r["shown"]["steps"].asInt() == 0) Fail("the timeline drew nothing");

@@ -10,6 +10,8 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <thread>
 
@@ -40,6 +42,7 @@ options
   --screenshot FILE   save the page as PNG when the run ends (while its window is open)
   --trace FILE        write every step as a JSON line (time, process, thread, kind, browser,
                       name, detail; see pages/tavrin5main/timeline.html, which draws it)
+  --timeline FILE     after the run, draw its steps on the timeline page and save it as PNG
   --load-limit SECONDS
                       give up when the page has not loaded by then (default 30)
   --module FILE       the module to load (default: the one this program was built with)
@@ -74,10 +77,30 @@ struct Options {
   std::string app;
   std::string screenshot;
   std::string trace;
+  std::string timeline;
   double seconds = 0;  // 0: until the page closes its window
   double loadLimit = 30;
   bool quiet = false;
 };
+
+// Saves the page's screenshot at `path`; false when it can't.
+bool SavePng(xhav::cdp::PageBrowser* page, const std::string& path) {
+  std::string png;
+  if (!page->CaptureScreenshot(&png)) return false;
+  std::FILE* f = std::fopen(path.c_str(), "wb");
+  if (!f) return false;
+  const bool written = std::fwrite(png.data(), 1, png.size(), f) == png.size();
+  return std::fclose(f) == 0 && written;
+}
+
+void ClosePage(xhav::cdp::Engine& engine, xhav::cdp::PageBrowser* page) {
+  if (!page->alive()) return;
+  page->Close(0);
+  demo::WaitFor([&] {
+    engine.ui().RunUntilIdle();
+    return !page->alive();
+  });
+}
 
 // A scratch folder, gone with the run.
 class Scratch {
@@ -101,11 +124,15 @@ int Run(const Options& options) {
   const run::AppSource app = run::ResolveApp(options.app, TNWEBUI_PAGES_DIR, scratch.path());
   if (!app.error.empty()) return Usage(app.error);
   if (access(g_library, R_OK) != 0) return Usage(std::string("no module at ") + g_library);
-  if (!options.trace.empty()) {
-    if (!StartSessionTrace(options.trace)) return Usage("cannot write the trace " + options.trace);
+  if (options.quiet) std::freopen("/dev/null", "w", stdout);
+  // The timeline draws the trace: without a trace file of the user's, one in the scratch folder.
+  const std::string tracePath = !options.trace.empty()      ? options.trace
+                                : !options.timeline.empty() ? scratch.path() + "/trace.jsonl"
+                                                            : std::string();
+  if (!tracePath.empty()) {
+    if (!StartSessionTrace(tracePath)) return Usage("cannot write the trace " + tracePath);
     SetTracePart("tnwebui-run");
   }
-  if (options.quiet) std::freopen("/dev/null", "w", stdout);
   g_who = "";
   ShowLog(4);
   Module m = Load();
@@ -166,26 +193,32 @@ int Run(const Options& options) {
     status = 1;
   }
   if (page->alive() && !options.screenshot.empty()) {
-    std::string png;
-    if (page->CaptureScreenshot(&png)) {
-      if (std::FILE* f = std::fopen(options.screenshot.c_str(), "wb")) {
-        std::fwrite(png.data(), 1, png.size(), f);
-        std::fclose(f);
-        Say("screenshot: %s", options.screenshot.c_str());
-      } else {
-        std::fprintf(stderr, "tnwebui-run: cannot write %s\n", options.screenshot.c_str());
-        status = 1;
-      }
+    if (SavePng(page, options.screenshot)) {
+      Say("screenshot: %s", options.screenshot.c_str());
+    } else {
+      std::fprintf(stderr, "tnwebui-run: cannot write %s\n", options.screenshot.c_str());
+      status = 1;
     }
   }
-  if (page->alive()) {
-    page->Close(0);
-    WaitFor([&] {
-      engine.ui().RunUntilIdle();
-      return !page->alive();
-    });
-  }
+  ClosePage(engine, page);
   view->Release();
+  if (!options.timeline.empty() && !g_stop) {
+    std::stringstream steps;
+    steps << std::ifstream(tracePath).rdbuf();
+    IBrowserView* timelineView = nullptr;
+    Json::Value drawn;
+    xhav::cdp::PageBrowser* timeline =
+        DrawTimeline(engine, factory, core, steps.str(), "tnwebui-run", &timelineView, &drawn);
+    if (drawn["rendered"].asBool() && SavePng(timeline, options.timeline)) {
+      Say("timeline: %s (%s)", options.timeline.c_str(), Compact(drawn["shown"]).c_str());
+    } else {
+      std::fprintf(stderr, "tnwebui-run: cannot draw the timeline into %s\n",
+                   options.timeline.c_str());
+      status = 1;
+    }
+    ClosePage(engine, timeline);
+    timelineView->Release();
+  }
   factory->Release();
   core->Release();
   if (outcome) {
@@ -220,6 +253,10 @@ int main(int argc, char** argv) {
       const char* text = value();
       if (!text) return Usage("--trace needs a file");
       options.trace = text;
+    } else if (arg == "--timeline") {
+      const char* text = value();
+      if (!text) return Usage("--timeline needs a file");
+      options.timeline = text;
     } else if (arg == "--module") {
       const char* text = value();
       if (!text) return Usage("--module needs a file");
