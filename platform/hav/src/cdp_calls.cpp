@@ -35,7 +35,10 @@ bool Engine::TakeCallOnReader(const std::string& method, const Json::Value& para
     answers_->Fulfil(session, requestId, "");
     return true;
   }
-  watchdog_->Watch(requestId, session);
+  // A document's hello waits for the render side to know the document, which a render host
+  // that is still starting (its first page, a cold disk) may take seconds to: it may wait four
+  // limits, since a page without its object at its first line is broken for its whole life.
+  watchdog_->Watch(requestId, session, params["request"]["url"] == kHelloUrl ? 4 : 1);
   return params["request"]["url"] == kCallUrl &&
          CallFromReader(session, RequestBody(params["request"]), requestId);
 }
@@ -186,7 +189,7 @@ bool Engine::DialogFromReader(const std::string& session, const Json::Value& par
   }
   const bool hello = kind == PromptCalls::Kind::kHello;
   const std::string requestId = kDialogRequest + session;
-  watchdog_->Watch(requestId, session);
+  watchdog_->Watch(requestId, session, hello ? 4 : 1);
   if (!hello && CallFromReader(session, body, requestId)) return true;
   std::lock_guard<std::mutex> lock(dialogMutex_);
   dialogCalls_[session] = {hello, std::move(body)};

@@ -308,10 +308,11 @@ class Engine::SyncWatchdog {
       : limit_(limitMs), fulfil_(std::move(fulfil)), thread_([this] { Run(); }) {}
   ~SyncWatchdog() { Stop(); }
 
-  void Watch(const std::string& requestId, const std::string& session) {
+  // `times`: how many limits the call may wait (a document's first request waits longer).
+  void Watch(const std::string& requestId, const std::string& session, int times = 1) {
     std::lock_guard<std::mutex> lock(mutex_);
     if (stopped_) return;
-    pending_[requestId] = {session, Clock::now() + limit_};
+    pending_[requestId] = {session, Clock::now() + limit_ * times};
     wake_.notify_all();
   }
   // True when the call is still to be answered by its server (the watchdog no longer will).
