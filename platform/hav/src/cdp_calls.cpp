@@ -67,12 +67,7 @@ void Engine::ServeCall(const std::string& session, bool hello, const std::string
   CallHead head;
   bool gone = false;
   std::string origin;
-  PageBrowser* page = nullptr;
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    auto it = bySession_.find(session);
-    if (it != bySession_.end()) page = it->second;
-  }
+  PageBrowser* page = PageOf(session);
   const bool proven = ReadCallHead(body, &head) &&
                       order_->Proves({session, head.context}, head.key, &gone, &origin) &&
                       !(gone && page && !origin.empty() && origin != OriginOf(page->url()));
@@ -86,6 +81,12 @@ void Engine::ServeCall(const std::string& session, bool hello, const std::string
   if (watchdog_->Claim(requestId.asString())) FulfilCall(session, requestId, "{\"handled\":false}");
 }
 
+PageBrowser* Engine::PageOf(const std::string& session) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto it = bySession_.find(session);
+  return it == bySession_.end() ? nullptr : it->second;
+}
+
 void Engine::DropUnproven(PageBrowser* page, const char* way) {
   EngineLog(kTnLogInfo, "Engine::DropUnproven",
             "browser " + std::to_string(page->id_) + ": a call (" + way +
@@ -94,12 +95,7 @@ void Engine::DropUnproven(PageBrowser* page, const char* way) {
 
 void Engine::ServeCallInTurn(const std::string& session, bool hello, const std::string& body,
                              const Json::Value& requestId, int context) {
-  PageBrowser* page = nullptr;
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    auto it = bySession_.find(session);
-    if (it != bySession_.end()) page = it->second;
-  }
+  PageBrowser* page = PageOf(session);
   // When the watchdog has answered, the page has gone on: the call runs without a waiting page.
   const bool answerWithin = watchdog_->Claim(requestId.asString());
   if (!page || !page->alive()) {
@@ -149,13 +145,9 @@ bool Engine::CallFromReader(const std::string& session, const std::string& body,
       gone || !order_->TakeTurn({session, head.context}, head.seq)) {
     return false;
   }
-  int browser = 0;
-  {
-    std::lock_guard<std::mutex> pages(mutex_);
-    auto it = bySession_.find(session);
-    if (it == bySession_.end() || !it->second->alive()) return false;
-    browser = it->second->id_;
-  }
+  PageBrowser* page = PageOf(session);
+  if (!page || !page->alive()) return false;
+  const int browser = page->id_;
   SyncWatchdog* watchdog = watchdog_.get();
   std::shared_ptr<CallAnswers> answers = answers_;
   return renderSide_->CallFromAnyThread(

@@ -90,12 +90,10 @@ DesktopPlan PlanDesktopRequest(const Json::Value& params, bool trustedFrame) {
 }
 
 void Engine::ServeDesktopRequest(const std::string& session, const Json::Value& params) {
-  PageBrowser* page = nullptr;
+  PageBrowser* page = PageOf(session);
   RequestTracer tracer;
   {
     std::lock_guard<std::mutex> lock(mutex_);
-    auto it = bySession_.find(session);
-    if (it != bySession_.end()) page = it->second;
     tracer = requestTracer_;
   }
   const std::string frame = params["frameId"].isString() ? params["frameId"].asString() : "";

@@ -305,6 +305,8 @@ class HAV_API Engine {
   CallDone TracedCall(int browser, const std::string& body, const char* way, CallDone done);
   // A page's call whose document can't be proven (`way`: how it came), dropped and logged.
   void DropUnproven(PageBrowser* page, const char* way);
+  // The page whose target (or frame) `session` is, or null.
+  PageBrowser* PageOf(const std::string& session);
   // A dialog of a page's own, answered at once on the reader thread with the documented
   // default (alert accepted, confirm false, prompt null, a leave question leaves), and logged.
   void AnswerPageDialog(const std::string& session, const Json::Value& params);
