@@ -61,6 +61,10 @@ bool InChild(const std::function<void()>& part);
 // Waits up to `ms` milliseconds (ten seconds unless told) for `done`.
 bool WaitFor(const std::function<bool()>& done, int ms = 10000);
 
+// Makes `core` answer every business action with 0 and "{}", saying each with `line` (its "%s":
+// the call).
+void AnswerEveryAction(tnmainui::ScriptedBusinessCore* core, const char* line);
+
 // Opens the view `name` at `url` through the host's factory; `core` and `initData` may be null.
 HRESULT OpenView(ITnWebUI* factory, const char16_t* name, const char* url, BusinessCore* core,
                  const char* initData, IBrowserView** view);

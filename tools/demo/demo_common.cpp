@@ -251,6 +251,15 @@ void CloseChromiumPart(xhav::cdp::Engine& engine, xhav::cdp::PageBrowser* page, 
   core->Release();
 }
 
+void AnswerEveryAction(tnmainui::ScriptedBusinessCore* core, const char* line) {
+  core->SetHandler([line](const tnmainui::BusinessCall& call) {
+    Say(line, DescribeCall(call).c_str());
+    call.callback->OnBusinessResult(call.business.c_str(), call.action.c_str(),
+                                    call.callbackId.c_str(), 0, u"{}");
+    return S_OK;
+  });
+}
+
 xhav::cdp::PageBrowser* OpenReadyPage(xhav::cdp::Engine& engine, ITnWebUI* factory,
                                       const char16_t* name, const char* url, BusinessCore* core,
                                       IBrowserView** view) {

@@ -16,12 +16,7 @@ void PageGuests() {
   tnmainui::InProcessHost host(engine.core(), engine.render_host());
   ITnWebUI* factory = StartModule(m, &host);
   auto* core = new tnmainui::ScriptedBusinessCore(u"org-7", "account-42");
-  core->SetHandler([](const tnmainui::BusinessCall& call) {
-    Say("  the business core takes %s", DescribeCall(call).c_str());
-    call.callback->OnBusinessResult(call.business.c_str(), call.action.c_str(),
-                                    call.callbackId.c_str(), 0, u"{}");
-    return S_OK;
-  });
+  AnswerEveryAction(core, "  the business core takes %s");
 
   Say("== in Chromium: a light app with a frame of https://tavrin5.frames.invalid, a worker and "
       "dialogs, file://tavrin5main/guests.html");

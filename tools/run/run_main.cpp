@@ -78,6 +78,7 @@ struct Options {
   std::string screenshot;
   std::string trace;
   std::string timeline;
+  std::string module = TNWEBUI_MODULE;
   double seconds = 0;  // 0: until the page closes its window
   double loadLimit = 30;
   bool quiet = false;
@@ -153,12 +154,7 @@ int Run(const Options& options) {
   host.SetService(SID_EventBus, static_cast<EventBus*>(&bus));
   ITnWebUI* factory = StartModule(m, &host);
   auto* core = new tnmainui::ScriptedBusinessCore(u"7", "account-42");
-  core->SetHandler([](const tnmainui::BusinessCall& call) {
-    Say("business action %s: answered 0 {}", DescribeCall(call).c_str());
-    call.callback->OnBusinessResult(call.business.c_str(), call.action.c_str(),
-                                    call.callbackId.c_str(), 0, u"{}");
-    return S_OK;
-  });
+  AnswerEveryAction(core, "business action %s: answered 0 {}");
 
   Say("== tnwebui-run: %s opens as %s", options.app.c_str(), app.address.c_str());
   IBrowserView* view = nullptr;
@@ -232,7 +228,6 @@ int Run(const Options& options) {
 
 int main(int argc, char** argv) {
   setvbuf(stdout, nullptr, _IOLBF, 0);
-  demo::g_library = TNWEBUI_MODULE;
   Options options;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
@@ -245,22 +240,14 @@ int main(int argc, char** argv) {
       double* out = arg == "--for" ? &options.seconds : &options.loadLimit;
       if (!text) return Usage(arg + " needs a number of seconds");
       if (!ParseSeconds(text, out)) return Usage(arg + ": not a number of seconds: " + text);
-    } else if (arg == "--screenshot") {
+    } else if (std::string* file = arg == "--screenshot" ? &options.screenshot
+                                   : arg == "--trace"    ? &options.trace
+                                   : arg == "--timeline" ? &options.timeline
+                                   : arg == "--module"   ? &options.module
+                                                         : nullptr) {
       const char* text = value();
-      if (!text) return Usage("--screenshot needs a file");
-      options.screenshot = text;
-    } else if (arg == "--trace") {
-      const char* text = value();
-      if (!text) return Usage("--trace needs a file");
-      options.trace = text;
-    } else if (arg == "--timeline") {
-      const char* text = value();
-      if (!text) return Usage("--timeline needs a file");
-      options.timeline = text;
-    } else if (arg == "--module") {
-      const char* text = value();
-      if (!text) return Usage("--module needs a file");
-      demo::g_library = text;
+      if (!text) return Usage(arg + " needs a file");
+      *file = text;
     } else if (arg == "--quiet") {
       options.quiet = true;
     } else if (arg.rfind("-", 0) == 0) {
@@ -272,6 +259,7 @@ int main(int argc, char** argv) {
     }
   }
   if (options.app.empty()) return Usage("no light app given");
+  demo::g_library = options.module.c_str();
   struct sigaction action {};
   action.sa_handler = OnSignal;
   sigaction(SIGINT, &action, nullptr);
