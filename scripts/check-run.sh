@@ -27,7 +27,7 @@ expect 2 "no light app given" --
 expect 2 "cannot write the trace /no/such/folder/t.jsonl" -- --trace /no/such/folder/t.jsonl "$root/examples/hello"
 expect 0 "the page closed its window" -- --trace "$out/trace.jsonl" --timeline "$out/timeline.png" "$root/examples/hello"
 grep -q '"handlerName":"internal.biz.getVisitorToken"' "$out/log" || fail "the SDK call was not printed"
-grep -q 'check auth fail for action = contact' "$out/log" || fail "the refused business action was not printed"
+grep -q 'action   contact/hello' "$out/log" || fail "the refused business action was not printed"
 grep 'internal.biz.getVisitorToken' "$out/trace.jsonl" | grep -q '"kind":"sdk"' || fail "the trace has no SDK step"
 grep -q "timeline: $out/timeline.png" "$out/log" || fail "no timeline was drawn"
 # A page that stays: its time ends the run, and the screenshot is a PNG.

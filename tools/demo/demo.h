@@ -87,6 +87,9 @@ std::string ResponseCodes(const std::vector<std::string>& writes);
 void TraceRequests(xhav::cdp::Engine& engine);
 // Saves the page's screenshot as `name` in the build folder and names it in the trace.
 void SaveScreenshot(xhav::cdp::PageBrowser* page, const char* name);
+// The whole window of `page` as PNG at `path`: its title bar, if it has one, over the page's
+// screenshot; false when it can't be saved.
+bool SaveWindowPng(xhav::cdp::PageBrowser* page, const std::string& path);
 // Saves the page's screenshot, closes it and waits until it is gone, then lets go of the view,
 // the factory and the core.
 void CloseChromiumPart(xhav::cdp::Engine& engine, xhav::cdp::PageBrowser* page, const char* shot,
@@ -170,5 +173,7 @@ void PaintBar(HWND bar);
 // kSampleAppSecret), the app's code, the visitor's tokens and session.
 extern const char kSampleAppSecret[];
 tnmainui::GoAnswer SampleIdentityCore(const tnmainui::GoCall& call);
+// The same answers, silently, with signatures checked against `secret`.
+tnmainui::GoAnswer IdentityCore(const tnmainui::GoCall& call, const std::string& secret);
 
 }  // namespace demo

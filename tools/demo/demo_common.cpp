@@ -16,6 +16,7 @@
 #include "demo.h"
 #include "hav/handler_table.h"
 #include "tnbase/logger.h"
+#include "win/paint.h"
 #include "win/user.h"
 #include "win/window.h"
 
@@ -236,6 +237,14 @@ void SaveScreenshot(xhav::cdp::PageBrowser* page, const char* name) {
     std::fclose(f);
     Say("  screenshot: %s", path.c_str());
   }
+}
+
+bool SaveWindowPng(xhav::cdp::PageBrowser* page, const std::string& path) {
+  std::string png;
+  if (!page->CaptureScreenshot(&png)) return false;
+  win::SetWindowPicture(page->host_window(), png);
+  if (HWND bar = ChildOfClass(page->GetWindowHandle(), "TN_WEB_TITLE")) PaintBar(bar);
+  return win::SaveWindowImage(page->GetWindowHandle(), path);
 }
 
 void CloseChromiumPart(xhav::cdp::Engine& engine, xhav::cdp::PageBrowser* page, const char* shot,

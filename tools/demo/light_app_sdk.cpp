@@ -31,10 +31,14 @@ const char kSampleAppSecret[] = "sample-app-secret";
 // The sample business core: a signature checked by computing it, a code for the app from its
 // request, tokens for the visitor.
 tnmainui::GoAnswer SampleIdentityCore(const tnmainui::GoCall& call) {
-  tnmainui::GoAnswer answer;
   Say("  the business core's own thread answers %s", call.operation.c_str());
+  return IdentityCore(call, kSampleAppSecret);
+}
+
+tnmainui::GoAnswer IdentityCore(const tnmainui::GoCall& call, const std::string& secret) {
+  tnmainui::GoAnswer answer;
   if (call.operation == "BatchQuery") {
-    answer = tnmainui::CheckSignature(call, kSampleAppSecret);
+    answer = tnmainui::CheckSignature(call, secret);
   } else if (call.operation == "RequestAppCode") {
     answer.data = Field(1, "ac-" + call.args[1].substr(0, 8));  // CoreAppCodeResp.code
   } else if (call.operation == "RequestToken") {

@@ -14,14 +14,10 @@
 namespace demo {
 namespace {
 
-// The page's screenshot as the picture of its browser window, and the whole window saved.
+// The whole window, bar and page, saved in the build folder.
 void SaveWholeWindow(xhav::cdp::PageBrowser* page, const char* name) {
-  std::string png;
-  if (!page->CaptureScreenshot(&png)) return;
-  win::SetWindowPicture(page->host_window(), png);
   const std::string path = std::string(TNWEBUI_BUILD_DIR) + "/" + name;
-  if (win::SaveWindowImage(page->GetWindowHandle(), path))
-    Say("  the whole window: %s", path.c_str());
+  if (SaveWindowPng(page, path)) Say("  the whole window: %s", path.c_str());
 }
 
 // Waits until the page's script says "ready" in window.results.

@@ -2,8 +2,10 @@
 // with the title bar's view, the watermark and the JS SDK, the sample host and business core
 // answering, and prints what the app does as it does it.
 
+#include <limits.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -16,18 +18,22 @@
 #include <thread>
 
 #include "../demo/demo.h"
+#include "app_host.h"
 #include "app_source.h"
-#include "tnmainui/business_service.h"
-#include "tnmainui/event_bus.h"
-#include "tnmainui/inproc_host.h"
+#include "hav/handler_table.h"
+#include "tnbase/logger.h"
+#include "watch.h"
+#include "win/paint.h"
 
 namespace {
 
 constexpr char kUsage[] = R"(usage: tnwebui-run [options] PATH_OR_URL
 
-Runs a light app against the TnWebUI module in Debian's Chromium and prints, as they happen,
-the messages between the page and the module, its desktop commands and the scripts the
-module runs in it.
+Runs a light app against the TnWebUI module in Debian's Chromium: in a light window of the
+client with its title bar, the JS SDK and the desktop commands, the sample host and business
+core answering. Prints one timed line for each step: the app's SDK calls and their answers,
+business actions and results, events, desktop commands, transfers' progress, what the host
+does for the app, the page's console, its uncaught errors and its policy's refusals.
 
 PATH_OR_URL
   a folder        served as a site of its own, as a third-party light app is; its index.html
@@ -37,22 +43,38 @@ PATH_OR_URL
   A folder or page that brings no tavrin-js-bridge.js finds the client's beside its pages.
 
 options
+  --host FILE         what the host and business core answer: the user, the choosers' files
+                      and contacts, the config secret, the download server's port and files,
+                      voice lengths, business actions' answers (JSON; its keys are declared in
+                      host-file.d.ts beside this program's pages, and checked when read)
+  --check             report the app's mistakes when the run ends and exit 3 if there are any:
+                      an SDK name the client doesn't serve, a payload the declarations refuse,
+                      a call never answered, an uncaught error or rejection, a content security
+                      policy's refusal, a business action the rights rule refused
   --for SECONDS       run so long, then close the window (default: until the page closes its
-                      window with ui.closeWindow, or Ctrl-C)
-  --screenshot FILE   save the page as PNG when the run ends (while its window is open)
+                      window with ui.closeWindow, or Ctrl-C; with --check, 30 seconds at most)
+  --screenshot FILE   save the whole window, title bar and page, as PNG when the run ends
   --trace FILE        write every step as a JSON line (time, process, thread, kind, browser,
                       name, detail; see pages/tavrin5main/timeline.html, which draws it)
   --timeline FILE     after the run, draw its steps on the timeline page and save it as PNG
+  --headful           show the window on the display (DISPLAY) instead of running headless
   --load-limit SECONDS
                       give up when the page has not loaded by then (default 30)
-  --module FILE       the module to load (default: the one this program was built with)
-  --quiet             print only the outcome
+  --module FILE       the module to load (default: the one installed with this program)
+  --quiet             print only the outcome (and the report)
   --help              this text
 
 exit status
-  0  the app ran to its end
-  1  the app could not run: no Chromium, a page that never loaded
-  2  a usage error: an unknown option, a missing value, no such file or folder
+  0  the app ran to its end (and, with --check, made no mistake)
+  1  the app could not run: no Chromium, no display, a port in use, a page that never loaded
+  2  a usage error: an unknown option, a missing value, no such file or folder, a host file
+     that can't be read or has a wrong key or value
+  3  --check found mistakes
+
+examples
+  tnwebui-run examples/hello
+  tnwebui-run --host host.json --screenshot app.png --for 10 ./my-app
+  tnwebui-run --check --host host.json ./my-app     # in the app's CI
 )";
 
 std::atomic<bool> g_stop{false};
@@ -75,16 +97,48 @@ bool ParseSeconds(const char* text, double* out) {
 
 struct Options {
   std::string app;
+  std::string host;
   std::string screenshot;
   std::string trace;
   std::string timeline;
-  std::string module = TNWEBUI_MODULE;
+  std::string module;
   double seconds = 0;  // 0: until the page closes its window
   double loadLimit = 30;
+  bool check = false;
+  bool headful = false;
   bool quiet = false;
 };
 
-// Saves the page's screenshot at `path`; false when it can't.
+// Where the module, the client's pages and the render host are: beside this program when it
+// is installed (bin/, lib/, share/tnwebui/pages, libexec/tnwebui/), else in the build tree.
+struct Layout {
+  std::string module = TNWEBUI_MODULE;
+  std::string pages = TNWEBUI_PAGES_DIR;
+  std::string renderHost = TNWEBUI_RENDER_HOST;
+};
+
+Layout FindLayout() {
+  Layout layout;
+  char self[PATH_MAX];
+  const ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
+  if (length <= 0) return layout;
+  self[length] = '\0';
+  const std::string prefix = std::string(self).substr(0, std::string(self).rfind('/')) + "/..";
+  const std::string pages = prefix + "/" TNWEBUI_INSTALL_DATADIR "/tnwebui/pages";
+  if (access(pages.c_str(), R_OK) != 0) return layout;
+  layout.pages = pages;
+  layout.module = prefix + "/" TNWEBUI_INSTALL_LIBDIR "/libTnWebUI.so";
+  layout.renderHost = prefix + "/" TNWEBUI_INSTALL_LIBEXECDIR "/tnwebui/tnwebui_render_host";
+  return layout;
+}
+
+// Saves the whole window as PNG at `path`; an error on stderr when it can't.
+bool SaveScreenshotTo(xhav::cdp::PageBrowser* page, const std::string& path) {
+  if (demo::SaveWindowPng(page, path)) return true;
+  std::fprintf(stderr, "tnwebui-run: cannot write %s\n", path.c_str());
+  return false;
+}
+
 bool SavePng(xhav::cdp::PageBrowser* page, const std::string& path) {
   std::string png;
   if (!page->CaptureScreenshot(&png)) return false;
@@ -119,13 +173,71 @@ class Scratch {
   std::string path_;
 };
 
-int Run(const Options& options) {
+// Every step the watch sees, and the session's trace when one is written.
+void WatchEngine(xhav::cdp::Engine& engine, run::Watch& watch) {
+  engine.SetTracer(
+      [&watch](const char* hop, CefProcessId target, int id, CefRefPtr<CefProcessMessage> message) {
+        demo::TraceProcessMessage(hop, target, id, message);
+        const bool toHost = std::strcmp(hop, "send") != 0 && target == PID_BROWSER;
+        const bool toPage = std::strcmp(hop, "send") == 0 && target == PID_RENDERER;
+        if (toHost || toPage) {
+          watch.OnMessage(toHost, id, message->GetName().ToString(),
+                          run::ArgsOf(message->GetArgumentList()));
+        }
+      });
+  engine.SetScriptTracer([&watch](int id, const std::string& script) {
+    demo::TraceStep("script", id, "ExecuteJavaScript", script);
+    watch.OnScript(id, script);
+  });
+  engine.SetRequestTracer([&watch](int id, const std::string& address,
+                                   const std::vector<std::string>& writes, double ms) {
+    const std::string codes = demo::ResponseCodes(writes);
+    demo::TraceStep("request", id, xhav::PathOf(address), codes, ms);
+    watch.OnRequest(id, xhav::PathOf(address), codes);
+  });
+  engine.SetPageMessageTracer([&watch](int id, const char* kind, const std::string& level,
+                                       const std::string& text, const std::string& where) {
+    demo::TraceStep(kind, id, level, text + (where.empty() ? "" : " " + where));
+    watch.OnPageMessage(id, kind, level, text, where);
+  });
+  tnbase::SetLogSink(
+      [&watch](const tnbase::LogRecord& r) { watch.OnLog(r.level, r.function, r.message); });
+}
+
+// Opens the app in a light window with its title bar; the window's page, or null.
+xhav::cdp::PageBrowser* OpenLightWindow(xhav::cdp::Engine& engine, ITnWebUI* factory, int32_t orgId,
+                                        const std::string& address) {
+  void* made = nullptr;
+  CreateHavObject(xhav::kHavObjectBrowserParam, &made);
+  auto* param = static_cast<xhav::BrowserParam*>(made);
+  param->SetShowTitleBar(true);
+  param->SetViewType(4);
+  param->SetTitle(tnbase::TnStringPtr::FromUTF8("tnwebui-run").get());
+  param->SetWidth(1000);
+  param->SetHeight(720);
+  const std::size_t before = engine.browsers().size();
+  factory->CreateLightBrowser(orgId, "tnwebui-run", address.c_str(), param, nullptr);
+  param->Destroy();
+  const std::vector<xhav::cdp::PageBrowser*> browsers = engine.browsers();
+  return browsers.size() > before ? browsers.back() : nullptr;
+}
+
+int Run(const Options& options, const Layout& layout) {
   using namespace demo;
   Scratch scratch;
-  const run::AppSource app = run::ResolveApp(options.app, TNWEBUI_PAGES_DIR, scratch.path());
+  run::HostFile hostFile;
+  std::string error;
+  if (!options.host.empty() && !run::ReadHostFile(options.host, &hostFile, &error))
+    return Usage("the host file " + error);
+  const run::AppSource app = run::ResolveApp(options.app, layout.pages, scratch.path());
   if (!app.error.empty()) return Usage(app.error);
   if (access(g_library, R_OK) != 0) return Usage(std::string("no module at ") + g_library);
-  if (options.quiet) std::freopen("/dev/null", "w", stdout);
+  if (options.headful && !getenv("DISPLAY")) {
+    std::fprintf(stderr, "tnwebui-run: --headful needs a display, and DISPLAY is not set\n");
+    return 1;
+  }
+  std::FILE* out = stdout;
+  if (options.quiet) out = std::fopen("/dev/null", "w");
   // The timeline draws the trace: without a trace file of the user's, one in the scratch folder.
   const std::string tracePath = !options.trace.empty()      ? options.trace
                                 : !options.timeline.empty() ? scratch.path() + "/trace.jsonl"
@@ -134,35 +246,44 @@ int Run(const Options& options) {
     if (!StartSessionTrace(tracePath)) return Usage("cannot write the trace " + tracePath);
     SetTracePart("tnwebui-run");
   }
-  g_who = "";
-  ShowLog(4);
+  run::Watch watch([out](const std::string& line) { std::fprintf(out, "%s\n", line.c_str()); });
   Module m = Load();
   xhav::cdp::EngineOptions engineOptions = ChromiumOptions();
   engineOptions.pagesDir = app.pagesDir;
+  engineOptions.renderHost[0] = layout.renderHost;
+  engineOptions.renderHost[2] = "--log=4";
+  engineOptions.launch.headless = !options.headful;
   xhav::cdp::Engine engine(engineOptions);
-  if (!ChromiumReady(engine, "the light app could not run")) {
+  if (!engine.ok()) {
     std::fprintf(stderr, "tnwebui-run: Chromium is not available: %s\n", engine.error().c_str());
     return 1;
   }
-  TraceRequests(engine);
-  TraceScripts(engine, true);
-  tnmainui::InProcessHost host(engine.core(), engine.render_host());
-  tnmainui::ScriptedBusinessService service;
-  service.SetScript(SampleIdentityCore);
-  host.SetService(SID_BusinessCoreService, static_cast<BusinessCoreService*>(&service));
-  tnmainui::InProcessEventBus bus([&](std::function<void()> task) { engine.ui().PostTask(task); });
-  host.SetService(SID_EventBus, static_cast<EventBus*>(&bus));
-  ITnWebUI* factory = StartModule(m, &host);
-  auto* core = new tnmainui::ScriptedBusinessCore(u"7", "account-42");
-  AnswerEveryAction(core, "business action %s: answered 0 {}");
+  engine.ui().BindCurrentThread();
+  demo::TraceCalls(engine);
+  WatchEngine(engine, watch);
+  // The window model's painting thread owns Qt's application: it starts before the host makes
+  // its sample pictures on this thread.
+  win::StartPainting();
+  const std::string folder = scratch.path() + "/host";
+  mkdir(folder.c_str(), 0700);
+  run::AppHost client(engine, hostFile, folder, watch);
+  if (!client.error().empty()) {
+    std::fprintf(stderr, "tnwebui-run: %s\n", client.error().c_str());
+    return 1;
+  }
+  ITnWebUI* factory = StartModule(m, client.host());
 
-  Say("== tnwebui-run: %s opens as %s", options.app.c_str(), app.address.c_str());
-  IBrowserView* view = nullptr;
-  OpenView(factory, u"LightApp", app.address.c_str(), core, "{}", &view);
-  xhav::cdp::PageBrowser* page = engine.browsers().back();
+  std::fprintf(out, "tnwebui-run: %s opens as %s\n", options.app.c_str(), app.address.c_str());
+  xhav::cdp::PageBrowser* page = OpenLightWindow(engine, factory, hostFile.orgId, app.address);
+  if (!page) {
+    std::fprintf(stderr, "tnwebui-run: the module opened no window for %s\n", app.address.c_str());
+    factory->Release();
+    return 1;
+  }
   using Clock = std::chrono::steady_clock;
   const auto started = Clock::now();
   auto elapsed = [&] { return std::chrono::duration<double>(Clock::now() - started).count(); };
+  const double limit = options.seconds > 0 ? options.seconds : options.check ? 30 : 0;
   bool loaded = false;
   const char* outcome = "stopped";
   while (!g_stop) {
@@ -176,7 +297,7 @@ int Run(const Options& options) {
       outcome = nullptr;
       break;
     }
-    if (options.seconds > 0 && elapsed() >= options.seconds) {
+    if (limit > 0 && elapsed() >= limit) {
       outcome = "its time is up";
       break;
     }
@@ -189,24 +310,23 @@ int Run(const Options& options) {
     status = 1;
   }
   if (page->alive() && !options.screenshot.empty()) {
-    if (SavePng(page, options.screenshot)) {
-      Say("screenshot: %s", options.screenshot.c_str());
+    if (SaveScreenshotTo(page, options.screenshot)) {
+      std::fprintf(out, "tnwebui-run: screenshot %s\n", options.screenshot.c_str());
     } else {
-      std::fprintf(stderr, "tnwebui-run: cannot write %s\n", options.screenshot.c_str());
       status = 1;
     }
   }
   ClosePage(engine, page);
-  view->Release();
   if (!options.timeline.empty() && !g_stop) {
     std::stringstream steps;
     steps << std::ifstream(tracePath).rdbuf();
     IBrowserView* timelineView = nullptr;
     Json::Value drawn;
-    xhav::cdp::PageBrowser* timeline =
-        DrawTimeline(engine, factory, core, steps.str(), "tnwebui-run", &timelineView, &drawn);
+    xhav::cdp::PageBrowser* timeline = DrawTimeline(engine, factory, client.core(), steps.str(),
+                                                    "tnwebui-run", &timelineView, &drawn);
     if (drawn["rendered"].asBool() && SavePng(timeline, options.timeline)) {
-      Say("timeline: %s (%s)", options.timeline.c_str(), Compact(drawn["shown"]).c_str());
+      std::fprintf(out, "tnwebui-run: timeline %s (%s)\n", options.timeline.c_str(),
+                   Compact(drawn["shown"]).c_str());
     } else {
       std::fprintf(stderr, "tnwebui-run: cannot draw the timeline into %s\n",
                    options.timeline.c_str());
@@ -216,11 +336,17 @@ int Run(const Options& options) {
     timelineView->Release();
   }
   factory->Release();
-  core->Release();
+  tnbase::SetLogSink(nullptr);
+  watch.Finish();
   if (outcome) {
     std::fprintf(stderr, "tnwebui-run: the run ended after %.1f s: %s\n", elapsed(),
                  g_stop ? "stopped" : outcome);
   }
+  if (options.check && outcome) {
+    std::printf("tnwebui-run --check: %s", watch.Report().c_str());
+    if (status == 0 && !watch.mistakes().empty()) status = 3;
+  }
+  if (out != stdout) std::fclose(out);
   return status;
 }
 
@@ -244,12 +370,15 @@ int main(int argc, char** argv) {
                                    : arg == "--trace"    ? &options.trace
                                    : arg == "--timeline" ? &options.timeline
                                    : arg == "--module"   ? &options.module
+                                   : arg == "--host"     ? &options.host
                                                          : nullptr) {
       const char* text = value();
       if (!text) return Usage(arg + " needs a file");
       *file = text;
-    } else if (arg == "--quiet") {
-      options.quiet = true;
+    } else if (arg == "--quiet" || arg == "--check" || arg == "--headful") {
+      (arg == "--quiet"   ? options.quiet
+       : arg == "--check" ? options.check
+                          : options.headful) = true;
     } else if (arg.rfind("-", 0) == 0) {
       return Usage("unknown option " + arg);
     } else if (options.app.empty()) {
@@ -259,10 +388,12 @@ int main(int argc, char** argv) {
     }
   }
   if (options.app.empty()) return Usage("no light app given");
+  const Layout layout = FindLayout();
+  if (options.module.empty()) options.module = layout.module;
   demo::g_library = options.module.c_str();
   struct sigaction action {};
   action.sa_handler = OnSignal;
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
-  return Run(options);
+  return Run(options, layout);
 }

@@ -259,6 +259,7 @@ void Engine::SetUpSession(const std::string& session) {
   connection_->Call("Page.enable", Json::Value(), session, nullptr);
   connection_->Call("Runtime.enable", Json::Value(), session, nullptr);
   connection_->Call("Inspector.enable", Json::Value(), session, nullptr);  // a renderer's crash
+  connection_->Call("Log.enable", Json::Value(), session, nullptr);  // policies' refusals
   connection_->Call("Runtime.addBinding", binding, session, nullptr);
   connection_->Call("Runtime.addBinding", fetchMessages, session, nullptr);
   connection_->Call("Page.addScriptToEvaluateOnNewDocument", shim, session, nullptr);

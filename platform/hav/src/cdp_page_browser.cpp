@@ -318,6 +318,72 @@ void PageBrowser::ForgetDocuments(const std::string& session) {
   for (int id : ids) OnDocumentGone(session, id);
 }
 
+namespace {
+
+// A console argument as the console would print it: a string as it is, a number or a boolean
+// by its value, an object by its description.
+std::string ConsoleText(const Json::Value& arg) {
+  const Json::Value& value = arg["value"];
+  if (value.isString()) return value.asString();
+  if (value.isNumeric() || value.isBool()) return WriteJson(value);
+  if (arg["unserializableValue"].isString()) return arg["unserializableValue"].asString();
+  if (arg["description"].isString()) return arg["description"].asString();
+  return arg["type"].isString() ? arg["type"].asString() : std::string();
+}
+
+// "address:line" of a stack's top frame, or of an exception's or entry's own place.
+std::string Where(const Json::Value& place) {
+  const Json::Value& top = place["stackTrace"]["callFrames"][0];
+  const Json::Value& at = top.isObject() ? top : place;
+  if (!at["url"].isString() || at["url"].asString().empty()) return std::string();
+  const int line = at["lineNumber"].isInt() ? at["lineNumber"].asInt() + 1 : 0;
+  return Engine::ToClientUrl(at["url"].asString()) + ":" + std::to_string(line);
+}
+
+}  // namespace
+
+bool PageBrowser::OnPageMessage(const std::string& method, const Json::Value& params) {
+  const char* kind = nullptr;
+  std::string level, text, where;
+  if (method == "Runtime.consoleAPICalled") {
+    kind = "console";
+    level = params["type"].isString() ? params["type"].asString() : "log";
+    for (const Json::Value& arg : params["args"]) {
+      if (!text.empty()) text += ' ';
+      text += ConsoleText(arg);
+    }
+    where = Where(params);
+  } else if (method == "Runtime.exceptionThrown") {
+    const Json::Value& details = params["exceptionDetails"];
+    kind = "error";
+    level = "error";
+    text = details["text"].isString() ? details["text"].asString() : "Uncaught";
+    const std::string thrown = ConsoleText(details["exception"]);
+    // An Error's description is its stack: the first line names it.
+    if (!thrown.empty()) text += " " + thrown.substr(0, thrown.find('\n'));
+    where = Where(details);
+  } else if (method == "Log.entryAdded") {
+    const Json::Value& entry = params["entry"];
+    if (entry["source"] != "security" || !entry["text"].isString() ||
+        entry["text"].asString().find("Content Security Policy") == std::string::npos) {
+      return true;  // other entries the page message tracer does not see
+    }
+    kind = "violation";
+    level = entry["level"].isString() ? entry["level"].asString() : "error";
+    text = entry["text"].asString();
+    where = Where(entry);
+  } else {
+    return false;
+  }
+  Engine::PageMessageTracer tracer;
+  {
+    std::lock_guard<std::mutex> lock(engine_->mutex_);
+    tracer = engine_->pageMessageTracer_;
+  }
+  if (tracer) tracer(id_, kind, level, text, where);
+  return true;
+}
+
 void PageBrowser::OnFrameDetached(const std::string& session) {
   if (frames_.count(session) == 0) return;
   ForgetDocuments(session);
@@ -349,6 +415,7 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
     ForgetDocuments(session);
     return;
   }
+  if (OnPageMessage(method, params)) return;
   if (!main && method == "Inspector.detached") {
     OnFrameDetached(session);
     return;

@@ -69,15 +69,20 @@ struct FileServer::State {
   }
 };
 
-FileServer::FileServer() : state_(std::make_unique<State>()) {
+FileServer::FileServer(int port) : state_(std::make_unique<State>()) {
   while (state_->generated.size() < kGeneratedBlock + kPatternSize) {
     state_->generated += kPattern;
   }
   state_->server.Get(".*", [this](const httplib::Request& request, httplib::Response& response) {
     state_->Answer(request, response);
   });
-  state_->port = state_->server.bind_to_any_port("127.0.0.1");
-  if (state_->port <= 0) return;  // no port: every request to it fails
+  state_->port = port == 0 ? state_->server.bind_to_any_port("127.0.0.1")
+                 : state_->server.bind_to_port("127.0.0.1", port) ? port
+                                                                 : 0;
+  if (state_->port <= 0) {  // no port: every request to it fails
+    state_->port = 0;
+    return;
+  }
   state_->thread = std::thread([this] { state_->server.listen_after_bind(); });
   while (!state_->server.is_running()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }

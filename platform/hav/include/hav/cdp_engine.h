@@ -127,6 +127,8 @@ class HAV_API PageBrowser final : public Browser {
   void FinishClose();
   void SetWindowState(const char* state);
   void SetWindowBounds(const Json::Value& bounds);
+  // A console call, an uncaught exception or a policy's refusal: to the page message tracer.
+  bool OnPageMessage(const std::string& method, const Json::Value& params);
 
   Engine* engine_;
   const int id_;
@@ -241,6 +243,18 @@ class HAV_API Engine {
     callTracer_ = std::move(tracer);
   }
 
+  // Sees what a page's documents say for themselves (browser id, kind, level, text, where):
+  // "console" for a console call (its level: "log", "warning", "error", ...), "error" for an
+  // exception the page did not catch (an unhandled rejection too), "violation" for a load or
+  // script that the page's content security policy refused; for tools that watch a page.
+  using PageMessageTracer =
+      std::function<void(int browserId, const char* kind, const std::string& level,
+                         const std::string& text, const std::string& where)>;
+  void SetPageMessageTracer(PageMessageTracer tracer) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    pageMessageTracer_ = std::move(tracer);
+  }
+
   // The host's business channel that every browser gives as property 21 (null: none).
   void SetBusinessChannel(BusinessChannel* channel) { channel_.store(channel); }
   BusinessChannel* business_channel() const { return channel_.load(); }
@@ -341,6 +355,7 @@ class HAV_API Engine {
   ScriptTracer scriptTracer_;
   RequestTracer requestTracer_;
   CallTracer callTracer_;
+  PageMessageTracer pageMessageTracer_;
   // Hosts of registered addresses: their requests are intercepted and served by handlers.
   std::set<std::string> interceptHosts_;
   // Requests to the host of `address` are intercepted from now on, in every session.

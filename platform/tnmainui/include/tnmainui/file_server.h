@@ -21,8 +21,9 @@ class TNMAINUI_API FileServer {
     kDropped,  // its full length announced, half of it sent, then the connection closed
   };
 
-  // Starts listening; ready when the constructor returns.
-  FileServer();
+  // Starts listening on `port` (0: a free one); ready when the constructor returns. When the
+  // port can't be had, port() is 0 and every request to the server fails.
+  explicit FileServer(int port = 0);
   ~FileServer();
   FileServer(const FileServer&) = delete;
   FileServer& operator=(const FileServer&) = delete;

@@ -1,0 +1,289 @@
+#include "watch.h"
+
+#include <json/reader.h>
+#include <json/writer.h>
+
+#include <cstdio>
+#include <memory>
+
+#include "sdk_declarations.h"
+
+namespace run {
+namespace {
+
+constexpr std::size_t kLongest = 200;  // characters of a value shown in a line
+
+bool Parse(const std::string& text, Json::Value* value) {
+  static const Json::CharReaderBuilder builder;
+  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  return reader->parse(text.data(), text.data() + text.size(), value, nullptr);
+}
+
+std::string Compact(const Json::Value& value) {
+  static const Json::StreamWriterBuilder builder = [] {
+    Json::StreamWriterBuilder b;
+    b["indentation"] = "";
+    b["emitUTF8"] = true;
+    return b;
+  }();
+  return Json::writeString(builder, value);
+}
+
+std::string Shorten(std::string text) {
+  if (text.size() > kLongest) text = text.substr(0, kLongest) + "...";
+  return text;
+}
+
+std::string Text(const Json::Value& value) {
+  return value.isString() ? value.asString() : Compact(value);
+}
+
+// The JSON between "(‘" and the last "')" of a bridge script; false for another script.
+bool BridgeMessage(const std::string& script, Json::Value* message) {
+  static const std::string kCall = "TavrinJsBridge._handleMessageFromObjC('";
+  const std::size_t begin = script.find(kCall);
+  const std::size_t end = script.rfind("')");
+  if (begin == std::string::npos || end == std::string::npos || end < begin + kCall.size())
+    return false;
+  const std::string text = script.substr(begin + kCall.size(), end - begin - kCall.size());
+  if (!Parse(text, message) || !message->isObject()) *message = Json::Value(text);
+  return true;
+}
+
+// "KiB" figures of a transfer.
+std::string Size(double bytes) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.1f KiB", bytes / 1024);
+  return text;
+}
+
+}  // namespace
+
+Json::Value ArgsOf(const CefRefPtr<CefListValue>& list) {
+  Json::Value args(Json::arrayValue);
+  if (!list) return args;
+  for (std::size_t i = 0; i < list->GetSize(); ++i) {
+    switch (list->GetType(i)) {
+      case VTYPE_STRING:
+        args.append(list->GetString(i).ToString());
+        break;
+      case VTYPE_INT:
+        args.append(list->GetInt(i));
+        break;
+      case VTYPE_DOUBLE:
+        args.append(list->GetDouble(i));
+        break;
+      case VTYPE_BOOL:
+        args.append(list->GetBool(i));
+        break;
+      case VTYPE_LIST:
+        args.append(ArgsOf(list->GetList(i)));
+        break;
+      case VTYPE_BINARY:
+        args.append("<" + std::to_string(list->GetBinary(i)->GetSize()) + " bytes>");
+        break;
+      default:
+        args.append(Json::Value());
+    }
+  }
+  return args;
+}
+
+Watch::Watch(Print print) : print_(std::move(print)) {}
+
+void Watch::Say(const char* kind, const std::string& text) {
+  const double seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+  char head[48];
+  std::snprintf(head, sizeof head, "%8.3f  %-9s", seconds, kind);
+  print_(head + text);
+}
+
+void Watch::Found(const std::string& kind, const std::string& detail) {
+  mistakes_.push_back({kind, detail});
+}
+
+void Watch::OnMessage(bool toHost, int browser, const std::string& name, const Json::Value& args) {
+  (void)browser;
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto arg = [&args](Json::ArrayIndex i) {
+    return args.isArray() && i < args.size() ? args[i] : Json::Value();
+  };
+  if (toHost && name == "havFetchJSMessage") {
+    Json::Value messages;
+    if (!Parse(Text(arg(0)), &messages) || !messages.isArray()) {
+      Say("sdk", "a message the client can't read: " + Shorten(Text(arg(0))));
+      Found("unreadable bridge message", Shorten(Text(arg(0))));
+      return;
+    }
+    for (const Json::Value& message : messages) OnSdkMessage(message);
+  } else if (toHost && name == "exebusinessaction") {
+    Say("action", Text(arg(0)) + "/" + Text(arg(1)) + " " + Shorten(Text(arg(3))));
+  } else if (!toHost && name == "ExeBusinessActionCallback") {
+    const Json::Value result = arg(2);
+    Say("result", Text(arg(0)) + "/" + Text(arg(1)) + " " + Shorten(Compact(result)));
+  } else if (!toHost && name == "push_notify") {
+    Say("event", Text(arg(2)) + " (" + Text(arg(3)) + ") " + Shorten(Text(arg(4))));
+  } else if (toHost && (name == "registerEvent" || name == "unregisterEvent")) {
+    Say("tnpc", name + " " + Compact(arg(0)));
+  } else if (toHost) {
+    Say("tnpc", name + " " + Shorten(Compact(args)));
+  }
+}
+
+void Watch::OnSdkMessage(const Json::Value& message) {
+  if (!message.isObject() || !message["handlerName"].isString()) {
+    Say("sdk", "a message without a handler name: " + Shorten(Compact(message)));
+    Found("unreadable bridge message", Shorten(Compact(message)));
+    return;
+  }
+  const std::string name = message["handlerName"].asString();
+  if (message.isMember("responseId")) {
+    Say("page", "answers the client's " + name + ": " + Shorten(Compact(message["responseData"])));
+    return;
+  }
+  Say("sdk", name + " " + Shorten(Compact(message["data"])));
+  const SdkName* declared = FindSdkName(name);
+  if (!declared) {
+    Found("unknown SDK name", name);
+  } else {
+    for (const std::string& refused : RefusedPayload(*declared, message["data"]))
+      Found("payload refused", name + ": " + refused);
+  }
+  if (message["callbackId"].isString()) {
+    Call& call = calls_[message["callbackId"].asString()];
+    call.name = name;
+    call.waits = !declared || declared->answered == Answered::kAlways;
+  }
+}
+
+void Watch::OnScript(int browser, const std::string& script) {
+  (void)browser;
+  std::lock_guard<std::mutex> lock(mutex_);
+  Json::Value message;
+  if (BridgeMessage(script, &message)) return OnBridgeScript(message);
+  Say("script", Shorten(script));
+}
+
+void Watch::OnBridgeScript(const Json::Value& message) {
+  if (!message.isObject()) {
+    Say("answer", "a text the page's bridge can't parse: " + Shorten(message.asString()));
+    return;
+  }
+  if (message["responseId"].isString()) {
+    auto it = calls_.find(message["responseId"].asString());
+    const std::string name =
+        it == calls_.end() ? message["responseId"].asString() : it->second.name;
+    if (it != calls_.end()) it->second.waits = false;
+    const Json::Value& status = message["responseData"]["status"];
+    std::string text = name;
+    if (status.isObject()) text += " " + Text(status["code"]) + " " + Text(status["message"]);
+    Say("answer", text + " " + Shorten(Compact(message["responseData"]["data"])));
+    return;
+  }
+  const std::string name = Text(message["handlerName"]);
+  auto it = calls_.find(Text(message["callbackId"]));
+  if ((name == "utils.onDownloadProgress" || name == "utils.onUploadProgress") &&
+      it != calls_.end()) {
+    return OnProgress(it->second.name, it->second, message["data"]["payload"]);
+  }
+  if (name == "ui.onHistoryBack") {
+    Say("command", "the back button asks the page's ui.onHistoryBack");
+    return;
+  }
+  Say("event", name + " " + Shorten(Compact(message["data"])));
+}
+
+void Watch::OnProgress(const std::string& name, Call& call, const Json::Value& payload) {
+  const double total = payload["total"].isNumeric() ? payload["total"].asDouble() : 0;
+  const double loaded = payload["loaded"].isNumeric() ? payload["loaded"].asDouble() : 0;
+  // One line a quarter of the way, and one at the end.
+  const int quarter = total > 0 ? static_cast<int>(4 * loaded / total) : 0;
+  if (quarter <= call.lastQuarter) return;
+  call.lastQuarter = quarter;
+  Say("progress", name + " " + Size(loaded) + " of " + Size(total) + " (" +
+                      std::to_string(total > 0 ? static_cast<int>(100 * loaded / total) : 0) +
+                      "%) " + Text(payload["localId"]));
+}
+
+void Watch::OnRequest(int browser, const std::string& path, const std::string& codes) {
+  (void)browser;
+  std::lock_guard<std::mutex> lock(mutex_);
+  Say("desktop", path + " " + codes);
+}
+
+void Watch::OnHost(const std::string& text) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  Say("host", Shorten(text));
+}
+
+void Watch::OnLog(int level, const std::string& function, const std::string& text) {
+  static const std::string kRefused = "check auth fail for action = ";
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (text.rfind(kRefused, 0) == 0) {
+    // "check auth fail for action = contact, action = hello"
+    std::string action = text.substr(kRefused.size());
+    const std::size_t comma = action.find(", action = ");
+    if (comma != std::string::npos) action.replace(comma, 11, "/");
+    Say("refused", action + ": the rights rule lets no business action run for this page");
+    Found("business action refused", action);
+    return;
+  }
+  if (level >= 4) Say("log", "[" + std::to_string(level) + "] " + function + ": " + text);
+}
+
+void Watch::OnPageMessage(int browser, const std::string& kind, const std::string& level,
+                          const std::string& text, const std::string& where) {
+  (void)browser;
+  std::lock_guard<std::mutex> lock(mutex_);
+  const std::string at = where.empty() ? std::string() : " (" + where + ")";
+  if (kind == "console") {
+    Say("console", (level == "log" ? std::string() : level + ": ") + Shorten(text) + at);
+  } else if (kind == "error") {
+    Say("error", Shorten(text) + at);
+    Found("page error", Shorten(text) + at);
+  } else {
+    Say("csp", Shorten(text) + at);
+    Found("CSP violation", Shorten(text) + at);
+  }
+}
+
+void Watch::Finish() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  for (const auto& [id, call] : calls_) {
+    if (call.waits) Found("callback never answered", call.name + " (callback " + id + ")");
+  }
+  calls_.clear();
+}
+
+std::vector<Mistake> Watch::mistakes() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return mistakes_;
+}
+
+std::string Watch::Report() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (mistakes_.empty()) return "no mistakes\n";
+  std::vector<std::pair<Mistake, int>> seen;
+  for (const Mistake& m : mistakes_) {
+    auto same = [&m](const auto& s) {
+      return s.first.kind == m.kind && s.first.detail == m.detail;
+    };
+    auto it = std::find_if(seen.begin(), seen.end(), same);
+    if (it == seen.end()) {
+      seen.push_back({m, 1});
+    } else {
+      ++it->second;
+    }
+  }
+  std::string report =
+      std::to_string(mistakes_.size()) + (mistakes_.size() == 1 ? " mistake\n" : " mistakes\n");
+  for (const auto& [m, times] : seen) {
+    report += "  " + m.kind + ": " + m.detail;
+    if (times > 1) report += " (" + std::to_string(times) + " times)";
+    report += "\n";
+  }
+  return report;
+}
+
+}  // namespace run

@@ -1,0 +1,80 @@
+#pragma once
+
+// What tnwebui-run sees of a light app, as one timed line a step: the app's SDK calls and
+// their answers, its business actions and their results, events, desktop commands, the
+// transfers' progress, the page's console, its uncaught errors and its policy's refusals.
+// It also keeps the app's mistakes for --check: a name the SDK doesn't serve, a payload the
+// declarations refuse, a call never answered, an uncaught error or rejection, a content
+// security policy's refusal, a business action that the rights rule refused.
+//
+// Each On... may come from any thread.
+
+#include <json/value.h>
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "cef/cef_values.h"
+
+namespace run {
+
+struct Mistake {
+  std::string kind;    // "unknown SDK name", "payload refused", ...
+  std::string detail;  // what, where
+};
+
+class Watch {
+ public:
+  using Print = std::function<void(const std::string& line)>;
+  explicit Watch(Print print);
+
+  // A process message from a page's render side to the host (`toHost`) or back, with its
+  // arguments as JSON (strings, numbers, lists).
+  void OnMessage(bool toHost, int browser, const std::string& name, const Json::Value& args);
+  // A script that the host runs in a page.
+  void OnScript(int browser, const std::string& script);
+  // A desktop command the module's handler served: its path and the codes it answered.
+  void OnRequest(int browser, const std::string& path, const std::string& codes);
+  // What the host or the business core does for the app.
+  void OnHost(const std::string& text);
+  // A line of the module's log.
+  void OnLog(int level, const std::string& function, const std::string& text);
+  // The page's own words: a console call, an uncaught error, a policy's refusal.
+  void OnPageMessage(int browser, const std::string& kind, const std::string& level,
+                     const std::string& text, const std::string& where);
+  // The run is over: the calls still waiting for their answers become mistakes.
+  void Finish();
+
+  std::vector<Mistake> mistakes() const;
+  // The --check report: a first line with the count, then each mistake (the same one seen
+  // again is counted, not repeated); "no mistakes" when there is none.
+  std::string Report() const;
+
+ private:
+  struct Call {
+    std::string name;
+    bool waits = false;    // the client answers it
+    int lastQuarter = -1;  // the last progress step printed
+  };
+  void Say(const char* kind, const std::string& text);
+  void Found(const std::string& kind, const std::string& detail);
+  void OnSdkMessage(const Json::Value& message);
+  void OnBridgeScript(const Json::Value& message);
+  void OnProgress(const std::string& name, Call& call, const Json::Value& payload);
+
+  Print print_;
+  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+  mutable std::mutex mutex_;
+  std::map<std::string, Call> calls_;  // by callback id
+  std::vector<Mistake> mistakes_;
+};
+
+// A process message's argument list as JSON, for Watch::OnMessage: binary values as
+// "<n bytes>".
+Json::Value ArgsOf(const CefRefPtr<CefListValue>& list);
+
+}  // namespace run
