@@ -1,11 +1,14 @@
 #!/usr/bin/env bash
-# Checks tnwebui-run as a user meets it: its manual, its errors, a light app that closes its own
-# window, a timed run with a screenshot, and Ctrl-C. usage: scripts/check-run.sh BUILD_DIR
+# Checks tnwebui-run as a user meets it, an option at a time: its manual, its errors, a light
+# app that closes its own window, a host file, --check on a good and a faulty app, a timed run
+# with a screenshot, a page that never loads, a visible window under Xvfb, and Ctrl-C.
+# usage: scripts/check-run.sh BUILD_DIR
 set -uo pipefail
 run="$1/tools/tnwebui-run"
 root="$(cd "$(dirname "$0")/.." && pwd)"
 out=$(mktemp -d)
-trap 'rm -rf "$out"' EXIT
+pids=()
+trap 'kill "${pids[@]}" 2>/dev/null; rm -rf "$out"' EXIT
 [ -x "$run" ] || { echo "check-run: no program at $run"; exit 1; }
 failed=0
 fail() { echo "check-run: FAILED: $*"; failed=1; }
@@ -13,8 +16,18 @@ expect() {  # expect STATUS PATTERN -- ARGS...: the exit status and a line of th
   local status=$1 pattern=$2; shift 3
   "$run" "$@" >"$out/log" 2>&1
   local got=$?
-  [ "$got" = "$status" ] || fail "tnwebui-run $* exited $got, not $status"
-  grep -q -- "$pattern" "$out/log" || { fail "tnwebui-run $* printed no '$pattern'"; cat "$out/log"; }
+  [ "$got" = "$status" ] || { fail "tnwebui-run $* exited $got, not $status"; cat "$out/log"; }
+  grep -qF -- "$pattern" "$out/log" || { fail "tnwebui-run $* printed no '$pattern'"; cat "$out/log"; }
+}
+is_png() { [ "$(head -c 8 "$1" | od -An -tx1 | tr -d ' \n')" = "89504e470d0a1a0a" ]; }
+# A port that something else listens on, and a server that takes a connection and never answers.
+listen() {
+  python3 -c 'import socket,sys,time
+s=socket.socket(); s.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+s.bind(("127.0.0.1", 0)); s.listen(8); print(s.getsockname()[1], flush=True); time.sleep(600)' >"$out/port" &
+  pids+=($!)
+  for _ in $(seq 50); do [ -s "$out/port" ] && break; sleep 0.1; done
+  cat "$out/port"
 }
 
 expect 0 "usage: tnwebui-run" -- --help
@@ -26,13 +39,63 @@ expect 2 "no light app given" --
 # A light app that closes its own window: every message is printed, and the run ends with it.
 expect 2 "cannot write the trace /no/such/folder/t.jsonl" -- --trace /no/such/folder/t.jsonl "$root/examples/hello"
 expect 0 "the page closed its window" -- --trace "$out/trace.jsonl" --timeline "$out/timeline.png" "$root/examples/hello"
-grep -q '"handlerName":"internal.biz.getVisitorToken"' "$out/log" || fail "the SDK call was not printed"
+grep -q 'sdk      internal.biz.getVisitorToken' "$out/log" || fail "the SDK call was not printed"
 grep -q 'action   contact/hello' "$out/log" || fail "the refused business action was not printed"
 grep 'internal.biz.getVisitorToken' "$out/trace.jsonl" | grep -q '"kind":"sdk"' || fail "the trace has no SDK step"
-grep -q "timeline: $out/timeline.png" "$out/log" || fail "no timeline was drawn"
+grep -q "timeline $out/timeline.png" "$out/log" || fail "no timeline was drawn"
 # A page that stays: its time ends the run, and the screenshot is a PNG.
 expect 0 "its time is up" -- --for 2 --screenshot "$out/shot.png" "$root/pages/tavrin5main/index.html"
-[ "$(head -c 8 "$out/shot.png" | od -An -tx1 | tr -d ' \n')" = "89504e470d0a1a0a" ] || fail "no PNG at $out/shot.png"
+is_png "$out/shot.png" || fail "no PNG at $out/shot.png"
+
+# --host: the file is read and checked before anything starts.
+expect 2 "missing.json: cannot be read" -- --host "$out/missing.json" "$root/examples/hello"
+echo '{"user": {"orgId": "seven"}}' >"$out/bad-type.json"
+expect 2 "user.orgId is not a whole number" -- --host "$out/bad-type.json" "$root/examples/hello"
+echo '{"secrets": "x"}' >"$out/bad-key.json"
+expect 2 "secrets is not a key of the host file" -- --host "$out/bad-key.json" "$root/examples/hello"
+echo '{"server": {"port": '"$(listen)"'}}' >"$out/busy.json"
+expect 1 "of the download server is in use" -- --host "$out/busy.json" "$root/examples/hello"
+expect 2 "no module at /no/such/module.so" -- --module /no/such/module.so "$root/examples/hello"
+
+# --check: the good app passes with its calls, progress and screenshot; the faulty one fails
+# naming each of its mistakes; --quiet leaves only the report.
+expect 0 "tnwebui-run --check: no mistakes" -- --check --screenshot "$out/expenses.png" \
+  --host "$root/examples/expenses/host.json" "$root/examples/expenses"
+for line in "sdk      biz.chooseContacts" "host     the file dialog: the user picks harbour.png" \
+            "progress utils.downloadFile 96.0 KiB of 96.0 KiB (100%)" "console  signed in as"; do
+  grep -qF "$line" "$out/log" || fail "the good app's run printed no '$line'"
+done
+is_png "$out/expenses.png" || fail "no screenshot of the good app"
+expect 3 "tnwebui-run --check: 6 mistakes" -- --check --quiet \
+  --host "$root/examples/faulty/host.json" "$root/examples/faulty"
+while read -r line; do
+  grep -qF "  $line" "$out/log" || fail "the faulty app's report has no '$line'"
+done <"$root/examples/faulty/expected-report.txt"
+grep -q "^ *[0-9.]*  sdk" "$out/log" && fail "--quiet still printed the calls"
+
+# --load-limit: a page whose server never answers.
+expect 1 "the page did not load within 2 s" -- --load-limit 2 "http://127.0.0.1:$(listen)/app.html"
+
+# --headful: a window on a display, seen on the X screen's own picture.
+display=${DISPLAY-}; unset DISPLAY
+expect 1 "--headful needs a display" -- --headful --for 1 "$root/examples/hello"
+[ -n "$display" ] && export DISPLAY="$display"
+if command -v Xvfb >/dev/null && command -v import >/dev/null; then
+  Xvfb :57 -screen 0 1280x900x24 -nolisten tcp >/dev/null 2>&1 &
+  pids+=($!)
+  sleep 1
+  DISPLAY=:57 "$run" --headful --for 4 "$root/pages/tavrin5main/index.html" >"$out/headful.log" 2>&1 &
+  headful=$!
+  sleep 3
+  DISPLAY=:57 import -window root "$out/xscreen.png" 2>/dev/null
+  wait "$headful" || { fail "tnwebui-run --headful exited $?"; cat "$out/headful.log"; }
+  colours=$(identify -format '%k' "$out/xscreen.png" 2>/dev/null || echo 0)
+  [ "$colours" -gt 16 ] || fail "the X screen shows no window ($colours colours)"
+  [ -n "${TNWEBUI_KEEP_SCREEN:-}" ] && cp "$out/xscreen.png" "$TNWEBUI_KEEP_SCREEN"
+else
+  fail "no Xvfb or ImageMagick: run scripts/install-deps.sh"
+fi
+
 # Ctrl-C ends the run, Chromium and the render host with it, and the scratch folder goes.
 "$run" "$root/pages/tavrin5main/index.html" >"$out/int.log" 2>&1 &
 pid=$!

@@ -4,6 +4,7 @@
 
 #include <QImage>
 #include <QString>
+#include <cstdlib>
 #include <fstream>
 
 #include "../demo/demo.h"
@@ -46,6 +47,7 @@ AppHost::AppHost(xhav::cdp::Engine& engine, const HostFile& file, const std::str
                        : "no port for the download server";
   }
   MakeSamples();
+  setenv("APPDATA", folder.c_str(), 1);  // the web cache of downloads lives under it
   host_.clientInfo.deviceId = file.deviceId;
   host_.clientInfo.webDomain = file.webDomain;
   host_.accessOverride.allowAnyPage = file.allowAnyPage;

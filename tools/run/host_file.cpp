@@ -169,7 +169,7 @@ bool ParseHostFile(const std::string& text, const std::string& name, HostFile* f
     r.String(root["user"], "user", "webDomain", &file->webDomain);
   }
   r.String(root, "", "secret", &file->secret);
-  const Json::Value& chooser = root["chooser"];
+  const Json::Value& chooser = static_cast<const Json::Value&>(root)["chooser"];
   if (r.ok() && root.isMember("chooser") &&
       r.Object(chooser, "chooser", {"images", "videos", "files", "contacts", "departments"})) {
     r.Strings(chooser, "chooser", "images", &file->images);

@@ -24,6 +24,7 @@
 #include "tnbase/logger.h"
 #include "watch.h"
 #include "win/paint.h"
+#include "win/user.h"
 
 namespace {
 
@@ -53,7 +54,8 @@ options
                       policy's refusal, a business action the rights rule refused
   --for SECONDS       run so long, then close the window (default: until the page closes its
                       window with ui.closeWindow, or Ctrl-C; with --check, 30 seconds at most)
-  --screenshot FILE   save the whole window, title bar and page, as PNG when the run ends
+  --screenshot FILE   save the whole window, title bar and page, as PNG when the run ends (an
+                      app that closes its own window: as it was at most half a second before)
   --trace FILE        write every step as a JSON line (time, process, thread, kind, browser,
                       name, detail; see pages/tavrin5main/timeline.html, which draws it)
   --timeline FILE     after the run, draw its steps on the timeline page and save it as PNG
@@ -130,13 +132,6 @@ Layout FindLayout() {
   layout.module = prefix + "/" TNWEBUI_INSTALL_LIBDIR "/libTnWebUI.so";
   layout.renderHost = prefix + "/" TNWEBUI_INSTALL_LIBEXECDIR "/tnwebui/tnwebui_render_host";
   return layout;
-}
-
-// Saves the whole window as PNG at `path`; an error on stderr when it can't.
-bool SaveScreenshotTo(xhav::cdp::PageBrowser* page, const std::string& path) {
-  if (demo::SaveWindowPng(page, path)) return true;
-  std::fprintf(stderr, "tnwebui-run: cannot write %s\n", path.c_str());
-  return false;
 }
 
 bool SavePng(xhav::cdp::PageBrowser* page, const std::string& path) {
@@ -232,7 +227,8 @@ int Run(const Options& options, const Layout& layout) {
   const run::AppSource app = run::ResolveApp(options.app, layout.pages, scratch.path());
   if (!app.error.empty()) return Usage(app.error);
   if (access(g_library, R_OK) != 0) return Usage(std::string("no module at ") + g_library);
-  if (options.headful && !getenv("DISPLAY")) {
+  const char* display = getenv("DISPLAY");
+  if (options.headful && (!display || !*display)) {
     std::fprintf(stderr, "tnwebui-run: --headful needs a display, and DISPLAY is not set\n");
     return 1;
   }
@@ -285,6 +281,8 @@ int Run(const Options& options, const Layout& layout) {
   auto elapsed = [&] { return std::chrono::duration<double>(Clock::now() - started).count(); };
   const double limit = options.seconds > 0 ? options.seconds : options.check ? 30 : 0;
   bool loaded = false;
+  bool shot = false;
+  double nextShot = 0.3;  // the first after the page's first paint
   const char* outcome = "stopped";
   while (!g_stop) {
     engine.ui().RunUntilIdle();
@@ -292,7 +290,11 @@ int Run(const Options& options, const Layout& layout) {
       outcome = "the page closed its window";
       break;
     }
-    if (!loaded && page->url() == app.address) loaded = true;
+    if (!loaded && page->url() == app.address) {
+      loaded = true;
+      // Placed as a user would: the view lays out the bar, and the page's viewport below it.
+      page->MoveWindow(60, 40, 1000, 720);
+    }
     if (!loaded && elapsed() > options.loadLimit) {
       outcome = nullptr;
       break;
@@ -300,6 +302,11 @@ int Run(const Options& options, const Layout& layout) {
     if (limit > 0 && elapsed() >= limit) {
       outcome = "its time is up";
       break;
+    }
+    // An app may close its own window: the screenshot is kept up to date while it runs.
+    if (loaded && !options.screenshot.empty() && elapsed() >= nextShot) {
+      shot = demo::SaveWindowPng(page, options.screenshot) || shot;
+      nextShot = elapsed() + 0.5;
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
@@ -309,10 +316,12 @@ int Run(const Options& options, const Layout& layout) {
                  app.address.c_str());
     status = 1;
   }
-  if (page->alive() && !options.screenshot.empty()) {
-    if (SaveScreenshotTo(page, options.screenshot)) {
+  if (!options.screenshot.empty()) {
+    if (page->alive()) shot = demo::SaveWindowPng(page, options.screenshot);
+    if (shot) {
       std::fprintf(out, "tnwebui-run: screenshot %s\n", options.screenshot.c_str());
     } else {
+      std::fprintf(stderr, "tnwebui-run: cannot write %s\n", options.screenshot.c_str());
       status = 1;
     }
   }

@@ -175,10 +175,11 @@ void Watch::OnBridgeScript(const Json::Value& message) {
     const std::string name =
         it == calls_.end() ? message["responseId"].asString() : it->second.name;
     if (it != calls_.end()) it->second.waits = false;
-    const Json::Value& status = message["responseData"]["status"];
-    std::string text = name;
-    if (status.isObject()) text += " " + Text(status["code"]) + " " + Text(status["message"]);
-    Say("answer", text + " " + Shorten(Compact(message["responseData"]["data"])));
+    const Json::Value& data = message["responseData"];
+    const Json::Value& status = data.isObject() ? data["status"] : Json::Value::nullSingleton();
+    if (!status.isObject()) return Say("answer", name + " " + Shorten(Compact(data)));
+    Say("answer", name + " " + Text(status["code"]) + " " + Text(status["message"]) + " " +
+                      Shorten(Compact(data["data"])));
     return;
   }
   const std::string name = Text(message["handlerName"]);
@@ -203,7 +204,7 @@ void Watch::OnProgress(const std::string& name, Call& call, const Json::Value& p
   call.lastQuarter = quarter;
   Say("progress", name + " " + Size(loaded) + " of " + Size(total) + " (" +
                       std::to_string(total > 0 ? static_cast<int>(100 * loaded / total) : 0) +
-                      "%) " + Text(payload["localId"]));
+                      "%)");
 }
 
 void Watch::OnRequest(int browser, const std::string& path, const std::string& codes) {
