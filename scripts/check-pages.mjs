@@ -1,6 +1,8 @@
 // Type-checks the sample pages against pages/types: their .js files as they are, and the
 // inline <script> elements of every .html page, each page's scripts joined into one module
-// under OUT (so that two pages' top-level names don't meet). Runs `tsc --noEmit --checkJs`.
+// under OUT (so that two pages' top-level names don't meet); the same for the sample light apps
+// under examples/ (but examples/faulty, whose mistakes are its point), and their host files
+// against TnwebuiRunHostFile. Runs `tsc --noEmit --checkJs`.
 //
 // usage: node scripts/check-pages.mjs OUT
 import {execFileSync} from 'node:child_process';
@@ -25,8 +27,10 @@ function* htmlFiles(dir) {
 
 // An inline script keeps its lines where they stood in the page, so that a message's line
 // number is the page's.
+const examples = path.join(root, 'examples');
+const appPages = [...htmlFiles(examples)].filter((f) => !f.includes(`${path.sep}faulty${path.sep}`));
 let pageCount = 0;
-for (const file of htmlFiles(pages)) {
+for (const file of [...htmlFiles(pages), ...appPages]) {
   const html = fs.readFileSync(file, 'utf8');
   const lines = html.split('\n').map(() => '');
   const inline = /<script(\s[^>]*)?>([\s\S]*?)<\/script>/g;
@@ -39,10 +43,20 @@ for (const file of htmlFiles(pages)) {
     found = true;
   }
   if (!found) continue;
-  const target = path.join(scriptsDir, path.relative(pages, file) + '.js');
+  const target = path.join(scriptsDir, path.relative(root, file) + '.js');
   fs.mkdirSync(path.dirname(target), {recursive: true});
   fs.writeFileSync(target, lines.join('\n') + '\nexport {};\n');
   pageCount++;
+}
+
+// Each example's host file, as an object literal that must be a TnwebuiRunHostFile.
+let hostCount = 0;
+for (const entry of fs.readdirSync(examples, {withFileTypes: true})) {
+  const host = path.join(examples, entry.name, 'host.json');
+  if (!entry.isDirectory() || !fs.existsSync(host)) continue;
+  fs.writeFileSync(path.join(scriptsDir, `host-${entry.name}.js`),
+                   `/** @type {TnwebuiRunHostFile} */\nconst host = ${fs.readFileSync(host, 'utf8')};\nexport {host};\n`);
+  hostCount++;
 }
 
 const config = {
@@ -58,4 +72,4 @@ try {
 } catch (e) {
   process.exit(1);
 }
-console.log(`pages: ${pageCount} pages' inline scripts and the pages' .js files type-check`);
+console.log(`pages: ${pageCount} pages' inline scripts, the pages' .js files and ${hostCount} host files type-check`);

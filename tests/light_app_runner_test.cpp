@@ -1,0 +1,184 @@
+// tnwebui-run's reading of a light app's steps: the live lines, the mistakes --check reports,
+// the declarations it checks payloads against, and the host file.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "../tools/run/host_file.h"
+#include "../tools/run/sdk_declarations.h"
+#include "../tools/run/watch.h"
+
+namespace {
+
+Json::Value Args(std::initializer_list<Json::Value> items) {
+  Json::Value args(Json::arrayValue);
+  for (const Json::Value& item : items) args.append(item);
+  return args;
+}
+
+struct Watched {
+  std::vector<std::string> lines;
+  run::Watch watch{[this](const std::string& line) { lines.push_back(line); }};
+  // The lines after their times.
+  std::vector<std::string> Texts() const {
+    std::vector<std::string> texts;
+    for (const std::string& line : lines) texts.push_back(line.substr(10));
+    return texts;
+  }
+  void Sdk(const std::string& messages) {
+    watch.OnMessage(true, 1, "havFetchJSMessage", Args({messages}));
+  }
+  void Answer(const std::string& json) {
+    watch.OnScript(1, "TavrinJsBridge._handleMessageFromObjC('" + json + "');");
+  }
+};
+
+TEST(LightAppRunner, ACallsLifeIsOneLineAStepAndAnAnsweredCallIsNoMistake) {
+  Watched w;
+  w.Sdk(
+      R"([{"handlerName":"utils.downloadFile","callbackId":"cb_1","data":{"payload":{"url":"http://x/a?v=1"}}}])");
+  for (int loaded : {10, 20, 30, 60, 100}) {
+    w.Answer(
+        R"({"callbackId":"cb_1","handlerName":"utils.onDownloadProgress","data":{"payload":{"localId":"res://local/a","total":100,"loaded":)" +
+        std::to_string(loaded) + "}}}");
+  }
+  w.Answer(
+      R"({"responseId":"cb_1","responseData":{"status":{"code":0,"message":"ok"},"data":{"localId":"res://local/a"}}})");
+  w.watch.OnMessage(true, 1, "exebusinessaction", Args({"Expense", "Submit", "", "{}", "e1"}));
+  w.watch.OnMessage(false, 1, "push_notify", Args({"k", 1, "tn.onclose", "json", "{}"}));
+  w.watch.OnRequest(1, "/window/min", "200");
+  w.watch.OnPageMessage(1, "console", "warning", "low disk", "https://a/b.html:3");
+  w.watch.Finish();
+  EXPECT_EQ(w.Texts(), (std::vector<std::string>{
+                           R"(sdk      utils.downloadFile {"payload":{"url":"http://x/a?v=1"}})",
+                           "progress utils.downloadFile 0.0 KiB of 0.1 KiB (10%)",
+                           "progress utils.downloadFile 0.0 KiB of 0.1 KiB (30%)",
+                           "progress utils.downloadFile 0.1 KiB of 0.1 KiB (60%)",
+                           "progress utils.downloadFile 0.1 KiB of 0.1 KiB (100%)",
+                           R"(answer   utils.downloadFile 0 ok {"localId":"res://local/a"})",
+                           "action   Expense/Submit {}",
+                           "event    tn.onclose (json) {}",
+                           "desktop  /window/min 200",
+                           "console  warning: low disk (https://a/b.html:3)",
+                       }));
+  EXPECT_EQ(w.watch.Report(), "no mistakes\n");
+}
+
+TEST(LightAppRunner, EachKindOfMistakeIsReportedOnceWithItsCount) {
+  Watched w;
+  w.Sdk(
+      R"([{"handlerName":"media.takePhoto","callbackId":"cb_1","data":{}},)"
+      R"({"handlerName":"utils.share","callbackId":"cb_2","data":{"payload":{"title":1,"content":"c"}}},)"
+      R"({"handlerName":"media.chooseImage","callbackId":"cb_3","data":"all"},)"
+      R"({"handlerName":"utils.onUploadProgress","callbackId":"cb_4","data":{}},)"
+      R"({"handlerName":"biz.openContactsCard","callbackId":"cb_5","data":{}}])");
+  w.Sdk("not json");
+  w.Sdk(R"([{"data":{}}])");
+  w.watch.OnPageMessage(1, "error", "error", "Uncaught TypeError: x", "https://a/b.html:9");
+  w.watch.OnPageMessage(1, "error", "error", "Uncaught TypeError: x", "https://a/b.html:9");
+  w.watch.OnPageMessage(1, "violation", "error", "Loading the image 'x' violates", "");
+  w.watch.OnLog(4, "TnBrowserAdaptUI::ExecuteBusinessAction",
+                "check auth fail for action = contact, action = hello");
+  w.Answer(R"({"responseId":"cb_1","responseData":{"status":{"code":0,"message":"ok"}}})");
+  w.watch.Finish();
+  EXPECT_EQ(w.watch.Report(),
+            "12 mistakes\n"
+            "  unknown SDK name: media.takePhoto\n"
+            "  payload refused: utils.share: data.payload.title is a number, not a string\n"
+            "  payload refused: utils.share: data.payload.url is missing (a string)\n"
+            "  payload refused: media.chooseImage: data is a string, not an object\n"
+            "  unreadable bridge message: not json\n"
+            "  unreadable bridge message: {\"data\":{}}\n"
+            "  page error: Uncaught TypeError: x (https://a/b.html:9) (2 times)\n"
+            "  CSP violation: Loading the image 'x' violates\n"
+            "  business action refused: contact/hello\n"
+            "  callback never answered: utils.share (callback cb_2)\n"
+            "  callback never answered: media.chooseImage (callback cb_3)\n");
+}
+
+TEST(LightAppRunner, TheDeclarationsHaveThirtyNamesAndCheckTypesNotJustPresence) {
+  ASSERT_EQ(run::SdkNames().size(), 30u);
+  const run::SdkName* location = run::FindSdkName("device.displayLocation");
+  ASSERT_NE(location, nullptr);
+  Json::Value data;
+  data["payload"]["latitude"] = "31.2";
+  data["payload"]["longitude"] = 121.5;
+  EXPECT_TRUE(run::RefusedPayload(*location, data).empty());
+  data["payload"]["latitude"] = true;
+  EXPECT_EQ(run::RefusedPayload(*location, data),
+            std::vector<std::string>{"data.payload.latitude is a boolean, not a string|number"});
+  const run::SdkName* image = run::FindSdkName("media.previewImage");
+  Json::Value urls;
+  urls["payload"]["urls"].append("a");
+  urls["payload"]["urls"].append(2);
+  EXPECT_EQ(run::RefusedPayload(*image, urls),
+            std::vector<std::string>{"data.payload.urls is an array, not a string[]"});
+  EXPECT_TRUE(
+      run::RefusedPayload(*run::FindSdkName("biz.chooseContacts"), Json::Value(Json::objectValue))
+          .empty());
+  EXPECT_TRUE(run::RefusedPayload(*image, Json::Value()).empty());  // no data at all
+  EXPECT_EQ(run::FindSdkName("media.takePhoto"), nullptr);
+}
+
+TEST(LightAppRunner, AHostFileSetsWhatItNamesAndRefusesWhatItDoesNotKnow) {
+  run::HostFile file;
+  std::string error;
+  ASSERT_TRUE(run::ParseHostFile(
+      R"({"user":{"orgId":9},"secret":"s","chooser":{"images":["a.png"]},)"
+      R"("server":{"port":18000,"files":{"/a":{"size":5},"/b":{"file":"b.bin","slow":true}}},)"
+      R"("voices":{"hi.wav":3},"actions":{"A/B":{"code":-1,"data":{"x":1}}},"allowAnyPage":true})",
+      "h.json", &file, &error))
+      << error;
+  EXPECT_EQ(file.orgId, 9);
+  EXPECT_EQ(file.account, "account-42");  // a default stays
+  EXPECT_EQ(file.images, std::vector<std::string>{"a.png"});
+  EXPECT_EQ(file.port, 18000);
+  EXPECT_EQ(file.downloads.size(), 2u);
+  EXPECT_TRUE(file.downloads["/b"].slow);
+  EXPECT_EQ(file.voices["hi.wav"], 3u);
+  EXPECT_EQ(file.actions["A/B"].code, -1);
+  EXPECT_EQ(file.actions["A/B"].data, R"({"x":1})");
+  EXPECT_TRUE(file.allowAnyPage);
+
+  const std::pair<const char*, const char*> bad[] = {
+      {"[1]", "h.json: the file is not an object"},
+      {"{", "h.json: not JSON"},
+      {R"({"user":{"orgId":1.5}})", "h.json: user.orgId is not a whole number from 1 to"},
+      {R"({"user":{"name":"x"}})", "h.json: user.name is not a key of the host file"},
+      {R"({"chooser":{"images":["a",2]}})", "h.json: chooser.images[1] is not a string"},
+      {R"({"server":{"port":70000}})", "h.json: server.port is not a whole number from 0 to 65535"},
+      {R"({"server":{"files":{"a":{"size":1}}}})", "does not begin with /"},
+      {R"({"server":{"files":{"/a":{}}}})", "needs one of \"file\" and \"size\""},
+      {R"({"actions":{"nobusiness":{}}})", "is not named \"business/action\""},
+      {R"({"allowAnyPage":"yes"})", "h.json: allowAnyPage is not true or false"},
+      {R"({"voices":{"a.wav":true}})", "h.json: voices.a.wav is not a whole number"},
+  };
+  for (const auto& [text, expected] : bad) {
+    run::HostFile defaults;
+    EXPECT_FALSE(run::ParseHostFile(text, "h.json", &defaults, &error)) << text;
+    EXPECT_NE(error.find(expected), std::string::npos) << text << " -> " << error;
+  }
+  EXPECT_FALSE(run::ReadHostFile("/no/such/host.json", &file, &error));
+  EXPECT_EQ(error, "/no/such/host.json: cannot be read");
+}
+
+TEST(LightAppRunner, EveryExampleHostFileReadsAndNamesFilesBesideIt) {
+  for (const char* app : {"expenses", "faulty"}) {
+    run::HostFile file;
+    std::string error;
+    const std::string path = std::string(TNWEBUI_PAGES_DIR) + "/../examples/" + app + "/host.json";
+    EXPECT_TRUE(run::ReadHostFile(path, &file, &error)) << error;
+  }
+  const std::string folder = std::string(TNWEBUI_BUILD_DIR) + "/host-file-test";
+  std::filesystem::create_directories(folder);
+  std::ofstream(folder + "/h.json") << R"({"chooser":{"files":["doc.pdf","/abs.pdf"]}})";
+  run::HostFile file;
+  std::string error;
+  ASSERT_TRUE(run::ReadHostFile(folder + "/h.json", &file, &error)) << error;
+  EXPECT_EQ(file.files, (std::vector<std::string>{folder + "/doc.pdf", "/abs.pdf"}));
+  std::filesystem::remove_all(folder);
+}
+
+}  // namespace
