@@ -18,11 +18,12 @@ test: deps
 	$(MAKE) --no-print-directory fuzzers
 	bash scripts/fuzz.sh smoke
 
-# The module, its platform libraries, headers and CMake package under PREFIX (/usr/local unless
+# The module, its platform libraries, headers and CMake package, and tnwebui-run with the
+# client's pages and the sample light apps, under PREFIX (/usr/local unless
 # told), below DESTDIR when given: `make install DESTDIR=/tmp/stage PREFIX=/opt/tnwebui`.
 install: deps
 	cmake --preset release >/dev/null
-	cmake --build --preset release -j $(JOBS) --target TnWebUI
+	cmake --build --preset release -j $(JOBS) --target TnWebUI tnwebui-run
 	DESTDIR="$(DESTDIR)" cmake --install build/release $(if $(PREFIX),--prefix "$(PREFIX)")
 
 # The reference of the host-facing headers, with every interface's slots: build/docs/html.

@@ -33,3 +33,20 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/package/TnWebUIConfigVersio
 install(FILES ${CMAKE_BINARY_DIR}/package/TnWebUIConfig.cmake
               ${CMAKE_BINARY_DIR}/package/TnWebUIConfigVersion.cmake
         DESTINATION ${TNWEBUI_CMAKE_DIR} COMPONENT development)
+
+# tnwebui-run, for authors of light apps (component "tools"): the program in bin/, the render
+# host it starts in libexec/tnwebui/, the sample host's libraries beside the module, the
+# client's pages with their declarations and the sample light apps in share/tnwebui/. The
+# program finds them from its own place.
+set_target_properties(tnwebui-run PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+set_target_properties(tnwebui_render_host PROPERTIES
+                      INSTALL_RPATH "$ORIGIN/../../${CMAKE_INSTALL_LIBDIR}")
+set_target_properties(tnmainui TnMainUI PROPERTIES INSTALL_RPATH "$ORIGIN")
+install(TARGETS tnwebui-run RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+install(TARGETS tnwebui_render_host
+        RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/tnwebui COMPONENT tools)
+install(TARGETS tnmainui TnMainUI LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT tools)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/pages/ DESTINATION ${CMAKE_INSTALL_DATADIR}/tnwebui/pages
+        COMPONENT tools PATTERN tsconfig.json EXCLUDE)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/tnwebui/examples COMPONENT tools)

@@ -15,3 +15,12 @@ cmake -S "$work/host" -B "$work/host/build" -G Ninja -DCMAKE_CXX_COMPILER="$comp
   -DCMAKE_PREFIX_PATH="$work/stage/opt/tnwebui" >/dev/null
 cmake --build "$work/host/build" >/dev/null
 "$work/host/build/outside_host"
+
+# The installed tnwebui-run finds its module, render host and pages beside itself: a sample
+# light app passes its check from the installed tree, with the installed module.
+installed="$work/stage/opt/tnwebui"
+"$installed/bin/tnwebui-run" --check "$installed/share/tnwebui/examples/hello" >"$work/run.log" 2>&1 || {
+  cat "$work/run.log"; echo "check-install: the installed tnwebui-run did not run its sample app"; exit 1; }
+grep -qF "(module $installed/bin/../lib" "$work/run.log" || {
+  cat "$work/run.log"; echo "check-install: the installed tnwebui-run used another module"; exit 1; }
+echo "check-install: the installed tnwebui-run runs a light app"
