@@ -157,6 +157,7 @@ void Conformance();        // the light-app conformance page: all thirty SDK nam
 void PageGuests();         // a light app's cross-site frame, worker and dialogs, and their rights
 void TypicalRequest();     // one business action over two processes and a socket
 void SessionTimeline();    // the timeline page draws the session's own trace
+void LightAppWorkbench();  // tnwebui-run checks the sample light apps
 
 // Opens the timeline page and draws `part` of `trace` (JSON lines) in it; the page, its view in
 // `view`, and the page's report (`rendered`, `shown`, `parts`) in `drawn`.

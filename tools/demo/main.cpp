@@ -45,6 +45,9 @@ int main(int argc, char** argv) {
     std::printf("\n");
     SetTracePart("timeline");
     ok = InChild(SessionTimeline) && ok;
+    std::printf("\n");
+    SetTracePart("workbench");
+    ok = InChild(LightAppWorkbench) && ok;
   }
   std::printf("\n== %s\n", ok ? "every part succeeded" : "a part FAILED");
   return ok ? 0 : 1;

@@ -47,7 +47,8 @@ options
   --host FILE         what the host and business core answer: the user, the choosers' files
                       and contacts, the config secret, the download server's port and files,
                       voice lengths, business actions' answers (JSON; its keys are declared in
-                      host-file.d.ts beside this program's pages, and checked when read)
+                      types/tnwebui-run-host.d.ts among this program's pages, and checked when
+                      read)
   --check             report the app's mistakes when the run ends and exit 3 if there are any:
                       an SDK name the client doesn't serve, a payload the declarations refuse,
                       a call never answered, an uncaught error or rejection, a content security
@@ -269,7 +270,8 @@ int Run(const Options& options, const Layout& layout) {
   }
   ITnWebUI* factory = StartModule(m, client.host());
 
-  std::fprintf(out, "tnwebui-run: %s opens as %s\n", options.app.c_str(), app.address.c_str());
+  std::fprintf(out, "tnwebui-run: %s opens as %s (module %s)\n", options.app.c_str(),
+               app.address.c_str(), g_library);
   xhav::cdp::PageBrowser* page = OpenLightWindow(engine, factory, hostFile.orgId, app.address);
   if (!page) {
     std::fprintf(stderr, "tnwebui-run: the module opened no window for %s\n", app.address.c_str());
