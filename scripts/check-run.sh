@@ -20,14 +20,17 @@ expect() {  # expect STATUS PATTERN -- ARGS...: the exit status and a line of th
   grep -qF -- "$pattern" "$out/log" || { fail "tnwebui-run $* printed no '$pattern'"; cat "$out/log"; }
 }
 is_png() { [ "$(head -c 8 "$1" | od -An -tx1 | tr -d ' \n')" = "89504e470d0a1a0a" ]; }
-# A port that something else listens on, and a server that takes a connection and never answers.
+# A port that something else listens on, and a server that takes a connection and never answers:
+# sets `port`. (Not in a subshell, so that the exit trap knows the listener and ends it.)
 listen() {
+  rm -f "$out/port"
   python3 -c 'import socket,sys,time
 s=socket.socket(); s.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
-s.bind(("127.0.0.1", 0)); s.listen(8); print(s.getsockname()[1], flush=True); time.sleep(600)' >"$out/port" &
+s.bind(("127.0.0.1", 0)); s.listen(8); print(s.getsockname()[1], flush=True); time.sleep(600)' \
+    >"$out/port" 2>/dev/null </dev/null &
   pids+=($!)
   for _ in $(seq 50); do [ -s "$out/port" ] && break; sleep 0.1; done
-  cat "$out/port"
+  port=$(cat "$out/port")
 }
 
 expect 0 "usage: tnwebui-run" -- --help
@@ -53,7 +56,8 @@ echo '{"user": {"orgId": "seven"}}' >"$out/bad-type.json"
 expect 2 "user.orgId is not a whole number" -- --host "$out/bad-type.json" "$root/examples/hello"
 echo '{"secrets": "x"}' >"$out/bad-key.json"
 expect 2 "secrets is not a key of the host file" -- --host "$out/bad-key.json" "$root/examples/hello"
-echo '{"server": {"port": '"$(listen)"'}}' >"$out/busy.json"
+listen
+echo '{"server": {"port": '"$port"'}}' >"$out/busy.json"
 expect 1 "of the download server is in use" -- --host "$out/busy.json" "$root/examples/hello"
 expect 2 "no module at /no/such/module.so" -- --module /no/such/module.so "$root/examples/hello"
 
@@ -74,7 +78,8 @@ done <"$root/examples/faulty/expected-report.txt"
 grep -q "^ *[0-9.]*  sdk" "$out/log" && fail "--quiet still printed the calls"
 
 # --load-limit: a page whose server never answers.
-expect 1 "the page did not load within 2 s" -- --load-limit 2 "http://127.0.0.1:$(listen)/app.html"
+listen
+expect 1 "the page did not load within 2 s" -- --load-limit 2 "http://127.0.0.1:$port/app.html"
 
 # --headful: a window on a display, seen on the X screen's own picture.
 display=${DISPLAY-}; unset DISPLAY
