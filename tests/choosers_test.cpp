@@ -247,6 +247,12 @@ TEST_F(Choosers, ThePickersResultIsTheAnswerAndAnyEventEndsTheChooser) {
   tnbase::globalTaskQueue(0)->Flush();
   EXPECT_EQ(browser->scripts().size(), before + 2);
   EXPECT_EQ(browser->scripts().back(), Response(""));
+  // The departments' result is answered as it came, as the contacts' is.
+  Call("biz.chooseDepartments", "{\"payload\":{}}");
+  eventBus.Deliver(7, "tn.onchooseresult", "json", R"({"sectors":[3]})", 15);
+  tnbase::globalTaskQueue(0)->Flush();
+  EXPECT_EQ(browser->scripts().back(), Response(R"({"sectors":[3]})"));
+  EXPECT_EQ(JsSdkFunction::Live(), live);
 }
 
 TEST_F(Choosers, WithoutHavsRunnerAContactChooserAsksNothingAndStays) {

@@ -72,8 +72,11 @@ TEST_F(Contacts, ACardOrAChatOpensWithTheConvertedId) {
   hostAnswers = {{0, u"<html>"}};
   EXPECT_THAT(Call("biz.openGroupChat", Payload(R"({"groupId":"og_team"})")),
               ElementsAre(Template(11, 404, "")));
-  EXPECT_THAT(Call("biz.openContactsCard", Payload(R"({"staffId":"ou_bob"})")),
-              ElementsAre(Response(R"({"status":{"code":404,"message":""}})")));
+  for (const char* name : {"biz.openContactsCard", "biz.opencontactscard"}) {
+    EXPECT_THAT(Call(name, Payload(R"({"staffId":"ou_bob"})")),
+                ElementsAre(Response(R"({"status":{"code":404,"message":""}})")))
+        << name;
+  }
 }
 
 TEST_F(Contacts, SectorMembersComeFromTheCoreAsOneFlatList) {

@@ -86,11 +86,19 @@ TEST_F(Voice, CommandsNeedALocalIdAndPauseAndStopEndWithTheirAnswer) {
   held->Release();  // the host lets go; the answer's end has run on the queue
   held = nullptr;
   EXPECT_EQ(JsSdkFunction::Live(), live);
+  // Stop answers as pause does, with the player's code.
+  HostHolds();
+  Call("media.stopVoice", Play("res://local/a.wav"));
+  EXPECT_THAT(HostJson(u"JSSdkStopVoice"), ElementsAre(R"({ "filePath":"a.wav"})"));
+  EXPECT_THAT(Player(u"JSSdkStopVoice", 7, u"{}"), ElementsAre(Template(2, 7)));
+  held->Release();
+  held = nullptr;
+  EXPECT_EQ(JsSdkFunction::Live(), live);
 
   // Registering for playing events stops what plays, by the stop command.
   HostHolds();
   Call("media.onVoicePlay", Play("res://local/a.wav"));
-  EXPECT_THAT(HostJson(u"JSSdkStopVoice"), ElementsAre(R"({ "filePath":"a.wav"})"));
+  EXPECT_EQ(HostJson(u"JSSdkStopVoice").back(), R"({ "filePath":"a.wav"})");
   EXPECT_THAT(Player(u"JSSdkStopVoice", 0, u"{}"), ElementsAre(Template(2, 0)));
   // Its timer message runs a text that is no statement in the page.
   EXPECT_THAT(

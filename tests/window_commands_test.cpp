@@ -11,6 +11,7 @@
 #include "base/CommonFunc.h"
 #include "base/json.h"
 #include "jsapi.pb.h"
+#include "light/desktop_origin.h"
 #include "light/tavrin_browser_handler.h"
 #include "light/tool_tip.h"
 #include "scratch_dir.h"
@@ -22,7 +23,7 @@
 
 namespace {
 
-// A request with a body, for handlers called directly.
+// A request with a body, for the handler called directly.
 class BodyRequest final : public xhav::Request,
                           public xhav::PostElements,
                           public xhav::PostElement {
@@ -72,7 +73,22 @@ class WindowCommands : public ViewFixture {
     win::SetFolderBrowser(nullptr);
     view->Release();
   }
+  // The page sends `path` with `list`, served by the window's registrations; its Responses.
   std::vector<interdata::Response> Run(const char* path, const interdata::ParamList& list) {
+    const std::vector<std::string> body{list.SerializeAsString()};
+    const auto result =
+        engine.SendRequest(BrowserOf(view)->GetId(), tnwebui::DesktopAddress(path), &body);
+    EXPECT_TRUE(result.served) << path;
+    std::vector<interdata::Response> replies;
+    for (const std::string& bytes : result.writes) {
+      replies.emplace_back();
+      replies.back().ParseFromString(bytes);
+    }
+    return replies;
+  }
+  // The same through the handler itself, for the light windows' own commands, which a plain
+  // view doesn't register (/window/tooltip, /window/setalwaysontop).
+  std::vector<interdata::Response> RunLight(const char* path, const interdata::ParamList& list) {
     BodyRequest request(path, list);
     handler->OnRequest(&request);
     return request.replies;
@@ -181,18 +197,18 @@ TEST_F(WindowCommands, SizeShakeAndTopNeedTheirItems) {
   EXPECT_EQ(win::GetForegroundWindow(), hwnd);
   interdata::ParamList on;
   on.add_items()->set_intval(2);
-  Run("/window/setalwaysontop", on);
+  RunLight("/window/setalwaysontop", on);
   EXPECT_THAT(BrowserOf(view)->calls(), testing::Contains("SetTopMost(1)"));
 }
 
 TEST_F(WindowCommands, AToolTipShowsItsTextAndANewOneClosesTheOld) {
-  EXPECT_EQ(Codes(Run("/window/tooltip", Items({"", "two"}))),
+  EXPECT_EQ(Codes(RunLight("/window/tooltip", Items({"", "two"}))),
             std::vector<int>{interdata::ParamCount});
   interdata::ParamList first;
   first.add_items();
   first.add_items()->set_stringval("Saved to your folder");
   first.add_items()->set_intval(60000);
-  EXPECT_EQ(Codes(Run("/window/tooltip", first)), std::vector<int>{0});
+  EXPECT_EQ(Codes(RunLight("/window/tooltip", first)), std::vector<int>{0});
   EXPECT_EQ(log.Count("Create ToolTip text[Saved to your folder],time[60000]", 2,
                       "BrowserHandler::onShowToolTip"),
             1);
@@ -214,7 +230,7 @@ TEST_F(WindowCommands, AToolTipShowsItsTextAndANewOneClosesTheOld) {
 
   interdata::ParamList second = first;
   second.mutable_items(1)->set_stringval(std::string(40, 'W') + " a text far wider than the tip");
-  EXPECT_EQ(Codes(Run("/window/tooltip", second)), std::vector<int>{0});
+  EXPECT_EQ(Codes(RunLight("/window/tooltip", second)), std::vector<int>{0});
   ASSERT_TRUE(WaitUntil([&] { return !win::IsWindow(tip); }));  // the first went at once
   HWND next = nullptr;
   ASSERT_TRUE(WaitUntil([&] {
@@ -230,7 +246,7 @@ TEST_F(WindowCommands, AToolTipShowsItsTextAndANewOneClosesTheOld) {
   // A tip goes by itself when its time is up.
   interdata::ParamList brief = first;
   brief.mutable_items(2)->set_intval(200);
-  EXPECT_EQ(Codes(Run("/window/tooltip", brief)), std::vector<int>{0});
+  EXPECT_EQ(Codes(RunLight("/window/tooltip", brief)), std::vector<int>{0});
   HWND third = nullptr;
   ASSERT_TRUE(WaitUntil([&] {
     third = win::FindWindowW(tnwebui::kToolTipClass, u"");

@@ -14,7 +14,10 @@
 // Usage:
 //   TavrinJsBridge.callHandler('ui.setNavigationBarMenu', {meta: {}, payload: {items: []}},
 //       function (response) { ... response.status.code ... });
-//   TavrinJsBridge.registerHandler('utils.onDownloadProgress', function (data, respond) { ... });
+//   TavrinJsBridge.registerHandler('utils.onDownloadProgress', function (data) { ... });
+//   TavrinJsBridge.registerHandler('ui.onHistoryBack', function (data, respond) {
+//     respond({data: {result: true}});  // the client goes back in the page's history; false
+//   });                                  // keeps the page where it is
 (function (global) {
   'use strict';
   if (global.TavrinJsBridge) return;

@@ -14,148 +14,265 @@
 //   holding a single quote, a backslash or a line break breaks the client's script, and the
 //   page never sees it. `_checkHandler(text)` must return a JSON text {"result": boolean}.
 
-/** The envelope of every answer; `message` is "ok" whatever the code (and "OK" in 15). */
+/** An answer's status: its code and the message its template writes. */
+interface SdkStatus<Code extends number = number, Message extends string = 'ok'> {
+  code: Code;
+  message: Message;
+}
+
+/** The templates' `"meta": {}` and `"data": {}`: an object with nothing in it. */
+type SdkNothing = Record<string, never>;
+
+/**
+ * The answer of templates 1 to 9 and 14: its status (`message` "ok" whatever the code), an
+ * empty `meta`, and the template's `data`.
+ */
+interface SdkEnvelope<Code extends number = number, Data = SdkNothing> {
+  status: SdkStatus<Code>;
+  meta: SdkNothing;
+  data: Data;
+}
+
+/** The answer of templates 11, 12 and 13: a status and nothing else. */
+interface SdkStatusOnly<Code extends number = number, Message extends string = 'ok'> {
+  status: SdkStatus<Code, Message>;
+}
+
+/** Template 12: "not found", with an empty message. */
+type SdkNotFound = SdkStatusOnly<404, ''>;
+
+/**
+ * The status codes the module itself writes: 0 success; 400 a save dialog's result without
+ * `fileName` or `filePath`; 404 the host's result is no JSON (or null), or a copy failed;
+ * 41 a download's file could not be opened; 31 an upload's progress is missing; -6 a voice
+ * result is no JSON, or the window is gone; -7 an empty or too long file choice; -8 a file's
+ * size can't be read; 9106923 a required payload key is missing or no string, or a service is
+ * missing; 89234 the app code's answer doesn't parse; 62524 the signature is rejected; 6254244
+ * the signature check's answer is malformed.
+ */
+type SdkModuleCode = 0 | 400 | 404 | 41 | 31 | -6 | -7 | -8 | 9106923 | 89234 | 62524 | 6254244;
+
+/**
+ * A code that comes from the business core or the host and stands as it is (an error's sub
+ * code, else its code; a player's or an upload's own code): any number.
+ */
+type SdkForeignCode = number;
+
+/** Kept for pages written against the first declarations: any template's answer. */
 interface SdkAnswer<Data = {}> {
   status: {code: number; message: string};
   meta?: {};
   data?: Data;
 }
 
-/**
- * The status codes of the SDK's answers: 0 success; 400 a save dialog's result without
- * `fileName` or `filePath`; 404 the host's result is no JSON (or null), or a copy failed;
- * 41 a download's file could not be opened; 31 an upload's progress is missing; -6 a voice
- * result is no JSON, or the window is gone; -7 an empty or too long file choice; -8 a file's
- * size can't be read; 9106923 a required payload key is missing or no string, or a service is
- * missing; 89234 the app code's answer doesn't parse; 62524 the signature is rejected; 6254244
- * the signature check's answer is malformed. A value from the business core stands as it is.
- */
-type SdkStatusCode = number;
-
 /** A file of this machine as the SDK names it: "res://local/" and the path with "/". */
-type SdkLocalId = string;
+type SdkLocalId = `res://local/${string}`;
 
 /** The progress of a transfer, sent to the page's handler under the transfer call's id. */
 interface SdkProgress { payload: {localId: SdkLocalId; total: number; loaded: number} }
 
+/** An image of media.chooseImage; the optional keys come when the host gave them. */
+interface SdkChosenImage {
+  localId: SdkLocalId;
+  path: SdkLocalId;
+  /** The thumbnail as a data address. */
+  base64: string;
+  type?: string;
+  size?: number;
+  name?: string;
+}
+
+/** A video of media.chooseVideo (one answer per video). */
+interface SdkChosenVideo {
+  localId: SdkLocalId;
+  path: SdkLocalId;
+  /** The file's extension, with its point (".mp4"). */
+  type: string;
+  /** Seconds. */
+  duration: number;
+  size?: number;
+  height?: number;
+  width?: number;
+}
+
+/** A file of biz.chooseLocalFile. */
+interface SdkChosenFile {
+  localId: SdkLocalId;
+  /** The extension, without its point ("pdf"). */
+  type: string;
+  size: number;
+  name?: string;
+}
+
+/** A member of biz.getSectorMember. */
+interface SdkSectorMember { name: string; staffId: string; avatar: string }
+
+/**
+ * What a chooser of the client raised (biz.chooseContacts, biz.chooseDepartments): its own
+ * JSON as it stands, with no envelope; its shape is the client's, not the module's.
+ */
+type SdkChooserResult = unknown;
+
 /**
  * Each name: `payload` is what the call's `data.payload` holds; `answer` what its callback
- * receives (`never`: no answer comes). Numbers after "template" name the envelope's text.
+ * receives (`never`: no answer comes), one member per template and code that can arrive.
+ * Numbers after "template" name the envelope's text. An answer whose text is no JSON never
+ * reaches the callback (the bridge can't parse it); where a name has such an answer, it is
+ * said.
  */
 interface SdkFunctions {
   /** Checks the page's signature with the business core; leaves the app's identity in the
    * SDK whatever the answer (template 1: 0, 62524, 6254244 or the core's error). */
   'config': {
     payload: {appId?: string; nonceStr?: string; signature?: string; timestamp?: number};
-    answer: SdkAnswer<{}>;
+    answer: SdkEnvelope<0 | 62524 | 6254244 | SdkForeignCode>;
   };
-  /** A one-time code for the app "oid-id" (template 3: 0, 89234 or the core's error). */
-  'biz.getAuthCode': {payload: {appId?: string}; answer: SdkAnswer<{authCode: string}>};
+  /** A one-time code for the app "oid-id" (template 3: 0, 89234 with what the bytes held,
+   * or the core's error with an empty code); no answer without the core. */
+  'biz.getAuthCode': {
+    payload: {appId?: string};
+    answer: SdkEnvelope<0 | 89234 | SdkForeignCode, {authCode: string}>;
+  };
   /** The menu is not shown; always code 0 (template 14). */
-  'ui.setNavigationBarMenu': {payload: {items?: unknown[]}; answer: SdkAnswer<{}>};
+  'ui.setNavigationBarMenu': {payload: {items?: unknown[]}; answer: SdkEnvelope<0>};
   /** Answers code 0 (template 14), then closes the window. */
-  'ui.closeWindow': {payload: {}; answer: SdkAnswer<{}>};
+  'ui.closeWindow': {payload: {}; answer: SdkEnvelope<0>};
   /** Not a call: the page's answer to the client's back command (see SdkPageHandlers). */
   'ui.onHistoryBack': {payload: {}; answer: never};
-  /** The visitor's tokens (template 15: code 0, message "OK"). */
+  /** The visitor's tokens (template 15: code 0, message "OK"; a token the core didn't give
+   * is ""). */
   'internal.biz.getVisitorToken': {
     payload: {};
-    answer: SdkAnswer<{
-      deviceId: string;
-      center: {userId: string; token: string; domain: 'tncenter'};
-      org: {userId: {oid: number; uid: number}; token: string; domain: string};
-    }>;
+    answer: {
+      status: SdkStatus<0, 'OK'>;
+      meta: SdkNothing;
+      data: {
+        deviceId: string;
+        center: {userId: string; token: string; domain: 'tncenter'};
+        org: {userId: {oid: number; uid: number}; token: string; domain: `tn.org.${number}`};
+      };
+    };
   };
-  /** Up to `count` images (template 5; 404 with a broken text when the host's answer is no
-   * JSON). */
-  'media.chooseImage': {payload: {count?: number}; answer: SdkAnswer<{tempFiles: unknown[]}>};
-  /** Opens the contact chooser; the answer is the chooser's own JSON, with no envelope. */
-  'biz.chooseContacts': {payload: Record<string, unknown>; answer: unknown};
-  /** Shows `current` (template 1 once the host has fetched it). */
-  'media.previewImage': {payload: {urls?: string[]; current?: string}; answer: SdkAnswer<{}>};
-  /** Opens a person's card; 404 (template 12) when the id can't be converted, else no
-   * answer. */
-  'biz.opencontactscard': {payload: {staffId?: string}; answer: SdkAnswer<never>};
-  /** One video (template 6: `data` is the host's list). `maxDuration` is cut to 300. */
+  /** Up to `count` images (template 5): 0 with the images, -7 with none. When the host's
+   * answer is no JSON the text reads `"tempFiles":}}` and never arrives. */
+  'media.chooseImage': {
+    payload: {count?: number};
+    answer: SdkEnvelope<0, {tempFiles: SdkChosenImage[]}> | SdkEnvelope<-7, {tempFiles: []}>;
+  };
+  /** Opens the contact chooser; the answer is the chooser's own JSON. */
+  'biz.chooseContacts': {payload: Record<string, unknown>; answer: SdkChooserResult};
+  /** Shows `current` (template 1: 0 once the host has fetched it, 404 when the host's answer
+   * is no JSON). */
+  'media.previewImage': {payload: {urls?: string[]; current?: string}; answer: SdkEnvelope<0 | 404>};
+  /** Opens a person's card; template 12 when the id can't be converted, else no answer. */
+  'biz.opencontactscard': {payload: {staffId?: string}; answer: SdkNotFound};
+  /** Videos (template 6), one answer per video, `data` the video. `maxDuration` is cut to
+   * 300. When the host's answer is no JSON the text reads `"data":}` and never arrives. */
   'media.chooseVideo': {
     payload: {sourceType?: string[]; compressed?: boolean; maxDuration?: number};
-    answer: SdkAnswer<unknown>;
+    answer: SdkEnvelope<0, SdkChosenVideo>;
   };
   /** Opens the viewer and answers at once (template 9). */
-  'media.previewVideo': {payload: {url?: string}; answer: SdkAnswer<{endTime: 0; finished: true}>};
-  /** Has the host fetch `url` to a local file (template 8). */
-  'utils.uploadFile': {payload: {url: string}; answer: SdkAnswer<{localId: SdkLocalId}>};
+  'media.previewVideo': {payload: {url?: string}; answer: SdkEnvelope<0, {endTime: 0; finished: true}>};
+  /** Has the host fetch `url` to a local file (template 8): 0 with its id; 404 or 9106923
+   * with an empty one. */
+  'utils.uploadFile': {
+    payload: {url: string};
+    answer: SdkEnvelope<0, {localId: SdkLocalId}> | SdkEnvelope<404 | 9106923, {localId: ''}>;
+  };
   /**
    * Uploads a local file to an S3 bucket; progress goes to "utils.onUploadProgress".
    * The answer is template 10, whose brace closes `status` early: on its own the text is no
    * valid JSON; inside the bridge's message it parses, `responseData` then holds only
-   * `status`, and "meta" and "data" land beside `responseId`.
+   * `status`, and "meta" and "data" land beside `responseId`. The code: 9106923 or -8 at
+   * once, 31 for a progress without numbers, else the host's own code once all is sent.
    */
   'utils.uploadFileToS3': {
     payload: {
       localId: SdkLocalId; endpoint: string; accessKey: string; secretKey: string;
       sessionToken?: string; region: string; bucket: string; object: string;
     };
-    answer: {status: {code: number; message: string}};
+    answer: SdkStatusOnly<9106923 | -8 | 31 | SdkForeignCode>;
   };
-  /** Downloads `url` into the web cache; progress goes to "utils.onDownloadProgress"
-   * (template 8: 0, 41 or 9106923). */
-  'utils.downloadFile': {payload: {url: string}; answer: SdkAnswer<{localId: SdkLocalId}>};
+  /** Downloads `url` (an address with a query) into the web cache; progress goes to
+   * "utils.onDownloadProgress" (template 8: 0 with its id; 41 or 9106923 with an empty one). */
+  'utils.downloadFile': {
+    payload: {url: string};
+    answer: SdkEnvelope<0, {localId: SdkLocalId}> | SdkEnvelope<41 | 9106923, {localId: ''}>;
+  };
   /** Saves a downloaded file where the user says; only with `target` holding "local"
-   * (template 2: 0, 400, 404). */
-  'utils.saveFile': {payload: {url: SdkLocalId; target?: string[]}; answer: SdkAnswer<{}>};
+   * (template 2: 0, 400, 404 or 9106923). */
+  'utils.saveFile': {
+    payload: {url: SdkLocalId; target?: string[]};
+    answer: SdkEnvelope<0 | 400 | 404 | 9106923>;
+  };
   /** Plays a voice file; playing events go to "media.onVoicePlay" and
-   * "media.onVoicePlayEnd" (template 2). */
-  'media.playVoice': {payload: {localId: SdkLocalId}; answer: SdkAnswer<{}>};
-  'media.pauseVoice': {payload: {localId: SdkLocalId}; answer: SdkAnswer<{}>};
-  'media.stopVoice': {payload: {localId: SdkLocalId}; answer: SdkAnswer<{}>};
+   * "media.onVoicePlayEnd" (template 2: the player's code, -6, or 9106923). */
+  'media.playVoice': {payload: {localId: SdkLocalId}; answer: SdkEnvelope<-6 | 9106923 | SdkForeignCode>};
+  'media.pauseVoice': {payload: {localId: SdkLocalId}; answer: SdkEnvelope<-6 | 9106923 | SdkForeignCode>};
+  'media.stopVoice': {payload: {localId: SdkLocalId}; answer: SdkEnvelope<-6 | 9106923 | SdkForeignCode>};
   /** Registers for playing events, and stops what is playing (the host's action is the
-   * stop's). */
-  'media.onVoicePlay': {payload: {localId: SdkLocalId}; answer: SdkAnswer<{}>};
+   * stop's; template 2 as media.stopVoice). */
+  'media.onVoicePlay': {payload: {localId: SdkLocalId}; answer: SdkEnvelope<-6 | 9106923 | SdkForeignCode>};
   /** A name for the page's handler; the call does nothing. */
   'media.onVoicePlayEnd': {payload: {}; answer: never};
   /** A name for the page's handler; the call does nothing. */
   'utils.onUploadProgress': {payload: {}; answer: never};
   /** A name for the page's handler; the call does nothing. */
   'utils.onDownloadProgress': {payload: {}; answer: never};
-  /** Shares a link (template 2; 9106923 without title, content or url). */
+  /** Shares a link (template 2: 0 or 404, possibly twice; 9106923 without title, content or
+   * url). */
   'utils.share': {
     payload: {title: string; content: string; image?: string; url: string};
-    answer: SdkAnswer<{}>;
+    answer: SdkEnvelope<0 | 404 | 9106923>;
   };
-  /** Opens a map at the place (template 2). */
+  /** Opens a map at the place (template 2: 0, or 404 without a payload object). */
   'device.displayLocation': {
     payload: {coordinateType?: string; latitude?: string | number; longitude?: string | number;
               name?: string; address?: string};
-    answer: SdkAnswer<{}>;
+    answer: SdkEnvelope<0 | 404>;
   };
-  /** Opens a group's chat (template 11: the host's code and message). */
-  'biz.openGroupChat': {payload: {groupId?: string}; answer: SdkAnswer<never>};
+  /** Opens a group's chat (template 11: 0 "ok", or 404 "" when the host's answer is no
+   * JSON). */
+  'biz.openGroupChat': {payload: {groupId?: string}; answer: SdkStatusOnly<0> | SdkNotFound};
   /** The same as "biz.opencontactscard". */
-  'biz.openContactsCard': {payload: {staffId?: string}; answer: SdkAnswer<never>};
-  /** Local files (template 4; -7 for an empty or too long choice). */
+  'biz.openContactsCard': {payload: {staffId?: string}; answer: SdkNotFound};
+  /** Local files (template 4): 0 with the files (null when every file was refused); -7 for
+   * an empty or too long choice and 404 when the host's answer is no JSON, both with none. */
   'biz.chooseLocalFile': {
     payload: {max?: number; maxSize?: number; maxTip?: string; types?: string[]};
-    answer: SdkAnswer<{fileList: unknown[]}>;
+    answer: SdkEnvelope<0, {fileList: SdkChosenFile[] | null}> | SdkEnvelope<-7 | 404, {fileList: []}>;
   };
-  /** The members of sectors (template 7: `data` is the core's list; 404 with template 12). */
-  'biz.getSectorMember': {payload: {sectors?: string[]}; answer: SdkAnswer<unknown>};
-  /** The contact chooser for departments; the chooser's own JSON, with no envelope. */
-  'biz.chooseDepartments': {payload: Record<string, unknown>; answer: unknown};
+  /** The members of sectors (template 7: `data` the members; template 12 when the host's
+   * answer is no list). */
+  'biz.getSectorMember': {
+    payload: {sectors?: string[]};
+    answer: SdkEnvelope<0, SdkSectorMember[]> | SdkNotFound;
+  };
+  /** The contact chooser for departments; the chooser's own JSON. */
+  'biz.chooseDepartments': {payload: Record<string, unknown>; answer: SdkChooserResult};
 }
 
 /** A name the client doesn't serve is answered with template 13. */
-type SdkUnknownAnswer = {status: {code: 0; message: 'ok'}};
+type SdkUnknownAnswer = SdkStatusOnly<0>;
 
-/** The handlers a page registers for the client's calls, with the `data` each receives. */
+/**
+ * The handlers a page registers for the client's calls: `data` is what each receives, and
+ * `answer` what its `respond` may send back (`never`: the client takes no answer).
+ */
 interface SdkPageHandlers {
-  /** The back command; the page answers `{result: true}` to go back itself. */
-  'ui.onHistoryBack': {meta: {}; payload: {}};
-  'utils.onDownloadProgress': SdkProgress;
-  'utils.onUploadProgress': SdkProgress;
+  /**
+   * The back command. The client first asks `_checkHandler`: a page without this handler
+   * gets the client's back (`tnpc.goback()`). A page with it has claimed the command: the
+   * client goes back only when it answers `{data: {result: true}}`; any other answer, or
+   * none, leaves the page where it is.
+   */
+  'ui.onHistoryBack': {data: {meta: SdkNothing; payload: SdkNothing}; answer: {data: {result: boolean}}};
+  'utils.onDownloadProgress': {data: SdkProgress; answer: never};
+  'utils.onUploadProgress': {data: SdkProgress; answer: never};
   /** `currentTime` holds the time that remains, as the client fills it. */
-  'media.onVoicePlay': {payload: {localId: SdkLocalId; currentTime: number}};
-  'media.onVoicePlayEnd': {payload: {localId: SdkLocalId}};
+  'media.onVoicePlay': {data: {payload: {localId: SdkLocalId; currentTime: number}}; answer: never};
+  'media.onVoicePlayEnd': {data: {payload: {localId: SdkLocalId}}; answer: never};
 }
 
 /** A call's `data`. */
@@ -179,7 +296,8 @@ interface TavrinJsBridgeApi {
               callback?: (answer: SdkUnknownAnswer) => void): void;
   /** Serves the client's calls of `name`; `respond` answers the call. */
   registerHandler<K extends keyof SdkPageHandlers>(
-      name: K, handler: (data: SdkPageHandlers[K], respond: (answer: unknown) => void) => void): void;
+      name: K, handler: (data: SdkPageHandlers[K]['data'],
+                         respond: (answer: SdkPageHandlers[K]['answer']) => void) => void): void;
   /** Queues a message as it stands (for tests of the protocol itself). */
   sendRaw(message: SdkMessage): void;
   /** Hands the queue over now. */

@@ -84,6 +84,62 @@ interface DesktopCommands {
       [{intVal: number}, ParamItem, ParamItem, ParamItem, {bytesVal: Uint8Array}, {bytesVal: Uint8Array}];
 }
 
+/**
+ * A Response as a page reads it: `desc` is never filled, and `data` is what the command wrote,
+ * read as the command fills it (JSON text parsed; for /window/init and /window/open a
+ * {@link TavrinWindowData} through `decodeWindowData`), or null when it wrote none. A
+ * Response of code 0 without data writes no bytes: the page never sees it.
+ */
+interface DesktopReply<Code extends number, Data = null> {
+  code: Code;
+  desc: '';
+  data: Data;
+}
+
+/** A body that is no ParamList, or the wrong number of items (77781016). */
+type DesktopParamCount = DesktopReply<77781016>;
+/** A path no handler of the window serves (3245466). */
+type DesktopInvalidApi = DesktopReply<3245466>;
+/** A folder as /window/openFolder gives it. */
+interface DesktopFolder { filePath: string; fileName: string; isFolder: true }
+
+/**
+ * Every Response a page can see from each command, in any position of its answer; besides
+ * these, any command's answer may start with {@link DesktopParamCount} when its body was no
+ * ParamList. `never`: the command writes nothing a page can see.
+ */
+interface DesktopReplies {
+  '/window/init': DesktopReply<0, TavrinWindowData>;
+  '/window/min': never;
+  '/window/max': never;
+  '/window/restore': never;
+  '/window/close': never;
+  '/window/setwindowsize': DesktopReply<1>;
+  /** 312 when the tip could not be made (0 when shown: invisible). */
+  '/window/tooltip': DesktopParamCount | DesktopReply<312>;
+  '/window/animationstart': never;
+  '/window/animationstop': never;
+  '/window/shakewindow': never;
+  '/window/openFolder': DesktopReply<-1> | DesktopReply<0, DesktopFolder>;
+  '/window/getfoldersize':
+      DesktopReply<-2> | DesktopReply<-3> |
+      DesktopReply<0, DesktopFolder & {fileSize: number; formatFileSize: string}>;
+  '/window/setalwaysontop': never;
+  '/window/getwindowtemp': DesktopReply<0, {path: string}>;
+  /** Its own reply, then always InvalidAPI: the new window's data (code 0) when it opened a
+   * light window; ParamCount; 9106923 for window data that doesn't parse; 574642 without the
+   * business core's service; 785630 without a core for the organisation. */
+  '/window/open':
+      DesktopReply<0, TavrinWindowData> | DesktopParamCount | DesktopReply<9106923> |
+      DesktopReply<574642> | DesktopReply<785630> | DesktopInvalidApi;
+  /** 0 when the window exists (invisible), 2 when it doesn't, 1 unless one item. */
+  '/window/havewindow': DesktopReply<1> | DesktopReply<2>;
+  /** ParamCount unless six items; 773587 when the organisation is no positive int; 574642 or
+   * 785630 without the core. */
+  '/biz/common/choosecontacts':
+      DesktopParamCount | DesktopReply<773587> | DesktopReply<574642> | DesktopReply<785630>;
+}
+
 /** The sample helper (`tn-desktop.js`). */
 interface TnDesktopApi {
   /** The desktop origin, e.g. "https://tnpc-desktop.invalid". */

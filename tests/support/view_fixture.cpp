@@ -1,5 +1,52 @@
 #include "view_fixture.h"
 
+#include <cstdlib>
+#include <fstream>
+#include <mutex>
+
+#include "base/json.h"
+
+namespace {
+
+// With TNWEBUI_BRIDGE_RECORD naming a file, every light-app message a page hands over, every
+// script run in a page and every desktop request's answer is appended to it as a JSON line
+// {"browser", "fetch"|"script"|"request" (with "writes", each in hex)}: the declarations'
+// check reads what the module really answered in every test that ran.
+void RecordBridgeTraffic(xhav::inproc::Engine& engine) {
+  const char* path = std::getenv("TNWEBUI_BRIDGE_RECORD");
+  if (!path || !*path) return;
+  auto append = [file = std::string(path)](int browser, const char* kind, const std::string& text,
+                                           Json::Value line = Json::Value()) {
+    static std::mutex mutex;
+    line["browser"] = browser;
+    line[kind] = text;
+    std::lock_guard<std::mutex> lock(mutex);
+    std::ofstream(file, std::ios::app) << tnwebui::WriteJson(line);
+  };
+  engine.SetTracer(
+      [append](const char* hop, CefProcessId, int browser, CefRefPtr<CefProcessMessage> message) {
+        if (std::string(hop) == "send" && message->GetName() == "havFetchJSMessage") {
+          append(browser, "fetch", message->GetArgumentList()->GetString(0).ToString());
+        }
+      });
+  engine.SetScriptTracer(
+      [append](int browser, const std::string& script) { append(browser, "script", script); });
+  engine.SetRequestTracer(
+      [append](int browser, const std::string& address, const std::vector<std::string>& writes) {
+        static const char kHex[] = "0123456789abcdef";
+        Json::Value line;
+        line["writes"] = Json::arrayValue;
+        for (const std::string& bytes : writes) {
+          std::string hex;
+          for (unsigned char c : bytes) (hex += kHex[c >> 4]) += kHex[c & 15];
+          line["writes"].append(hex);
+        }
+        append(browser, "request", address, line);
+      });
+}
+
+}  // namespace
+
 ViewFixture::ViewFixture(bool mainThreadIsUi) {
   if (mainThreadIsUi) engine.ui().BindCurrentThread();
   host.SetService(SID_EventBus, static_cast<EventBus*>(&eventBus));
@@ -10,6 +57,7 @@ ViewFixture::ViewFixture(bool mainThreadIsUi) {
   render->RegisterNativeExtension();
   engine.render_host()->SetRenderNotify(render.get());
   core = new tnmainui::ScriptedBusinessCore(u"org-1", "account-1");
+  RecordBridgeTraffic(engine);
 }
 
 ViewFixture::~ViewFixture() {

@@ -201,8 +201,10 @@ void BrowserImpl::ExecuteJavaScript(CefRefPtr<CefBrowser>, CefRefPtr<CefFrame>,
                                     const char16_t* script) {
   tnbase::TnStringPtr text(allocStringFromWideChars(script));
   Record("ExecuteJavaScript");
+  std::string utf8 = text->ToUTF8();
+  engine_->scriptTrace_(id_, utf8);
   std::lock_guard<std::mutex> lock(mutex_);
-  scripts_.push_back(text->ToUTF8());
+  scripts_.push_back(std::move(utf8));
 }
 
 std::vector<std::string> BrowserImpl::scripts() const {

@@ -356,6 +356,7 @@ RequestResult Engine::SendRequest(int browserId, const std::string& address,
   HandlerCreator* creator =
       FindServing(browser ? &browser->handlers_ : nullptr, core_->registry_.table, address);
   ServedRequest served = ServeRequest(creator, address, body);
+  if (served.served) requestTrace_(browserId, address, served.writes);
   return {served.served, std::move(served.writes)};
 }
 

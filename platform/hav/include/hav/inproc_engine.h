@@ -64,30 +64,41 @@ HAV_API std::string EncodeProcessMessage(CefProcessId target, int browserId,
 HAV_API bool DecodeProcessMessage(const std::string& bytes, CefProcessId* target, int* browserId,
                                   CefRefPtr<CefProcessMessage>* message);
 
-// Sees every process message as it leaves one side ("send") and reaches the other
-// ("deliver"); for a demo's trace. Set from any thread.
-class MessageTracer {
+// A function that one thread may set while others call it; unset, a call does nothing.
+template <typename Signature>
+class TracerSlot;
+template <typename... Args>
+class TracerSlot<void(Args...)> {
  public:
-  using Tracer = std::function<void(const char* hop, CefProcessId target, int browserId,
-                                    CefRefPtr<CefProcessMessage> message)>;
+  using Tracer = std::function<void(Args...)>;
   void Set(Tracer tracer) {
     std::lock_guard<std::mutex> lock(mutex_);
     tracer_ = std::move(tracer);
   }
-  void operator()(const char* hop, CefProcessId target, int browserId,
-                  const CefRefPtr<CefProcessMessage>& message) {
+  void operator()(const Args&... args) {
     Tracer tracer;
     {
       std::lock_guard<std::mutex> lock(mutex_);
       tracer = tracer_;
     }
-    if (tracer) tracer(hop, target, browserId, message);
+    if (tracer) tracer(args...);
   }
 
  private:
   std::mutex mutex_;
   Tracer tracer_;
 };
+
+// Sees every process message as it leaves one side ("send") and reaches the other
+// ("deliver"); for a demo's trace. Set from any thread.
+using MessageTracer = TracerSlot<void(const char* hop, CefProcessId target, int browserId,
+                                      CefRefPtr<CefProcessMessage> message)>;
+// Sees every script the browser side runs in a page (its browser's id, the UTF-8 text).
+using ScriptTracer = TracerSlot<void(int browserId, const std::string& script)>;
+// Sees every request a page sends to an address the window serves: the browser's id, the
+// address, and what its handler wrote (each Write, in order).
+using RequestTracer = TracerSlot<void(int browserId, const std::string& address,
+                                      const std::vector<std::string>& writes)>;
 
 struct Extension {
   std::string name;
@@ -287,6 +298,8 @@ class HAV_API Engine {
   void SetPageObserver(std::function<void(std::shared_ptr<Page>)> observer);
   using Tracer = MessageTracer::Tracer;
   void SetTracer(Tracer tracer) { trace_.Set(std::move(tracer)); }
+  void SetScriptTracer(ScriptTracer::Tracer tracer) { scriptTrace_.Set(std::move(tracer)); }
+  void SetRequestTracer(RequestTracer::Tracer tracer) { requestTrace_.Set(std::move(tracer)); }
 
   // Opens a page in the render process; the context notification is queued on the renderer.
   std::shared_ptr<Page> OpenPage(bool enableBusiness = true);
@@ -347,6 +360,8 @@ class HAV_API Engine {
   const Sides sides_;
   std::function<void(std::shared_ptr<Page>)> pageObserver_;
   MessageTracer trace_;
+  ScriptTracer scriptTrace_;
+  RequestTracer requestTrace_;
   std::atomic<BusinessChannel*> channel_{nullptr};
 
   mutable std::mutex mutex_;
