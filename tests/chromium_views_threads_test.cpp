@@ -575,6 +575,36 @@ TEST_F(ChromiumPages, ALightAppsBridgeIsAnsweredByScript) {
   EXPECT_TRUE(view->OnDragEnter());
 }
 
+// The back command over a light app's own history: a page that claims it and answers
+// {data: {result: true}} goes back in its history, one that answers false stays where it is,
+// and one without a handler gets the client's own back.
+TEST_F(ChromiumPages, TheBackCommandFollowsThePagesAnswer) {
+  for (const char* answer : {"yes", "no", "none"}) {
+    SCOPED_TRACE(answer);
+    const std::string url = std::string("file://tavrin5main/back.html?answer=") + answer;
+    const std::string name = std::string("Back-") + answer;  // a window of its own
+    auto* page = Open(std::u16string(name.begin(), name.end()), u"org-1", url.c_str(), "{}");
+    ASSERT_NE(page, nullptr);
+    Json::Value results;
+    ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) {
+      return r["step"].asInt() == 3 && r["menu"].isInt();  // it has used the SDK
+    })) << results.toStyledString();
+    auto* view = static_cast<tnwebui::TnBrowserPbUI*>(views.back());
+    EXPECT_TRUE(view->js_sdk()->GoBack());
+    const bool claims = std::string(answer) != "none";
+    ASSERT_TRUE(PumpResults(page, &results, [&](const Json::Value& r) {
+      return std::string(answer) == "no" ? r["asked"].asInt() == 1 : r["step"].asInt() == 2;
+    })) << results.toStyledString();
+    EXPECT_EQ(results["asked"].asInt(), claims ? 1 : 0);
+    if (std::string(answer) == "no") {
+      // Whatever the client would do has had its time: the page is still at step 3.
+      Pump([] { return false; }, 100);
+      ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value&) { return true; }));
+      EXPECT_EQ(results["step"].asInt(), 3);
+    }
+  }
+}
+
 // Desktop commands from a real page: fetches to the desktop origin are served by the view's
 // handlers and the module-wide ones, and an address that nothing serves fails as a network
 // error does.

@@ -32,15 +32,6 @@ namespace {
 
 constexpr char kPage[] = "file://tavrin5main/conformance.html";
 
-// The back button of a title bar: the child at the back button's place.
-HWND BackButton(HWND bar) {
-  for (HWND child : win::GetChildren(bar)) {
-    const win::WindowState state = win::GetWindowState(child);
-    if (state.x == 14 && state.y == 7) return child;
-  }
-  return nullptr;
-}
-
 }  // namespace
 
 void Conformance() {
@@ -166,11 +157,8 @@ void Conformance() {
 
   Say("== the user presses the title bar's back button: the client asks the page's "
       "ui.onHistoryBack handler, which says yes, and the page goes back");
-  HWND bar = ChildOfClass(page->GetWindowHandle(), "TN_WEB_TITLE");
-  HWND back = bar ? BackButton(bar) : nullptr;
-  if (!back) return Fail("the framed window has no back button");
-  win::SendMessageW(back, win::WM_LBUTTONDOWN, 0, win::MAKELPARAM(10, 10));
-  win::SendMessageW(back, win::WM_LBUTTONUP, 0, win::MAKELPARAM(10, 10));
+  if (!PressBackButton(page->GetWindowHandle()))
+    return Fail("the framed window has no back button");
   WaitFor([&] {
     engine.ui().RunUntilIdle();
     return page->Evaluate("window.results", &r, 300) && r["backDone"].asBool();

@@ -91,7 +91,7 @@ void SaveScreenshot(xhav::cdp::PageBrowser* page, const char* name);
 // screenshot; false when it can't be saved.
 bool SaveWindowPng(xhav::cdp::PageBrowser* page, const std::string& path);
 // Saves the page's screenshot, closes it and waits until it is gone, then lets go of the view,
-// the factory and the core.
+// the factory and the core (either may be null: kept).
 void CloseChromiumPart(xhav::cdp::Engine& engine, xhav::cdp::PageBrowser* page, const char* shot,
                        IBrowserView* view, ITnWebUI* factory, BusinessCore* core);
 
@@ -158,6 +158,7 @@ void PageGuests();         // a light app's cross-site frame, worker and dialogs
 void TypicalRequest();     // one business action over two processes and a socket
 void SessionTimeline();    // the timeline page draws the session's own trace
 void LightAppWorkbench();  // tnwebui-run checks the sample light apps
+void BackButton();         // the title bar's back button and a light app's answer to it
 
 // Opens the timeline page and draws `part` of `trace` (JSON lines) in it; the page, its view in
 // `view`, and the page's report (`rendered`, `shown`, `parts`) in `drawn`.
@@ -169,6 +170,8 @@ xhav::cdp::PageBrowser* DrawTimeline(xhav::cdp::Engine& engine, ITnWebUI* factor
 HWND ChildOfClass(HWND parent, const std::string& className);
 // Paints the title bar `bar` and its buttons now.
 void PaintBar(HWND bar);
+// Clicks the back button of the title bar of `window`; false when it has none.
+bool PressBackButton(HWND window);
 
 // The sample business core's identity answers: the config signature (checked against
 // kSampleAppSecret), the app's code, the visitor's tokens and session.

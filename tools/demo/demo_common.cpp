@@ -256,8 +256,8 @@ void CloseChromiumPart(xhav::cdp::Engine& engine, xhav::cdp::PageBrowser* page, 
     return !page->alive();
   });
   view->Release();
-  factory->Release();
-  core->Release();
+  if (factory) factory->Release();
+  if (core) core->Release();
 }
 
 void AnswerEveryAction(tnmainui::ScriptedBusinessCore* core, const char* line) {
@@ -287,6 +287,19 @@ HWND ChildOfClass(HWND parent, const std::string& className) {
     if (win::GetWindowState(child).className == className) return child;
   }
   return nullptr;
+}
+
+bool PressBackButton(HWND window) {
+  HWND bar = ChildOfClass(window, "TN_WEB_TITLE");
+  if (!bar) return false;
+  for (HWND button : win::GetChildren(bar)) {
+    const win::WindowState state = win::GetWindowState(button);
+    if (state.x != 14 || state.y != 7) continue;  // the back button's place
+    win::SendMessageW(button, win::WM_LBUTTONDOWN, 0, win::MAKELPARAM(10, 10));
+    win::SendMessageW(button, win::WM_LBUTTONUP, 0, win::MAKELPARAM(10, 10));
+    return true;
+  }
+  return false;
 }
 
 // Paints the title bar of `window` and its buttons now.

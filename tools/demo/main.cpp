@@ -31,7 +31,8 @@ int main(int argc, char** argv) {
                {"windows and dialogs", WindowsAndDialogs},
                {"choosers", Choosers},
                {"conformance", Conformance},
-               {"a light app's guests", PageGuests}};
+               {"a light app's guests", PageGuests},
+               {"back button", BackButton}};
   for (const auto& part : parts) {
     if (only && std::atoi(only) != ++index) continue;
     SetTracePart(part.name);
