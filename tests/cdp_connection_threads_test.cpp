@@ -59,6 +59,27 @@ TEST_F(CdpConnection, EvaluatesInAPageAndReportsErrors) {
   EXPECT_FALSE(error.empty());
 }
 
+// Commands sent at once run in their order, and the wait ends when the last has its answer; a
+// failing one fails the whole.
+TEST_F(CdpConnection, CommandsSentAtOnceRunInOrder) {
+  const std::string session = OpenPage(*connection);
+  ASSERT_FALSE(session.empty());
+  std::vector<std::pair<std::string, Json::Value>> steps;
+  for (int i = 0; i < 20; ++i) {
+    Json::Value params;
+    params["expression"] = "window.order = (window.order || '') + '" + std::to_string(i % 10) + "'";
+    steps.emplace_back("Runtime.evaluate", params);
+  }
+  ASSERT_TRUE(connection->CallAll(steps, session));
+  Json::Value params, result;
+  params["expression"] = "window.order";
+  params["returnByValue"] = true;
+  ASSERT_TRUE(connection->Call("Runtime.evaluate", params, session, &result));
+  EXPECT_EQ(result["result"]["value"].asString(), "01234567890123456789");
+  steps.emplace_back("No.such", Json::Value());
+  EXPECT_FALSE(connection->CallAll(steps, session));
+}
+
 TEST_F(CdpConnection, EventsAndAnswersRunOnTheRunner) {
   tnbase::TaskQueue runner("ui");
   runner.StartThread();

@@ -172,41 +172,48 @@ int Connection::Send(const std::string& method, const Json::Value& params,
   return id;
 }
 
+int Connection::SendDirect(const std::string& method, const Json::Value& params,
+                           const std::string& sessionId, Callback taken) {
+  Json::Value message;
+  int id;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (closed_) return 0;
+    id = nextId_++;
+    pending_[id] = std::move(taken);
+    direct_.insert(id);
+  }
+  message["id"] = id;
+  message["method"] = method;
+  message["params"] = params.isNull() ? Json::Value(Json::objectValue) : params;
+  if (!sessionId.empty()) message["sessionId"] = sessionId;
+  if (WriteMessage(WriteJson(message))) return id;
+  Forget(id);
+  return 0;
+}
+
+void Connection::Forget(int id) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  pending_.erase(id);
+  direct_.erase(id);
+}
+
 bool Connection::Call(const std::string& method, const Json::Value& params,
                       const std::string& sessionId, Json::Value* result, std::string* error,
                       int timeoutMs) {
   auto answer = std::make_shared<std::promise<std::pair<Json::Value, Json::Value>>>();
   std::future<std::pair<Json::Value, Json::Value>> future = answer->get_future();
   // The answer is taken on the reader thread: waiting here never needs the runner.
-  Json::Value message;
-  int id;
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    if (closed_) return false;
-    id = nextId_++;
-    pending_[id] = [answer](const Json::Value& r, const Json::Value& e) {
-      answer->set_value({r, e});
-    };
-  }
-  message["id"] = id;
-  message["method"] = method;
-  message["params"] = params.isNull() ? Json::Value(Json::objectValue) : params;
-  if (!sessionId.empty()) message["sessionId"] = sessionId;
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    direct_.insert(id);
-  }
-  if (!WriteMessage(WriteJson(message))) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    pending_.erase(id);
-    direct_.erase(id);
+  const int id =
+      SendDirect(method, params, sessionId, [answer](const Json::Value& r, const Json::Value& e) {
+        answer->set_value({r, e});
+      });
+  if (id == 0) {
     if (error) *error = "connection closed";
     return false;
   }
   if (future.wait_for(std::chrono::milliseconds(timeoutMs)) != std::future_status::ready) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    pending_.erase(id);
-    direct_.erase(id);
+    Forget(id);
     if (error) *error = method + ": no answer in time";
     return false;
   }
@@ -217,6 +224,40 @@ bool Connection::Call(const std::string& method, const Json::Value& params,
   }
   if (result) *result = r;
   return true;
+}
+
+bool Connection::CallAll(const std::vector<std::pair<std::string, Json::Value>>& commands,
+                         const std::string& sessionId, int timeoutMs) {
+  struct Answers {
+    std::mutex mutex;
+    std::condition_variable done;
+    std::size_t left = 0;
+    bool failed = false;
+  };
+  auto answers = std::make_shared<Answers>();
+  answers->left = commands.size();
+  std::vector<int> ids;
+  for (const auto& [method, params] : commands) {
+    const int id =
+        SendDirect(method, params, sessionId, [answers](const Json::Value&, const Json::Value& e) {
+          std::lock_guard<std::mutex> lock(answers->mutex);
+          answers->failed = answers->failed || !e.isNull();
+          if (--answers->left == 0) answers->done.notify_all();
+        });
+    if (id == 0) {
+      for (int sent : ids) Forget(sent);
+      return false;
+    }
+    ids.push_back(id);
+  }
+  std::unique_lock<std::mutex> lock(answers->mutex);
+  if (!answers->done.wait_for(lock, std::chrono::milliseconds(timeoutMs),
+                              [&] { return answers->left == 0; })) {
+    lock.unlock();
+    for (int id : ids) Forget(id);
+    return false;
+  }
+  return !answers->failed;
 }
 
 void Connection::ReadLoop() {

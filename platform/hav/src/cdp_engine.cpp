@@ -243,7 +243,8 @@ bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* 
 }
 
 void Engine::SetUpSession(const std::string& session) {
-  // Every step is in force before the session's first document: each waits for its answer.
+  // Every step is in force before the session's first document: all are sent at once, in
+  // order, and each has its answer before this returns.
   Json::Value binding;
   binding["name"] = "__tnpcNative";
   // hav's own channel for light apps' bridges: window.havFetchJSMessage(text).
@@ -256,21 +257,23 @@ void Engine::SetUpSession(const std::string& session) {
   attach["autoAttach"] = true;
   attach["waitForDebuggerOnStart"] = true;
   attach["flatten"] = true;
-  connection_->Call("Page.enable", Json::Value(), session, nullptr);
-  connection_->Call("Runtime.enable", Json::Value(), session, nullptr);
-  connection_->Call("Inspector.enable", Json::Value(), session, nullptr);  // a renderer's crash
-  connection_->Call("Log.enable", Json::Value(), session, nullptr);  // policies' refusals
-  connection_->Call("Runtime.addBinding", binding, session, nullptr);
-  connection_->Call("Runtime.addBinding", fetchMessages, session, nullptr);
-  connection_->Call("Page.addScriptToEvaluateOnNewDocument", shim, session, nullptr);
+  std::vector<std::pair<std::string, Json::Value>> steps = {
+      {"Page.enable", Json::Value()},
+      {"Runtime.enable", Json::Value()},
+      {"Inspector.enable", Json::Value()},  // a renderer's crash
+      {"Log.enable", Json::Value()},        // policies' refusals
+      {"Runtime.addBinding", binding},
+      {"Runtime.addBinding", fetchMessages},
+      {"Page.addScriptToEvaluateOnNewDocument", shim}};
   for (const std::string& extension : renderSide_->ExtensionScripts()) {
     Json::Value script;
     script["source"] = extension;
-    connection_->Call("Page.addScriptToEvaluateOnNewDocument", script, session, nullptr);
+    steps.emplace_back("Page.addScriptToEvaluateOnNewDocument", script);
   }
-  connection_->Call("Fetch.enable", fetch, session, nullptr);
+  steps.emplace_back("Fetch.enable", fetch);
   // Frames of other sites are targets of their own: they are attached and set up the same way.
-  connection_->Call("Target.setAutoAttach", attach, session, nullptr);
+  steps.emplace_back("Target.setAutoAttach", attach);
+  connection_->CallAll(steps, session);
 }
 
 Json::Value Engine::FetchPatterns() {

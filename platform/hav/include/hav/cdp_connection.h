@@ -60,6 +60,13 @@ class HAV_API Connection {
   bool Call(const std::string& method, const Json::Value& params, const std::string& sessionId,
             Json::Value* result, std::string* error = nullptr, int timeoutMs = 10000);
 
+  // Sends every command at once, in order, and waits until each has its answer (all within
+  // `timeoutMs`, taken on the reader thread as Call's are); false when one failed or none came.
+  // Chromium runs a session's commands in the order they came: the wait is the slowest
+  // answer's, not the sum of all.
+  bool CallAll(const std::vector<std::pair<std::string, Json::Value>>& commands,
+               const std::string& sessionId, int timeoutMs = 10000);
+
   pid_t pid() const { return pid_; }
   bool closed() const { return closed_; }
   // Messages read so far (for tests of the reader).
@@ -67,6 +74,10 @@ class HAV_API Connection {
 
  private:
   Connection(pid_t pid, int toChromium, int fromChromium);
+  // Sends a command whose answer `taken` takes on the reader thread; its id, 0 when closed.
+  int SendDirect(const std::string& method, const Json::Value& params, const std::string& sessionId,
+                 Callback taken);
+  void Forget(int id);
   void ReadLoop();
   void Dispatch(const std::string& text);
   void Post(std::function<void()> task);
