@@ -17,44 +17,17 @@
 #include <thread>
 #include <vector>
 
+#include "chromium_client.h"
 #include "floor_ratio.h"
-#include "hav/cdp_engine.h"
-#include "render/render_process.h"
-#include "tn_browser_factory.h"
-#include "tn_webui_module.h"
-#include "tnbase/logger.h"
-#include "tnmainui/business_core.h"
-#include "tnmainui/inproc_host.h"
 
 namespace {
 
 // `renderHost`: the render side in a render host process (as in the client); otherwise in
 // this process, on the UI thread.
-class Pages {
+class Pages : public ChromiumClient {
  public:
-  explicit Pages(bool renderHost) {
-    tnbase::SetLogSink([](const tnbase::LogRecord&) {});
-    xhav::cdp::EngineOptions options;
-    options.pagesDir = TNWEBUI_PAGES_DIR;
-    if (renderHost) options.renderHost = {TNWEBUI_RENDER_HOST, "--module=" TNWEBUI_MODULE};
-    engine = std::make_unique<xhav::cdp::Engine>(options);
-    if (!engine->ok()) return;
-    engine->ui().BindCurrentThread();
-    host = std::make_unique<tnmainui::InProcessHost>(engine->core(), engine->render_host());
-    module = std::make_unique<tnwebui::TnWebUIModule>(host.get());
-    previous = tnwebui::TnWebUIModule::Install(module.get());
-    if (engine->render_host()) {
-      render = std::make_unique<tnwebui::RenderProcess>(module.get());
-      render->RegisterNativeExtension();
-      engine->render_host()->SetRenderNotify(render.get());
-    }
-    core = new tnmainui::ScriptedBusinessCore(u"org", "acc");
-    core->SetRecordCalls(false);
-    core->SetHandler([](const tnmainui::BusinessCall& call) {
-      call.callback->OnBusinessResult(call.business.c_str(), call.action.c_str(),
-                                      call.callbackId.c_str(), 0, u"{\"ok\":1}");
-      return S_OK;
-    });
+  explicit Pages(bool renderHost) : ChromiumClient(renderHost) {
+    if (!ok()) return;
     // The floor's binding is answered at once with one evaluate.
     engine->SetBindingHandler(
         [this](xhav::cdp::PageBrowser* p, const std::string&, const std::string&) {
@@ -62,13 +35,7 @@ class Pages {
           params["expression"] = "window.__floorResolve()";
           engine->connection().Send("Runtime.evaluate", params, p->session(), nullptr);
         });
-    IBrowserViewSetting* settings = nullptr;
-    tnwebui::TnBrowserFactory* factory = module->GetOrCreateFactory();
-    factory->CreateBrowserViewSetting(&settings);
-    settings->SetName(u"bench");
-    settings->SetBusinessCore(core);
-    factory->CreateBrowserView("file://tavrin5main/index.html", settings, &view);
-    settings->Release();
+    view = OpenView(u"bench", "file://tavrin5main/index.html");
     page = engine->browsers().back();
     Json::Value ready;
     for (int i = 0; i < 2000; ++i) {
@@ -84,23 +51,15 @@ class Pages {
     engine->ui().StartThread();
   }
   ~Pages() {
-    if (!engine || !engine->ok()) return;
+    if (!ok()) return;
     engine->ui().Stop();
     page->Close(0);
     for (int i = 0; i < 2000 && page->alive(); ++i) engine->ui().RunUntilIdle();
     view->Release();
-    if (render) engine->render_host()->SetRenderNotify(nullptr);
-    tnwebui::TnWebUIModule::Install(previous);
-    core->Release();
+    Finish();
   }
-  bool ok() const { return engine && engine->ok() && page; }
+  bool ready() const { return ok() && page; }
 
-  std::unique_ptr<xhav::cdp::Engine> engine;
-  std::unique_ptr<tnmainui::InProcessHost> host;
-  std::unique_ptr<tnwebui::TnWebUIModule> module;
-  tnwebui::TnWebUIModule* previous = nullptr;
-  std::unique_ptr<tnwebui::RenderProcess> render;
-  tnmainui::ScriptedBusinessCore* core = nullptr;
   IBrowserView* view = nullptr;
   xhav::cdp::PageBrowser* page = nullptr;
 };
@@ -113,7 +72,7 @@ Pages& Shared(bool renderHost) {
 
 void Measure(benchmark::State& state, const std::string& expression, bool renderHost = false) {
   Pages& pages = Shared(renderHost);
-  if (!pages.ok()) {
+  if (!pages.ready()) {
     state.SkipWithError("Chromium is not available");
     return;
   }
@@ -170,7 +129,7 @@ void BM_PageSyncCall_Floor(benchmark::State& state) {
 // page makes business actions without pause meanwhile, and the run waits for their answers.
 void WindowCommandWaits(benchmark::State& state, bool flood) {
   Pages& pages = Shared(false);
-  if (!pages.ok()) {
+  if (!pages.ready()) {
     state.SkipWithError("Chromium is not available");
     return;
   }

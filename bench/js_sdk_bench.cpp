@@ -9,9 +9,9 @@
 
 #include "base/json.h"
 #include "floor_ratio.h"
+#include "hav/null_browser.h"
 #include "light/tavrin_browser_jssdk/tavrin_js_sdk.h"
 #include "tnbase/logger.h"
-#include "hav/null_browser.h"
 
 namespace {
 

@@ -28,4 +28,7 @@ interface Window {
   where(id: string): unknown;
   /** timeline.html: draws a demo trace (JSON lines), `part` first. */
   showTrace(text: string, part?: string): void;
+  /** bench-window.html: calls the core `perSecond` times a second (0 stops), and one round trip. */
+  load(perSecond: number): void;
+  roundTrip(): Promise<boolean>;
 }

@@ -1,0 +1,77 @@
+#pragma once
+
+// The client on Debian's Chromium, for the benchmarks that open real pages: the engine (the
+// render side in a render host process, as in the client, or in this process on the UI
+// thread), the host object with an event bus, the module, and a business core that answers
+// every action at once with {"ok":1}. Made on the calling thread, which is the UI thread until
+// the owner starts the UI's own thread; Finish() undoes the module's part on the UI thread.
+
+#include <memory>
+
+#include "hav/cdp_engine.h"
+#include "render/render_process.h"
+#include "tn_browser_factory.h"
+#include "tn_webui_module.h"
+#include "tnbase/logger.h"
+#include "tnmainui/business_core.h"
+#include "tnmainui/event_bus.h"
+#include "tnmainui/inproc_host.h"
+
+class ChromiumClient {
+ public:
+  explicit ChromiumClient(bool renderHost) {
+    tnbase::SetLogSink([](const tnbase::LogRecord&) {});
+    xhav::cdp::EngineOptions options;
+    options.pagesDir = TNWEBUI_PAGES_DIR;
+    if (renderHost) options.renderHost = {TNWEBUI_RENDER_HOST, "--module=" TNWEBUI_MODULE};
+    engine = std::make_unique<xhav::cdp::Engine>(options);
+    if (!engine->ok()) return;
+    engine->ui().BindCurrentThread();
+    host = std::make_unique<tnmainui::InProcessHost>(engine->core(), engine->render_host());
+    host->SetService(SID_EventBus, static_cast<EventBus*>(&bus));
+    module = std::make_unique<tnwebui::TnWebUIModule>(host.get());
+    previous = tnwebui::TnWebUIModule::Install(module.get());
+    if (!renderHost) {
+      render = std::make_unique<tnwebui::RenderProcess>(module.get());
+      render->RegisterNativeExtension();
+      engine->render_host()->SetRenderNotify(render.get());
+    }
+    core = new tnmainui::ScriptedBusinessCore(u"7", "account-42");
+    core->SetRecordCalls(false);
+    core->SetHandler([](const tnmainui::BusinessCall& call) {
+      call.callback->OnBusinessResult(call.business.c_str(), call.action.c_str(),
+                                      call.callbackId.c_str(), 0, u"{\"ok\":1}");
+      return S_OK;
+    });
+    factory = module->GetOrCreateFactory();
+  }
+  ChromiumClient(const ChromiumClient&) = delete;
+  ChromiumClient& operator=(const ChromiumClient&) = delete;
+
+  bool ok() const { return engine && engine->ok(); }
+  void Finish() {
+    if (render) engine->render_host()->SetRenderNotify(nullptr);
+    tnwebui::TnWebUIModule::Install(previous);
+    core->Release();
+  }
+  // Opens `url` as the view `name` with the client's core.
+  IBrowserView* OpenView(const char16_t* name, const char* url) {
+    IBrowserViewSetting* settings = nullptr;
+    factory->CreateBrowserViewSetting(&settings);
+    settings->SetName(name);
+    settings->SetBusinessCore(core);
+    IBrowserView* view = nullptr;
+    factory->CreateBrowserView(url, settings, &view);
+    settings->Release();
+    return view;
+  }
+
+  std::unique_ptr<xhav::cdp::Engine> engine;
+  tnmainui::InProcessEventBus bus{[this](std::function<void()> t) { engine->ui().PostTask(t); }};
+  std::unique_ptr<tnmainui::InProcessHost> host;
+  std::unique_ptr<tnwebui::TnWebUIModule> module;
+  tnwebui::TnWebUIModule* previous = nullptr;
+  std::unique_ptr<tnwebui::RenderProcess> render;
+  tnwebui::TnBrowserFactory* factory = nullptr;
+  tnmainui::ScriptedBusinessCore* core = nullptr;
+};

@@ -1,0 +1,424 @@
+// A client with fifty windows, on Debian's Chromium with the render side in a render host
+// process (as in the client). Each figure stands beside a floor measured in the same run:
+//
+//   open latency     CreateBrowserView of file://tavrin5main/bench-window.html until the page's
+//                    first business action is answered (it says so on its console), fifty
+//                    times, the windows staying open; floor: a bare target created, navigated
+//                    to the same page (from its file) and evaluated once, fifty times.
+//   memory           the host's resident memory, the render host's and every Chromium process's
+//                    proportional share, per window, with the fifty windows open; floor: the
+//                    same with the fifty bare targets. After the windows close: the host's
+//                    growth, and the targets left.
+//   event fan-out    one event raised on the client's bus until all fifty pages' subscriptions
+//                    have run (each calls a binding); floor: fifty bare evaluations at once.
+//   call under load  one page's business-action round trip while the other forty-nine each
+//                    make a hundred calls a second; floor: the same round trip, idle (p50).
+//   cycles           five hundred windows opened and closed one after the other; the host's
+//                    resident memory after the first fifty and after all.
+//
+// Prints one line a figure: its value, its floor, their ratio and the goal.
+
+#include <dirent.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <fstream>
+#include <future>
+#include <map>
+#include <mutex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "base/CommonFunc.h"
+#include "chromium_client.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+constexpr int kWindows = 50;
+constexpr char kPage[] = "file://tavrin5main/bench-window.html";
+
+double Ms(Clock::duration d) { return std::chrono::duration<double, std::milli>(d).count(); }
+
+double Percentile(std::vector<double> samples, int percent) {
+  if (samples.empty()) return 0;
+  std::sort(samples.begin(), samples.end());
+  return samples[std::min(samples.size() - 1, samples.size() * percent / 100)];
+}
+
+// ---- memory of processes, from /proc
+
+// A field of /proc/<pid>/<file> ("Rss:", "Pss:", "VmRSS:") in KiB; 0 when unreadable.
+long KiB(pid_t pid, const char* file, const std::string& field) {
+  std::ifstream in("/proc/" + std::to_string(pid) + "/" + file);
+  std::string line;
+  while (std::getline(in, line)) {
+    if (line.compare(0, field.size(), field) == 0) return std::atol(line.c_str() + field.size());
+  }
+  return 0;
+}
+
+// The processes below `root` (its children, theirs, ...), `root` included.
+std::vector<pid_t> Descendants(pid_t root) {
+  std::map<pid_t, pid_t> parents;
+  if (DIR* dir = opendir("/proc")) {
+    while (dirent* entry = readdir(dir)) {
+      const pid_t pid = std::atoi(entry->d_name);
+      if (pid <= 0) continue;
+      std::ifstream stat("/proc/" + std::string(entry->d_name) + "/stat");
+      std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
+      const auto close = text.rfind(')');
+      if (close == std::string::npos) continue;
+      std::istringstream rest(text.substr(close + 2));
+      char state = 0;
+      pid_t parent = 0;
+      rest >> state >> parent;
+      parents[pid] = parent;
+    }
+    closedir(dir);
+  }
+  std::vector<pid_t> found{root};
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    for (const auto& [pid, parent] : parents) {
+      if (parent == found[i]) found.push_back(pid);
+    }
+  }
+  return found;
+}
+
+struct Memory {
+  long hostKiB = 0;    // this process, resident
+  long othersKiB = 0;  // the render host and every Chromium process, proportional share
+  long total() const { return hostKiB + othersKiB; }
+};
+
+// ---- the client
+
+class Client : public ChromiumClient {
+ public:
+  explicit Client(bool renderHost) : ChromiumClient(renderHost) {
+    if (!ok()) return;
+    engine->SetPageMessageTracer([this](int browser, const char* kind, const std::string&,
+                                        const std::string& text, const std::string&) {
+      if (std::string(kind) == "console" && text == "bench:answered") Signal(&answered_, browser);
+    });
+    engine->SetBindingHandler(
+        [this](xhav::cdp::PageBrowser* page, const std::string& name, const std::string&) {
+          if (name == "__bench") Signal(&bindings_, page->GetId());
+        });
+    engine->ui().StartThread();
+  }
+  ~Client() {
+    if (!ok()) return;
+    OnUi([this] { Finish(); });
+    engine->ui().Stop();
+  }
+
+  // Runs `task` on the UI thread and waits for it.
+  void OnUi(std::function<void()> task) {
+    std::promise<void> done;
+    engine->ui().PostTask([&] {
+      task();
+      done.set_value();
+    });
+    done.get_future().wait();
+  }
+
+  // Opens a window of the bench page; its page, once its first business action is answered
+  // (null after ten seconds).
+  xhav::cdp::PageBrowser* Open(IBrowserView** view) {
+    xhav::cdp::PageBrowser* page = nullptr;
+    const std::size_t before = Count(&answered_);
+    OnUi([&] {
+      // A name of its own: the factory finds a window by its name.
+      const std::u16string name = u"bench-" + tnwebui::Utf8ToWide(std::to_string(++opened_));
+      const auto start = Clock::now();
+      *view = OpenView(name.c_str(), kPage);
+      createMs = Ms(Clock::now() - start);
+      page = engine->browsers().back();
+    });
+    return WaitCount(&answered_, before + 1) ? page : nullptr;
+  }
+  void Close(xhav::cdp::PageBrowser* page, IBrowserView* view) {
+    OnUi([page] { page->Close(0); });
+    for (int i = 0; i < 2000; ++i) {
+      bool gone = false;
+      OnUi([&] { gone = !page->alive(); });
+      if (gone) break;
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    OnUi([view] { view->Release(); });
+  }
+
+  // A bare target at `url`, evaluated once after its load; its target id (empty on failure).
+  std::string OpenBare(const std::string& url, std::string* session) {
+    Json::Value params, result;
+    params["url"] = "about:blank";
+    if (!engine->connection().Call("Target.createTarget", params, "", &result)) return "";
+    const std::string target = result["targetId"].asString();
+    Json::Value attach;
+    attach["targetId"] = target;
+    attach["flatten"] = true;
+    if (!engine->connection().Call("Target.attachToTarget", attach, "", &result)) return "";
+    *session = result["sessionId"].asString();
+    Json::Value navigate;
+    navigate["url"] = url;
+    engine->connection().Call("Page.navigate", navigate, *session, &result);
+    Json::Value evaluate;
+    evaluate["expression"] =
+        "new Promise(function (r) { (function wait() { if (location.protocol === 'file:' && "
+        "document.readyState === 'complete') r(true); else setTimeout(wait, 1); })(); })";
+    evaluate["awaitPromise"] = true;
+    evaluate["returnByValue"] = true;
+    for (int i = 0; i < 100; ++i) {  // the first may meet the blank page's context going
+      if (engine->connection().Call("Runtime.evaluate", evaluate, *session, &result) &&
+          result["result"]["value"].asBool())
+        return target;
+    }
+    return "";
+  }
+  void CloseBare(const std::string& target) {
+    Json::Value params, result;
+    params["targetId"] = target;
+    engine->connection().Call("Target.closeTarget", params, "", &result);
+  }
+  int PageTargets() {
+    Json::Value result;
+    engine->connection().Call("Target.getTargets", Json::Value(), "", &result);
+    int pages = 0;
+    for (const Json::Value& info : result["targetInfos"]) pages += info["type"] == "page";
+    return pages;
+  }
+
+  Memory Measure() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));  // let Chromium settle
+    Memory m;
+    m.hostKiB = KiB(getpid(), "status", "VmRSS:");
+    for (pid_t pid : Descendants(engine->connection().pid()))
+      m.othersKiB += KiB(pid, "smaps_rollup", "Pss:");
+    if (engine->render_process() > 0)
+      m.othersKiB += KiB(engine->render_process(), "smaps_rollup", "Pss:");
+    return m;
+  }
+
+  // Signals: how many pages said "answered", how many binding calls came.
+  std::size_t Count(std::vector<int>* list) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return list->size();
+  }
+  bool WaitCount(std::vector<int>* list, std::size_t count, int ms = 10000) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return cv_.wait_for(lock, std::chrono::milliseconds(ms), [&] { return list->size() >= count; });
+  }
+  std::vector<int>* answered() { return &answered_; }
+  std::vector<int>* bindings() { return &bindings_; }
+
+  double createMs = 0;  // the last CreateBrowserView's own time
+
+ private:
+  void Signal(std::vector<int>* list, int browser) {
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      list->push_back(browser);
+    }
+    cv_.notify_all();
+  }
+  std::mutex mutex_;
+  std::condition_variable cv_;
+  std::vector<int> answered_, bindings_;
+  int opened_ = 0;
+};
+
+void Line(const char* figure, double value, double floor, const char* unit, double goal) {
+  const double ratio = floor > 0 ? value / floor : 0;
+  std::printf("%-44s %10.2f %-4s floor %10.2f %-4s ratio %5.2f (goal <= %.1f)%s\n", figure, value,
+              unit, floor, unit, ratio, goal, ratio <= goal ? "" : "  MISSED");
+}
+
+struct Window {
+  xhav::cdp::PageBrowser* page = nullptr;
+  IBrowserView* view = nullptr;
+};
+
+}  // namespace
+
+// With --profile: the steps of one window's opening, in milliseconds from CreateBrowserView:
+// the process messages between the browser side and the render host, the scripts the host runs
+// in the page, the page's calls with the time each took, and the page's console.
+int Profile(Client& client) {
+  std::mutex mutex;
+  std::vector<std::pair<double, std::string>> steps;
+  Clock::time_point start;
+  auto step = [&](std::string text) {
+    std::lock_guard<std::mutex> lock(mutex);
+    steps.emplace_back(Ms(Clock::now() - start), std::move(text));
+  };
+  client.engine->SetTracer([&](const char* hop, CefProcessId, int, CefRefPtr<CefProcessMessage> m) {
+    step(std::string(hop) + " " + m->GetName().ToString());
+  });
+  client.engine->SetScriptTracer(
+      [&](int, const std::string& script) { step("script " + script.substr(0, 60)); });
+  client.engine->SetCallTracer([&](int, const std::string& body, const char* way, double ms) {
+    step(std::string("call (") + way + ", " + std::to_string(ms) + " ms) " + body.substr(0, 60));
+  });
+  Window w;
+  start = Clock::now();
+  w.page = client.Open(&w.view);
+  step("the page said: answered (CreateBrowserView itself took " + std::to_string(client.createMs) +
+       " ms)");
+  client.engine->SetTracer(nullptr);
+  client.engine->SetScriptTracer(nullptr);
+  client.engine->SetCallTracer(nullptr);
+  std::lock_guard<std::mutex> lock(mutex);
+  for (const auto& [ms, text] : steps) std::printf("%9.2f ms  %s\n", ms, text.c_str());
+  if (w.page) client.Close(w.page, w.view);
+  return w.page ? 0 : 1;
+}
+
+int main(int argc, char** argv) {
+  setvbuf(stdout, nullptr, _IOLBF, 0);
+  const std::vector<std::string> args(argv + 1, argv + argc);
+  auto has = [&](const char* flag) {
+    return std::find(args.begin(), args.end(), flag) != args.end();
+  };
+  Client client(!has("--in-process"));
+  if (!client.ok()) {
+    std::printf("scale_bench: Chromium is not available\n");
+    return 0;
+  }
+  if (has("--profile")) {
+    Window warm;  // the first window of a run pays for Chromium's first renderer
+    warm.page = client.Open(&warm.view);
+    if (warm.page) client.Close(warm.page, warm.view);
+    return Profile(client);
+  }
+  const std::string file =
+      std::string("file://") + TNWEBUI_PAGES_DIR "/tavrin5main/bench-window.html";
+  std::printf("scale_bench: %d windows of %s on Chromium, render side %s\n", kWindows, kPage,
+              has("--in-process") ? "in this process" : "in a render host");
+  const int targetsAtStart = client.PageTargets();
+
+  // Floor: fifty bare targets of the same page, opened one after the other.
+  const Memory idle = client.Measure();
+  std::vector<double> bareOpen;
+  std::vector<std::string> bare, bareSessions(kWindows);
+  for (int i = 0; i < kWindows; ++i) {
+    const auto start = Clock::now();
+    bare.push_back(client.OpenBare(file, &bareSessions[i]));
+    bareOpen.push_back(Ms(Clock::now() - start));
+    if (bare.back().empty()) return std::printf("scale_bench: a bare target did not load\n"), 1;
+  }
+  const Memory withBare = client.Measure();
+  // Fifty bare evaluations at once: the fan-out's floor.
+  std::vector<double> bareFan;
+  for (int round = 0; round < 20; ++round) {
+    auto left = std::make_shared<std::atomic<int>>(kWindows);
+    std::promise<void> all;
+    const auto start = Clock::now();
+    for (const std::string& session : bareSessions) {
+      Json::Value params;
+      params["expression"] = "1";
+      client.engine->connection().Send("Runtime.evaluate", params, session,
+                                       [left, &all](const Json::Value&, const Json::Value&) {
+                                         if (--*left == 0) all.set_value();
+                                       });
+    }
+    all.get_future().wait();
+    bareFan.push_back(Ms(Clock::now() - start));
+  }
+  for (const std::string& target : bare) client.CloseBare(target);
+  const Memory afterBare = client.Measure();
+
+  // Fifty windows of the module, opened one after the other.
+  std::vector<double> open;
+  std::vector<Window> windows(kWindows);
+  for (Window& w : windows) {
+    const auto start = Clock::now();
+    w.page = client.Open(&w.view);
+    open.push_back(Ms(Clock::now() - start));
+    if (!w.page) return std::printf("scale_bench: a window's page did not answer\n"), 1;
+  }
+  const Memory withWindows = client.Measure();
+
+  Line("open latency p50", Percentile(open, 50), Percentile(bareOpen, 50), "ms", 1.2);
+  Line("open latency p99", Percentile(open, 99), Percentile(bareOpen, 99), "ms", 1.2);
+  const double floorPerTarget = (withBare.total() - idle.total()) / 1024.0 / kWindows;
+  const double perWindow = (withWindows.total() - afterBare.total()) / 1024.0 / kWindows;
+  Line("memory per window (host + all processes)", perWindow, floorPerTarget, "MiB", 1.1);
+  std::printf("  of which host %.2f MiB, render host and Chromium %.2f MiB a window\n",
+              (withWindows.hostKiB - afterBare.hostKiB) / 1024.0 / kWindows,
+              (withWindows.othersKiB - afterBare.othersKiB) / 1024.0 / kWindows);
+
+  // One event to fifty subscriptions: each page's handler calls the binding.
+  for (Window& w : windows) {
+    Json::Value params, result;
+    params["name"] = "__bench";
+    client.engine->connection().Call("Runtime.addBinding", params, w.page->session(), &result);
+    w.page->Evaluate(
+        "tnpc.registerEvent(['bench.fan'], function () { __bench('event'); }, 'fan'), true",
+        nullptr);
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));  // the subscriptions settle
+  std::vector<double> fan;
+  for (int round = 0; round < 20; ++round) {
+    const std::size_t before = client.Count(client.bindings());
+    const auto start = Clock::now();
+    client.bus.Raise(0, "bench.fan", "json", "{\"n\":1}");
+    if (!client.WaitCount(client.bindings(), before + kWindows))
+      return std::printf("scale_bench: an event did not reach every page\n"), 1;
+    fan.push_back(Ms(Clock::now() - start));
+  }
+  Line("event to 50 pages p50", Percentile(fan, 50), Percentile(bareFan, 50), "ms", 1.5);
+
+  // A round trip, idle and while 49 windows call the core 100 times a second each.
+  auto roundTrips = [&](int count) {
+    std::vector<double> samples;
+    for (int i = 0; i < count; ++i) {
+      Json::Value done;
+      const auto start = Clock::now();
+      if (!windows[0].page->Evaluate("window.roundTrip()", &done) || !done.asBool()) break;
+      samples.push_back(Ms(Clock::now() - start));
+    }
+    return samples;
+  };
+  const std::vector<double> idleTrips = roundTrips(200);
+  for (std::size_t i = 1; i < windows.size(); ++i)
+    windows[i].page->Evaluate("window.load(100), true", nullptr);
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  const std::vector<double> loadedTrips = roundTrips(200);
+  for (std::size_t i = 1; i < windows.size(); ++i)
+    windows[i].page->Evaluate("window.load(0), true", nullptr);
+  Line("round trip under load p50", Percentile(loadedTrips, 50), Percentile(idleTrips, 50), "ms",
+       3.0);
+  Line("round trip under load p99", Percentile(loadedTrips, 99), Percentile(idleTrips, 50), "ms",
+       3.0);
+
+  // Closing: the host's memory comes back, and no target is left.
+  const Memory beforeWindows = afterBare;
+  for (Window& w : windows) client.Close(w.page, w.view);
+  const Memory closed = client.Measure();
+  std::printf("after closing: host %+.2f MiB (goal within 2), page targets left %d\n",
+              (closed.hostKiB - beforeWindows.hostKiB) / 1024.0,
+              client.PageTargets() - targetsAtStart);
+
+  // Five hundred windows, one at a time.
+  long at50 = 0;
+  for (int i = 1; i <= 500; ++i) {
+    Window w;
+    w.page = client.Open(&w.view);
+    if (!w.page) return std::printf("scale_bench: window %d did not answer\n", i), 1;
+    client.Close(w.page, w.view);
+    if (i == 50) at50 = KiB(getpid(), "status", "VmRSS:");
+    if (i % 100 == 0) std::printf("  cycles: %d of 500\n", i);
+  }
+  const long at500 = KiB(getpid(), "status", "VmRSS:");
+  std::printf(
+      "500 open/close cycles: host %.1f MiB after 50, %.1f MiB after 500 (%+.1f KiB a "
+      "cycle)\n",
+      at50 / 1024.0, at500 / 1024.0, (at500 - at50) / 450.0);
+  return 0;
+}
