@@ -73,13 +73,21 @@ void TaskQueue::ThreadMain() {
     if (queue_.empty()) return;  // stopping, and nothing left to run
     std::function<void()> task = std::move(queue_.front());
     queue_.pop_front();
+    running_ = true;
     lock.unlock();
     task();
+    task = nullptr;  // what the task held goes before it counts as done
     lock.lock();
+    running_ = false;
   }
 }
 
 void TaskQueue::Flush() {
+  {
+    // Nothing queued and nothing running: every task posted before this call has run.
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (queue_.empty() && !running_) return;
+  }
   std::mutex done_mutex;
   std::condition_variable done_cv;
   bool done = false;

@@ -47,6 +47,7 @@ class TNBASE_API TaskQueue {
   std::thread thread_;
   std::atomic<std::thread::id> bound_{};
   bool stopping_ = false;
+  bool running_ = false;  // the thread is in a task (threaded mode)
 };
 
 // The process-wide queue for work that must run later and elsewhere, such as the deletion of
