@@ -104,7 +104,9 @@ class Client : public ChromiumClient {
     if (!ok()) return;
     engine->SetPageMessageTracer([this](int browser, const char* kind, const std::string&,
                                         const std::string& text, const std::string&) {
-      if (std::string(kind) == "console" && text == "bench:answered") Signal(&answered_, browser);
+      if (std::string(kind) != "console") return;
+      if (onConsole) onConsole(text);
+      if (text == "bench:answered") Signal(&answered_, browser);
     });
     engine->SetBindingHandler(
         [this](xhav::cdp::PageBrowser* page, const std::string& name, const std::string&) {
@@ -218,6 +220,8 @@ class Client : public ChromiumClient {
   std::vector<int>* bindings() { return &bindings_; }
 
   double createMs = 0;  // the last CreateBrowserView's own time
+  // Sees each console text of the pages (set before the pages open).
+  std::function<void(const std::string&)> onConsole;
 
  private:
   void Signal(std::vector<int>* list, int browser) {
@@ -262,6 +266,7 @@ int Profile(Client& client) {
   });
   client.engine->SetScriptTracer(
       [&](int, const std::string& script) { step("script " + script.substr(0, 60)); });
+  client.onConsole = [&](const std::string& text) { step("console " + text); };
   client.engine->SetCallTracer([&](int, const std::string& body, const char* way, double ms) {
     step(std::string("call (") + way + ", " + std::to_string(ms) + " ms) " + body.substr(0, 60));
   });
@@ -273,6 +278,7 @@ int Profile(Client& client) {
   client.engine->SetTracer(nullptr);
   client.engine->SetScriptTracer(nullptr);
   client.engine->SetCallTracer(nullptr);
+  client.onConsole = nullptr;
   std::lock_guard<std::mutex> lock(mutex);
   for (const auto& [ms, text] : steps) std::printf("%9.2f ms  %s\n", ms, text.c_str());
   if (w.page) client.Close(w.page, w.view);
