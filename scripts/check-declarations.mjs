@@ -5,7 +5,8 @@
 // with the call it answers (per browser, by call id, in order), each client call of a page
 // handler with its data, each back-command answer the module went back for, and reads each
 // desktop answer with the sample helper tn-desktop.js; writes them as typed constants, with a
-// list of wrong shapes that the declarations must refuse, and runs `tsc`.
+// list of wrong shapes that the declarations must refuse and the checks that tnwebui-run's
+// table of payloads names the declared fields, and runs `tsc`.
 //
 // usage: node scripts/check-declarations.mjs BUILD_DIR OUT_DIR
 import {execFileSync} from 'node:child_process';
@@ -189,6 +190,38 @@ const wrong = [
 for (const [why, type, value] of wrong) {
   lines.push(`// ${why}`, '// @ts-expect-error', `export const wrong${n++}: ${type} = ${value};`);
 }
+// tnwebui-run's own table of the payloads (tools/run/sdk_declarations.cpp), which its --check
+// judges pages by: the same names, each with the declared fields and the same required ones.
+const table = fs.readFileSync(path.join(root, 'tools', 'run', 'sdk_declarations.cpp'), 'utf8');
+const fieldsOf = (text) => [...text.matchAll(/(Req|Opt)\("(\w+)"/g)].map((m) => ({required: m[1] === 'Req', name: m[2]}));
+const shared = new Map([...table.matchAll(/const std::vector<SdkField> (\w+) = \{([^;]*)\};/g)]
+                           .map((m) => [m[1], fieldsOf(m[2])]));
+const tabled = new Map();
+for (const m of table.matchAll(/Fields\(\s*"([\w.]+)",\s*(\w+|\{[^}]*\})/g)) {
+  tabled.set(m[1], m[2].startsWith('{') ? fieldsOf(m[2]) : shared.get(m[2]) || []);
+}
+for (const m of table.matchAll(/\{"([\w.]+)", \{\}, true,/g)) tabled.set(m[1], null);  // any object
+const union = (names) => names.length ? names.map((n) => JSON.stringify(n)).join(' | ') : 'never';
+lines.push('type Same<A, B> = [A] extends [B] ? ([B] extends [A] ? true : false) : false;',
+           'type RequiredKeys<T> = {[K in keyof T]-?: {} extends Pick<T, K> ? never : K}[keyof T];');
+for (const name of declared.keys()) {
+  if (!tabled.has(name)) {
+    console.error(`declarations: tnwebui-run's table has no entry for ${name}`);
+    process.exit(1);
+  }
+  const fields = tabled.get(name);
+  const payload = `SdkFunctions[${JSON.stringify(name)}]['payload']`;
+  if (fields === null) {
+    lines.push(`export const table${n++}: Same<${payload}, Record<string, unknown>> = true;`);
+    continue;
+  }
+  lines.push(`export const table${n++}: Same<keyof ${payload}, ${union(fields.map((f) => f.name))}> = true;`,
+             `export const table${n++}: Same<RequiredKeys<${payload}>, ${union(fields.filter((f) => f.required).map((f) => f.name))}> = true;`);
+}
+if (tabled.size !== declared.size) {
+  console.error(`declarations: tnwebui-run's table has ${tabled.size} names, the declarations ${declared.size}`);
+  process.exit(1);
+}
 fs.writeFileSync(path.join(out, 'answers.ts'), lines.join('\n') + '\n');
 fs.writeFileSync(path.join(out, 'tsconfig.json'), JSON.stringify({
   compilerOptions: {strict: true, noEmit: true, target: 'ES2020', lib: ['ES2020', 'DOM'],
@@ -199,7 +232,7 @@ try {
   execFileSync(path.join(root, 'node_modules', '.bin', 'tsc'),
                ['-p', path.join(out, 'tsconfig.json'), '--pretty', 'false'], {stdio: 'inherit'});
 } catch {
-  console.error(`declarations: what the module answers and the declarations differ (${path.join(out, 'answers.ts')})`);
+  console.error(`declarations: the declarations differ from what the module answers or from tnwebui-run's table (${path.join(out, 'answers.ts')})`);
   process.exit(1);
 }
 const commands = new Set([...replies.values()].map((r) => r.command));
@@ -211,5 +244,6 @@ const unseen = [...desktopBlock.matchAll(/^  '([\w/]+)':\s*([^;]+);/gm)]
 if (unseen.length) console.log(`declarations: no test saw a reply of ${unseen.join(', ')}`);
 console.log(`declarations: ${answers.size} answers of ${answered.size} names, ${events.size} ` +
             `handler calls, ${backs.size} back answers and ${replies.size} desktop replies of ` +
-            `${commands.size} addresses type-check; ${wrong.length} wrong shapes ` +
+            `${commands.size} addresses type-check, and tnwebui-run's table of the ${tabled.size} ` +
+            `payloads agrees; ${wrong.length} wrong shapes ` +
             `are refused; ${unparsed} answers were no JSON and never reach a page`);
