@@ -33,19 +33,10 @@ void BackButton() {
   for (const Case& c : cases) {
     Say("== a light app that %s", c.told);
     const std::string url = std::string("file://tavrin5main/back.html?answer=") + c.answer;
-    IBrowserViewSetting* settings = nullptr;
-    factory->CreateBrowserViewSetting(&settings);
-    settings->SetName(u"BackButton");
-    settings->SetViewType(4);  // framed: the client's title bar with its back button
-    settings->SetBusinessCore(core);
-    settings->SetInitData("{}");
-    RECT rect{40, 40, 840, 560};
-    settings->SetRect(rect);
     IBrowserView* view = nullptr;
-    factory->CreateBrowserView(url.c_str(), settings, &view);
-    settings->Release();
-    xhav::cdp::PageBrowser* page = engine.browsers().back();
-    page->MoveWindow(40, 40, 800, 520);
+    // Framed: the client's title bar with its back button.
+    xhav::cdp::PageBrowser* page = OpenFramedPage(engine, factory, u"BackButton", url.c_str(), core,
+                                                  {40, 40, 840, 560}, &view);
     Json::Value r;
     WaitFor([&] {
       engine.ui().RunUntilIdle();

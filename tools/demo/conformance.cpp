@@ -121,19 +121,10 @@ void Conformance() {
   Say("== in Chromium: the conformance page, %s, in a framed window; it arrives through two "
       "navigations of its own, so the title bar's back button is enabled",
       kPage);
-  IBrowserViewSetting* settings = nullptr;
-  factory->CreateBrowserViewSetting(&settings);
-  settings->SetName(u"Conformance");
-  settings->SetViewType(4);
-  settings->SetBusinessCore(core);
-  settings->SetInitData("{}");
-  RECT rect{20, 20, 1300, 1000};
-  settings->SetRect(rect);
   IBrowserView* view = nullptr;
-  factory->CreateBrowserView((std::string(kPage) + "?first").c_str(), settings, &view);
-  settings->Release();
-  xhav::cdp::PageBrowser* page = engine.browsers().back();
-  page->MoveWindow(20, 20, 1280, 980);
+  xhav::cdp::PageBrowser* page =
+      OpenFramedPage(engine, factory, u"Conformance", (std::string(kPage) + "?first").c_str(), core,
+                     {20, 20, 1300, 1000}, &view);
   Json::Value r;
   WaitFor([&] {
     engine.ui().RunUntilIdle();

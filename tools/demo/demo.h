@@ -69,6 +69,17 @@ void AnswerEveryAction(tnmainui::ScriptedBusinessCore* core, const char* line);
 HRESULT OpenView(ITnWebUI* factory, const char16_t* name, const char* url, BusinessCore* core,
                  const char* initData, IBrowserView** view);
 
+// Opens `url` as the framed view `name` (view type 4: the client's title bar) with `core` and
+// "{}" as its initial data, its window at `rect`; the page.
+xhav::cdp::PageBrowser* OpenFramedPage(xhav::cdp::Engine& engine, ITnWebUI* factory,
+                                       const char16_t* name, const char* url, BusinessCore* core,
+                                       RECT rect, IBrowserView** view);
+
+// Opens `url` as a light window of `orgId` named `name` through CreateLightBrowser, with its
+// title bar, `title` and size; the window's id, as the factory gives it.
+HRESULT OpenLightWindow(ITnWebUI* factory, int32_t orgId, const char* name, const char* url,
+                        const char* title, int width, int height);
+
 // Opens `url` as the view `name` in Chromium (`core` and "{}" as its initial data) and waits
 // until the page's script sets `window.results.ready`; the page, and the view in `view`.
 xhav::cdp::PageBrowser* OpenReadyPage(xhav::cdp::Engine& engine, ITnWebUI* factory,

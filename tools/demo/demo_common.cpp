@@ -176,6 +176,39 @@ HRESULT OpenView(ITnWebUI* factory, const char16_t* name, const char* url, Busin
   return hr;
 }
 
+xhav::cdp::PageBrowser* OpenFramedPage(xhav::cdp::Engine& engine, ITnWebUI* factory,
+                                       const char16_t* name, const char* url, BusinessCore* core,
+                                       RECT rect, IBrowserView** view) {
+  IBrowserViewSetting* settings = nullptr;
+  factory->CreateBrowserViewSetting(&settings);
+  settings->SetName(name);
+  settings->SetViewType(4);
+  settings->SetBusinessCore(core);
+  settings->SetInitData("{}");
+  settings->SetRect(rect);
+  *view = nullptr;
+  factory->CreateBrowserView(url, settings, view);
+  settings->Release();
+  xhav::cdp::PageBrowser* page = engine.browsers().back();
+  page->MoveWindow(rect.left, rect.top, rect.right - rect.left, rect.bottom - rect.top);
+  return page;
+}
+
+HRESULT OpenLightWindow(ITnWebUI* factory, int32_t orgId, const char* name, const char* url,
+                        const char* title, int width, int height) {
+  void* made = nullptr;
+  CreateHavObject(xhav::kHavObjectBrowserParam, &made);
+  auto* param = static_cast<xhav::BrowserParam*>(made);
+  param->SetShowTitleBar(true);
+  param->SetViewType(4);
+  param->SetTitle(tnbase::TnStringPtr::FromUTF8(title).get());
+  param->SetWidth(width);
+  param->SetHeight(height);
+  const HRESULT id = factory->CreateLightBrowser(orgId, name, url, param, nullptr);
+  param->Destroy();
+  return id;
+}
+
 xhav::cdp::EngineOptions ChromiumOptions() {
   xhav::cdp::EngineOptions options;
   options.pagesDir = TNWEBUI_PAGES_DIR;

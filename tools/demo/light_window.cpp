@@ -46,17 +46,8 @@ void LightWindow() {
   auto* core = new tnmainui::ScriptedBusinessCore(u"7", "account-42");
 
   Say("== in Chromium: a light app's window through ITnWebUI::CreateLightBrowser");
-  void* made = nullptr;
-  CreateHavObject(xhav::kHavObjectBrowserParam, &made);
-  auto* param = static_cast<xhav::BrowserParam*>(made);
-  param->SetShowTitleBar(true);
-  param->SetViewType(4);
-  param->SetTitle(tnbase::TnStringPtr::FromUTF8("Expenses").get());
-  param->SetWidth(900);
-  param->SetHeight(560);
-  const HRESULT id =
-      factory->CreateLightBrowser(7, "expenses", "file://tavrin5main/light.html", param, nullptr);
-  param->Destroy();
+  const HRESULT id = OpenLightWindow(factory, 7, "expenses", "file://tavrin5main/light.html",
+                                     "Expenses", 900, 560);
   Say("  CreateLightBrowser -> window %d", static_cast<int>(id));
   xhav::cdp::PageBrowser* page = engine.browsers().back();
   Json::Value r;

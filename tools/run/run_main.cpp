@@ -203,17 +203,8 @@ void WatchEngine(xhav::cdp::Engine& engine, run::Watch& watch) {
 // Opens the app in a light window with its title bar; the window's page, or null.
 xhav::cdp::PageBrowser* OpenLightWindow(xhav::cdp::Engine& engine, ITnWebUI* factory, int32_t orgId,
                                         const std::string& address) {
-  void* made = nullptr;
-  CreateHavObject(xhav::kHavObjectBrowserParam, &made);
-  auto* param = static_cast<xhav::BrowserParam*>(made);
-  param->SetShowTitleBar(true);
-  param->SetViewType(4);
-  param->SetTitle(tnbase::TnStringPtr::FromUTF8("tnwebui-run").get());
-  param->SetWidth(1000);
-  param->SetHeight(720);
   const std::size_t before = engine.browsers().size();
-  factory->CreateLightBrowser(orgId, "tnwebui-run", address.c_str(), param, nullptr);
-  param->Destroy();
+  demo::OpenLightWindow(factory, orgId, "tnwebui-run", address.c_str(), "tnwebui-run", 1000, 720);
   const std::vector<xhav::cdp::PageBrowser*> browsers = engine.browsers();
   return browsers.size() > before ? browsers.back() : nullptr;
 }
