@@ -6,7 +6,9 @@
 // every action at once with {"ok":1}. Made on the calling thread, which is the UI thread until
 // the owner starts the UI's own thread; Finish() undoes the module's part on the UI thread.
 
+#include <algorithm>
 #include <memory>
+#include <vector>
 
 #include "hav/cdp_engine.h"
 #include "render/render_process.h"
@@ -16,6 +18,13 @@
 #include "tnmainui/business_core.h"
 #include "tnmainui/event_bus.h"
 #include "tnmainui/inproc_host.h"
+
+// The `percent`th percentile of `samples` (0 when there are none).
+inline double Percentile(std::vector<double> samples, int percent) {
+  if (samples.empty()) return 0;
+  std::sort(samples.begin(), samples.end());
+  return samples[std::min(samples.size() - 1, samples.size() * percent / 100)];
+}
 
 class ChromiumClient {
  public:

@@ -88,9 +88,8 @@ void Measure(benchmark::State& state, const std::string& expression, bool render
         std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start)
             .count());
   }
-  std::sort(samples.begin(), samples.end());
-  state.counters["p50_us"] = samples[samples.size() / 2];
-  state.counters["p99_us"] = samples[std::min(samples.size() - 1, samples.size() * 99 / 100)];
+  state.counters["p50_us"] = Percentile(samples, 50);
+  state.counters["p99_us"] = Percentile(samples, 99);
 }
 
 void BM_PageBusinessAction(benchmark::State& state) {
@@ -172,10 +171,9 @@ void WindowCommandWaits(benchmark::State& state, bool flood) {
       std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
   }
-  std::sort(samples.begin(), samples.end());
-  state.counters["p50_us"] = samples[samples.size() / 2];
-  state.counters["p99_us"] = samples[std::min(samples.size() - 1, samples.size() * 99 / 100)];
-  state.counters["worst_us"] = samples.back();
+  state.counters["p50_us"] = Percentile(samples, 50);
+  state.counters["p99_us"] = Percentile(samples, 99);
+  state.counters["worst_us"] = *std::max_element(samples.begin(), samples.end());
 }
 
 void BM_WindowCommandUnderFlood(benchmark::State& state) { WindowCommandWaits(state, true); }

@@ -44,12 +44,6 @@ constexpr char kPage[] = "file://tavrin5main/bench-window.html";
 
 double Ms(Clock::duration d) { return std::chrono::duration<double, std::milli>(d).count(); }
 
-double Percentile(std::vector<double> samples, int percent) {
-  if (samples.empty()) return 0;
-  std::sort(samples.begin(), samples.end());
-  return samples[std::min(samples.size() - 1, samples.size() * percent / 100)];
-}
-
 // ---- memory of processes, from /proc
 
 // A field of /proc/<pid>/<file> ("Rss:", "Pss:", "VmRSS:") in KiB; 0 when unreadable.
@@ -102,15 +96,15 @@ class Client : public ChromiumClient {
  public:
   explicit Client(bool renderHost) : ChromiumClient(renderHost) {
     if (!ok()) return;
-    engine->SetPageMessageTracer([this](int browser, const char* kind, const std::string&,
+    engine->SetPageMessageTracer([this](int, const char* kind, const std::string&,
                                         const std::string& text, const std::string&) {
       if (std::string(kind) != "console") return;
-      if (onConsole) onConsole(text);
-      if (text == "bench:answered") Signal(&answered_, browser);
+      if (onConsole_) onConsole_(text);
+      if (text == "bench:answered") Signal(&answered_);
     });
     engine->SetBindingHandler(
-        [this](xhav::cdp::PageBrowser* page, const std::string& name, const std::string&) {
-          if (name == "__bench") Signal(&bindings_, page->GetId());
+        [this](xhav::cdp::PageBrowser*, const std::string& name, const std::string&) {
+          if (name == "__bench") Signal(&bindings_);
         });
     engine->ui().StartThread();
   }
@@ -208,32 +202,34 @@ class Client : public ChromiumClient {
   }
 
   // Signals: how many pages said "answered", how many binding calls came.
-  std::size_t Count(std::vector<int>* list) {
+  std::size_t Count(const std::size_t* signals) {
     std::lock_guard<std::mutex> lock(mutex_);
-    return list->size();
+    return *signals;
   }
-  bool WaitCount(std::vector<int>* list, std::size_t count, int ms = 10000) {
+  bool WaitCount(const std::size_t* signals, std::size_t count, int ms = 10000) {
     std::unique_lock<std::mutex> lock(mutex_);
-    return cv_.wait_for(lock, std::chrono::milliseconds(ms), [&] { return list->size() >= count; });
+    return cv_.wait_for(lock, std::chrono::milliseconds(ms), [&] { return *signals >= count; });
   }
-  std::vector<int>* answered() { return &answered_; }
-  std::vector<int>* bindings() { return &bindings_; }
+  const std::size_t* bindings() const { return &bindings_; }
+  // Sees each console text of the pages; set on the UI thread, where the pages' messages come.
+  void OnConsole(std::function<void(const std::string&)> see) {
+    OnUi([&] { onConsole_ = std::move(see); });
+  }
 
   double createMs = 0;  // the last CreateBrowserView's own time
-  // Sees each console text of the pages (set before the pages open).
-  std::function<void(const std::string&)> onConsole;
 
  private:
-  void Signal(std::vector<int>* list, int browser) {
+  void Signal(std::size_t* signals) {
     {
       std::lock_guard<std::mutex> lock(mutex_);
-      list->push_back(browser);
+      ++*signals;
     }
     cv_.notify_all();
   }
   std::mutex mutex_;
   std::condition_variable cv_;
-  std::vector<int> answered_, bindings_;
+  std::size_t answered_ = 0, bindings_ = 0;
+  std::function<void(const std::string&)> onConsole_;  // UI thread
   int opened_ = 0;
 };
 
@@ -266,7 +262,7 @@ int Profile(Client& client) {
   });
   client.engine->SetScriptTracer(
       [&](int, const std::string& script) { step("script " + script.substr(0, 60)); });
-  client.onConsole = [&](const std::string& text) { step("console " + text); };
+  client.OnConsole([&](const std::string& text) { step("console " + text); });
   client.engine->SetCallTracer([&](int, const std::string& body, const char* way, double ms) {
     step(std::string("call (") + way + ", " + std::to_string(ms) + " ms) " + body.substr(0, 60));
   });
@@ -278,7 +274,7 @@ int Profile(Client& client) {
   client.engine->SetTracer(nullptr);
   client.engine->SetScriptTracer(nullptr);
   client.engine->SetCallTracer(nullptr);
-  client.onConsole = nullptr;
+  client.OnConsole(nullptr);
   std::lock_guard<std::mutex> lock(mutex);
   for (const auto& [ms, text] : steps) std::printf("%9.2f ms  %s\n", ms, text.c_str());
   if (w.page) client.Close(w.page, w.view);

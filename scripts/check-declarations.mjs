@@ -56,7 +56,7 @@ const lastBack = new Map();  // browser -> the page's last answer to the back co
 const answers = new Map();   // "name\ttext" -> {name, value}
 const events = new Map();
 const backs = new Map();
-const replies = new Map();   // "path\ttext" -> {path, value}
+const replies = new Map();   // "command\ttext" -> {command, value}
 let unparsed = 0;
 // The sample helper reads desktop answers as a page does.
 const desktopScript = fs.readFileSync(path.join(root, 'pages', 'tavrin5main', 'tn-desktop.js'), 'utf8');
@@ -131,7 +131,7 @@ if (unanswered.length) {
 
 // A value as a TypeScript expression (bytes as a Uint8Array).
 function literal(value) {
-  if (value instanceof Uint8Array || (value && value.constructor && value.constructor.name === 'Uint8Array')) {
+  if (value instanceof Uint8Array) {  // the helper runs with this realm's Uint8Array
     return `new Uint8Array([${Array.from(value).join(',')}])`;
   }
   if (Array.isArray(value)) return `[${value.map(literal).join(', ')}]`;
