@@ -14,6 +14,7 @@
 #include <regex>
 
 #include "base/CommonFunc.h"
+#include "base/tn_log.h"
 #include "log_capture.h"
 #include "scratch_dir.h"
 #include "win/shell.h"
@@ -279,4 +280,28 @@ TEST(TextForms, IdentifiersNumbersAndConversions) {
   EXPECT_EQ(WideToUtf8(Utf8ToWide(text)), text);
   EXPECT_EQ(Utf8ToWide(""), u"");
   EXPECT_EQ(WideToUtf8(u""), "");
+}
+
+TEST(LogLines, FilledTheSameWhateverTheirConversionsAndLength) {
+  constexpr char kLogSource[] = "..\\..\\src\\base\\test";
+  LogCapture log;
+  const std::string longText(700, 'y');  // past the line's stack buffer
+  TN_LOG(2, "T::F", "a[%s] b[%d] c[%d]", "x", -2147483647 - 1, 42);
+  TN_LOG(2, "T::F", "%s%s", longText.c_str(), "!");
+  const char* none = std::getenv("TNWEBUI_NO_SUCH_VARIABLE");  // null, unknown to the compiler
+  TN_LOG(2, "T::F", "null[%s] hex[%08x]", none, 255u);
+  TN_LOG(2, "T::F", "null[%s]", none);
+  TN_LOG(4, "T::F", "%d%% of %s", 7, longText.c_str());
+  TN_LOG(2, "T::F", "%s", "");
+  const auto records = log.records();
+  ASSERT_EQ(records.size(), 6u);
+  EXPECT_EQ(records[0].message, "a[x] b[-2147483648] c[42]");
+  EXPECT_EQ(records[1].message, longText + "!");
+  EXPECT_EQ(records[2].message.substr(0, 24), "null[(null)] hex[000000f");
+  EXPECT_EQ(records[3].message, "null[(null)]");
+  EXPECT_EQ(records[4].message, "7% of " + longText);
+  EXPECT_EQ(records[5].message, "");
+  EXPECT_EQ(records[4].level, 4);
+  EXPECT_EQ(records[4].function, "T::F");
+  EXPECT_EQ(records[4].source, kLogSource);
 }

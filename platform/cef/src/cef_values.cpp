@@ -39,8 +39,13 @@ CefValueType CefListValue::GetType(std::size_t index) const {
 }
 
 CefListValue::Item& CefListValue::Slot(std::size_t index) {
-  if (index >= items_.size()) items_.resize(index + 1);
-  items_[index] = Item();
+  if (index < items_.size()) {
+    items_[index] = Item();
+    return items_[index];
+  }
+  // Lists are filled one element after the other: room for a message's usual few at once.
+  if (index >= items_.capacity()) items_.reserve(std::max<std::size_t>(index + 1, 8));
+  items_.resize(index + 1);
   return items_[index];
 }
 
@@ -109,6 +114,13 @@ bool CefListValue::SetString(std::size_t index, const CefString& value) {
   Item& it = Slot(index);
   it.type = VTYPE_STRING;
   it.s = value;
+  return true;
+}
+
+bool CefListValue::SetString(std::size_t index, CefString&& value) {
+  Item& it = Slot(index);
+  it.type = VTYPE_STRING;
+  it.s = std::move(value);
   return true;
 }
 

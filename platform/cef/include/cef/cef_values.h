@@ -61,6 +61,7 @@ class CEF_API CefListValue : public virtual CefBaseRefCounted {
   bool SetInt(std::size_t index, int value);
   bool SetDouble(std::size_t index, double value);
   bool SetString(std::size_t index, const CefString& value);
+  bool SetString(std::size_t index, CefString&& value);  // takes a temporary's text
   bool SetBinary(std::size_t index, CefRefPtr<CefBinaryValue> value);
   bool SetList(std::size_t index, CefRefPtr<CefListValue> value);
 
