@@ -242,6 +242,11 @@ bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* 
   return true;
 }
 
+void Engine::PostDelayed(int ms, std::function<void()> task) {
+  if (!watchdog_) return;
+  watchdog_->After(ms, [this, task = std::move(task)] { ui_.PostTask(task); });
+}
+
 void Engine::SetUpSession(const std::string& session) {
   // Every step is in force before the session's first document: all are sent at once, in
   // order, and each has its answer before this returns.

@@ -315,6 +315,13 @@ class Engine::SyncWatchdog {
     pending_[requestId] = {session, Clock::now() + limit_ * times};
     wake_.notify_all();
   }
+  // Runs `task` on the watchdog's thread after `ms` milliseconds, unless stopped first.
+  void After(int ms, std::function<void()> task) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (stopped_) return;
+    timers_.emplace(Clock::now() + std::chrono::milliseconds(ms), std::move(task));
+    wake_.notify_all();
+  }
   // True when the call is still to be answered by its server (the watchdog no longer will).
   bool Claim(const std::string& requestId) {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -350,9 +357,16 @@ class Engine::SyncWatchdog {
           ++it;
         }
       }
-      if (!due.empty()) {
+      std::vector<std::function<void()>> tasks;
+      while (!timers_.empty() && timers_.begin()->first <= now) {
+        tasks.push_back(std::move(timers_.begin()->second));
+        timers_.erase(timers_.begin());
+      }
+      if (!timers_.empty()) next = std::min(next, timers_.begin()->first);
+      if (!due.empty() || !tasks.empty()) {
         lock.unlock();
         for (const auto& [request, session] : due) fulfil_(session, request);
+        for (const auto& task : tasks) task();
         lock.lock();
         continue;
       }
@@ -369,6 +383,7 @@ class Engine::SyncWatchdog {
   std::mutex mutex_;
   std::condition_variable wake_;
   std::map<std::string, Entry> pending_;
+  std::multimap<Clock::time_point, std::function<void()>> timers_;
   bool stopped_ = false;
   std::thread thread_;  // last: it starts with every member in place
 };

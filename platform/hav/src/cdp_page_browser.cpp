@@ -14,6 +14,13 @@
 
 namespace xhav::cdp {
 
+namespace {
+
+// How long a hello that came while its page navigates waits for its document to be named.
+constexpr int kLeavingHelloMs = 300;
+
+}  // namespace
+
 PageBrowser::PageBrowser(Engine* engine, int id, BrowserNotify* notify,
                          const inproc::BrowserParamRecord& p)
     : engine_(engine), id_(id), notify_(notify), param_(p) {
@@ -183,8 +190,22 @@ void PageBrowser::OnHelloRequest(const std::string& session, const std::string& 
     answer("{\"handled\":false}");
     return;
   }
-  OnHello(hello["hello"].asString(), session, 0, std::move(answer));
-  if (session == session_ && navigating_) AnswerHellosOfALeavingDocument();
+  const std::string token = hello["hello"].asString();
+  OnHello(token, session, 0, std::move(answer));
+  // While the page navigates, a request that no binding call has named yet is the leaving
+  // document's (Chromium holds back its events while it waits here), or the new document's
+  // that came before Chromium told of its commit (a busy machine). The new one's binding call
+  // names it within moments; a hello still unnamed then goes without its object.
+  if (session == session_ && navigating_) {
+    engine_->PostDelayed(kLeavingHelloMs, [this, token] { AnswerHelloOfALeavingDocument(token); });
+  }
+}
+
+void PageBrowser::AnswerHelloOfALeavingDocument(const std::string& token) {
+  auto it = hellos_.find(token);
+  if (it == hellos_.end() || it->second.context != 0 || !it->second.answer) return;
+  it->second.answer("{\"handled\":false}");
+  hellos_.erase(it);
 }
 
 void PageBrowser::AnswerHellosOfALeavingDocument() {

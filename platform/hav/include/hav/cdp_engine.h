@@ -183,6 +183,8 @@ class HAV_API PageBrowser final : public Browser {
                std::function<void(const std::string&)> answer);
   void AnswerHellos();
   void AnswerHellosOfALeavingDocument();
+  // The hello of `token`, unless its document has made itself known by now.
+  void AnswerHelloOfALeavingDocument(const std::string& token);
   bool navigating_ = false;  // the main frame has begun a navigation that has not committed
   // Tells the render side the page's history.
   void ReportState();
@@ -324,6 +326,8 @@ class HAV_API Engine {
   // A dialog of a page's own, answered at once on the reader thread with the documented
   // default (alert accepted, confirm false, prompt null, a leave question leaves), and logged.
   void AnswerPageDialog(const std::string& session, const Json::Value& params);
+  // Runs `task` on the UI thread after `ms` milliseconds (not once the engine stops).
+  void PostDelayed(int ms, std::function<void()> task);
   // The page-side set-up of a session (the page's or a frame's), each step answered.
   void SetUpSession(const std::string& session);
 
