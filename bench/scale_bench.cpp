@@ -25,6 +25,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
+#include <deque>
 #include <fstream>
 #include <future>
 #include <map>
@@ -96,8 +97,13 @@ class Client : public ChromiumClient {
  public:
   explicit Client(bool renderHost) : ChromiumClient(renderHost) {
     if (!ok()) return;
-    engine->SetPageMessageTracer([this](int, const char* kind, const std::string&,
+    engine->SetPageMessageTracer([this](int browserId, const char* kind, const std::string&,
                                         const std::string& text, const std::string&) {
+      {
+        std::lock_guard<std::mutex> lock(mutex_);
+        said_.emplace_back(browserId, std::string(kind) + ": " + text);
+        if (said_.size() > 64) said_.pop_front();
+      }
       if (std::string(kind) != "console") return;
       if (onConsole_) onConsole_(text);
       if (text == "bench:answered") Signal(&answered_);
@@ -136,6 +142,7 @@ class Client : public ChromiumClient {
       *view = OpenView(name.c_str(), kPage);
       createMs = Ms(Clock::now() - start);
       page = engine->browsers().back();
+      lastId = page->GetId();
     });
     return WaitCount(&answered_, before + 1) ? page : nullptr;
   }
@@ -201,6 +208,16 @@ class Client : public ChromiumClient {
     return m;
   }
 
+  // What the page of browser `browserId` said lately, one line each.
+  std::string Said(int browserId) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    std::string lines;
+    for (const auto& [id, text] : said_) {
+      if (id == browserId) lines += "  " + text + "\n";
+    }
+    return lines.empty() ? "  (nothing)\n" : lines;
+  }
+
   // Signals: how many pages said "answered", how many binding calls came.
   std::size_t Count(const std::size_t* signals) {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -217,6 +234,7 @@ class Client : public ChromiumClient {
   }
 
   double createMs = 0;  // the last CreateBrowserView's own time
+  int lastId = 0;       // the last window's browser id
 
  private:
   void Signal(std::size_t* signals) {
@@ -229,6 +247,7 @@ class Client : public ChromiumClient {
   std::mutex mutex_;
   std::condition_variable cv_;
   std::size_t answered_ = 0, bindings_ = 0;
+  std::deque<std::pair<int, std::string>> said_;
   std::function<void(const std::string&)> onConsole_;  // UI thread
   int opened_ = 0;
 };
@@ -287,6 +306,21 @@ int main(int argc, char** argv) {
   auto has = [&](const char* flag) {
     return std::find(args.begin(), args.end(), flag) != args.end();
   };
+  if (has("--help") || has("-h")) {
+    std::printf(
+        "usage: scale_bench [--profile] [--in-process]\n"
+        "Opens 50 windows of the bench page on Chromium and prints each figure beside its floor:\n"
+        "open latency, memory per window, an event to 50 pages, a round trip under load, memory\n"
+        "after closing, and 500 open/close cycles.\n"
+        "  --profile     the steps of one window's opening instead, in ms from CreateBrowserView\n"
+        "  --in-process  the render side in this process instead of a render host process\n"
+        "Exits 1 when a window does not answer (printing what its page said), 0 otherwise.\n");
+    return 0;
+  }
+  for (const std::string& arg : args) {
+    if (arg != "--profile" && arg != "--in-process")
+      return std::printf("scale_bench: unknown option %s (see --help)\n", arg.c_str()), 2;
+  }
   Client client(!has("--in-process"));
   if (!client.ok()) {
     std::printf("scale_bench: Chromium is not available\n");
@@ -412,7 +446,11 @@ int main(int argc, char** argv) {
   for (int i = 1; i <= 500; ++i) {
     Window w;
     w.page = client.Open(&w.view);
-    if (!w.page) return std::printf("scale_bench: window %d did not answer\n", i), 1;
+    if (!w.page) {
+      std::printf("scale_bench: window %d did not answer; its page said:\n%s", i,
+                  client.Said(client.lastId).c_str());
+      return 1;
+    }
     client.Close(w.page, w.view);
     if (i == 50) at50 = KiB(getpid(), "status", "VmRSS:");
     if (i % 100 == 0) std::printf("  cycles: %d of 500\n", i);
