@@ -112,8 +112,10 @@ TEST(SocketTransport, CarriesMessagesAndControlBothWays) {
     ++arrived;
   });
   renderSide->SetControlReceiver([&](const Control& c) { controls.push_back(c); });
-  browserSide->SetReceiver(PID_BROWSER,
-                           [&](int, CefRefPtr<CefProcessMessage> m) { atBrowser.push_back(m); });
+  browserSide->SetReceiver(PID_BROWSER, [&](int, CefRefPtr<CefProcessMessage> m) {
+    atBrowser.push_back(m);
+    ++arrived;
+  });
 
   browserSide->SendControl({Control::kOpenPage, 5, "file://tavrin5main/index.html"});
   for (int i = 0; i < 50; ++i) ASSERT_TRUE(browserSide->Send(PID_RENDERER, 5, Sample()));
@@ -140,6 +142,53 @@ TEST(SocketTransport, CarriesMessagesAndControlBothWays) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   EXPECT_EQ(closed.load(), 2);
+  renderSide.reset();
+  browserRunner.Stop();
+  renderRunner.Stop();
+}
+
+TEST(SocketTransport, LargeMessagesAmongSmallOnesArriveWholeAndInOrder) {
+  int fds[2];
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
+  cef_inproc::TaskRunner browserRunner("browser"), renderRunner("render");
+  browserRunner.StartThread();
+  renderRunner.StartThread();
+  auto browserSide = CreateSocketTransport(fds[0], PID_BROWSER, &browserRunner, nullptr);
+  auto renderSide = CreateSocketTransport(fds[1], PID_RENDERER, &renderRunner, nullptr);
+  std::vector<std::string> arrived;
+  std::atomic<int> count{0};
+  renderSide->SetReceiver(PID_RENDERER, [&](int, CefRefPtr<CefProcessMessage> m) {
+    arrived.push_back(m->GetArgumentList()->GetString(0).ToString());
+    ++count;
+  });
+  // Sizes around the reader's pieces: many small, then ones that span and outgrow its buffer.
+  std::vector<std::string> sent;
+  for (std::size_t size : {1u, 70000u, 5u, 300000u, 0u, 65530u, 3u}) {
+    sent.push_back(std::string(size, static_cast<char>('a' + sent.size())));
+    auto m = CefProcessMessage::Create("push_notify");
+    m->GetArgumentList()->SetString(0, sent.back());
+    ASSERT_TRUE(browserSide->Send(PID_RENDERER, 1, m));
+  }
+  for (int spin = 0; spin < 5000 && count < static_cast<int>(sent.size()); ++spin) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  renderRunner.Flush();
+  EXPECT_EQ(arrived, sent);
+
+  // A frame that claims more than any message may be ends the link.
+  std::atomic<bool> closed{false};
+  int raw[2];
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, raw), 0);
+  auto reader = CreateSocketTransport(raw[1], PID_RENDERER, &renderRunner, [&] { closed = true; });
+  const uint32_t huge = 0xFFFFFFFFu;
+  ASSERT_EQ(::send(raw[0], &huge, 4, 0), 4);
+  for (int spin = 0; spin < 5000 && !closed; ++spin) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  EXPECT_TRUE(closed);
+  reader.reset();
+  ::close(raw[0]);
+  browserSide.reset();
   renderSide.reset();
   browserRunner.Stop();
   renderRunner.Stop();

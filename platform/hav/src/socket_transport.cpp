@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstring>
 #include <thread>
+#include <vector>
 
 #include "hav/inproc_engine.h"
 
@@ -181,16 +182,51 @@ bool WriteAll(int fd, const std::string& bytes) {
   return true;
 }
 
-bool ReadAll(int fd, char* out, std::size_t size) {
-  std::size_t done = 0;
-  while (done < size) {
-    const ssize_t n = ::recv(fd, out + done, size - done, 0);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    done += static_cast<std::size_t>(n);
+// The frames of a stream, read in large pieces: a burst of messages (an event to many pages)
+// costs a few reads, not two a message.
+class FrameReader {
+ public:
+  explicit FrameReader(int fd) : fd_(fd), buffer_(kPiece) {}
+
+  // The next frame's payload; false at the stream's end, on an error or an oversized frame.
+  bool Next(std::string* payload) {
+    uint32_t size = 0;
+    if (!Fill(4)) return false;
+    std::memcpy(&size, buffer_.data() + at_, 4);
+    if (size > kMaxFrame || !Fill(4 + static_cast<std::size_t>(size))) return false;
+    payload->assign(buffer_.data() + at_ + 4, size);
+    at_ += 4 + static_cast<std::size_t>(size);
+    if (buffer_.size() > kPiece && at_ == end_) {  // a large frame's room goes back
+      at_ = end_ = 0;
+      buffer_.resize(kPiece);
+      buffer_.shrink_to_fit();
+    }
+    return true;
   }
-  return true;
-}
+
+ private:
+  // Until `n` unread bytes are buffered.
+  bool Fill(std::size_t n) {
+    if (end_ - at_ >= n) return true;
+    // The unread bytes move to the front; a frame larger than the buffer grows it.
+    std::memmove(buffer_.data(), buffer_.data() + at_, end_ - at_);
+    end_ -= at_;
+    at_ = 0;
+    if (buffer_.size() < n) buffer_.resize(n);
+    while (end_ < n) {
+      const ssize_t got = ::recv(fd_, buffer_.data() + end_, buffer_.size() - end_, 0);
+      if (got < 0 && errno == EINTR) continue;
+      if (got <= 0) return false;
+      end_ += static_cast<std::size_t>(got);
+    }
+    return true;
+  }
+
+  static constexpr std::size_t kPiece = 64 << 10;
+  const int fd_;
+  std::vector<char> buffer_;
+  std::size_t at_ = 0, end_ = 0;  // the unread bytes
+};
 
 std::string Frame(const std::string& payload) {
   std::string frame(4, '\0');
@@ -243,11 +279,9 @@ class SocketTransport final : public Transport {
 
   void ReadLoop() {
     pthread_setname_np(pthread_self(), "process-link");
-    for (;;) {
-      uint32_t size = 0;
-      if (!ReadAll(fd_, reinterpret_cast<char*>(&size), 4) || size > kMaxFrame) break;
-      std::string payload(size, '\0');
-      if (!ReadAll(fd_, payload.data(), size)) break;
+    FrameReader frames(fd_);
+    std::string payload;
+    while (frames.Next(&payload)) {
       if (!payload.empty() && static_cast<uint8_t>(payload[0]) != kFrameMessage) {
         Reader r(payload);
         Control control;
