@@ -376,7 +376,11 @@ int main(int argc, char** argv) {
     const auto start = Clock::now();
     w.page = client.Open(&w.view);
     open.push_back(Ms(Clock::now() - start));
-    if (!w.page) return std::printf("scale_bench: a window's page did not answer\n"), 1;
+    if (!w.page) {
+      std::printf("scale_bench: a window's page did not answer; it said:\n%s",
+                  client.Said(client.lastId).c_str());
+      return 1;
+    }
   }
   const Memory withWindows = client.Measure();
 

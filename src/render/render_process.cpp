@@ -110,12 +110,15 @@ bool RenderProcess::OnHavMessage(CefRefPtr<CefBrowser> browser, int /*source*/, 
     if (count != 5) return false;
     const std::string key = ArgString(args, 0);
     const int code = args->GetInt(1);
-    const std::string eventName = ArgString(args, 2);
-    const std::string format = ArgString(args, 3);
+    // The event's name and format go to the page as the UTF-16 texts they came as.
+    const CefString eventName = ArgText(args, 2);
+    const CefString format = ArgText(args, 3);
     if (!handler_) return false;
-    if (format == "binary" || format == "pb") {
+    static const CefString kBinary(u"binary"), kPb(u"pb");
+    if (format == kBinary || format == kPb) {
       xhav::Binary* bytes = args->GetBinary(4);
-      handler_->ExecuteCallbackWithBinary(browser, key, code, eventName, format, bytes);
+      handler_->ExecuteCallbackWithBinary(browser, key, code, eventName.ToString(),
+                                          format.ToString(), bytes);
       if (bytes) bytes->Release();
     } else {
       handler_->ExecuteCallback(browser, key, code, eventName, format, ArgText(args, 4));

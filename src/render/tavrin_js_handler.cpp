@@ -367,8 +367,8 @@ CefRefPtr<CJsCallbackWrap> CCefV8HandlerImpl::FindJsCallback(CefRefPtr<CefBrowse
 }
 
 void CCefV8HandlerImpl::ExecuteCallback(CefRefPtr<CefBrowser> browser, const std::string& key,
-                                        int code, const std::string& text,
-                                        const std::string& format, const CefString& payload) {
+                                        int code, const CefString& text, const CefString& format,
+                                        const CefString& payload) {
   CefRefPtr<CJsCallbackWrap> wrap =
       EnterCallback(this, "CCefV8HandlerImpl::ExecuteCallback", browser, key);
   if (!wrap) return;

@@ -62,8 +62,7 @@ class CCefV8HandlerImpl : public CefV8Handler {
   CefRefPtr<CJsCallbackWrap> FindJsCallback(CefRefPtr<CefBrowser> browser, const std::string& key);
   // `payload` stays in the engine's UTF-16 from the message to the page.
   void ExecuteCallback(CefRefPtr<CefBrowser> browser, const std::string& key, int code,
-                       const std::string& text, const std::string& format,
-                       const CefString& payload);
+                       const CefString& text, const CefString& format, const CefString& payload);
   void ExecuteCallbackWithBinary(CefRefPtr<CefBrowser> browser, const std::string& key, int code,
                                  const std::string& text, const std::string& format,
                                  const xhav::Binary* binary);

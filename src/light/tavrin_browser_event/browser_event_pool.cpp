@@ -51,7 +51,7 @@ void BrowserFunctionNotify::Subscribe(const std::string& eventName, const std::s
                                       const std::string& tag) {
   auto it = subscribers_.find(eventName);
   if (it == subscribers_.end()) {
-    subscribers_[eventName].push_back({key, tag});
+    subscribers_[eventName].push_back({key, tag, CefString(key)});
     return;
   }
   auto& list = it->second;
@@ -60,7 +60,7 @@ void BrowserFunctionNotify::Subscribe(const std::string& eventName, const std::s
       std::any_of(list.begin(), list.end(), [&](const Subscription& s) { return s.tag == tag; })) {
     return;
   }
-  list.push_back({key, tag});
+  list.push_back({key, tag, CefString(key)});
 }
 
 void BrowserFunctionNotify::Unsubscribe(const std::string& eventName, const std::string& tag) {
@@ -81,19 +81,21 @@ void BrowserFunctionNotify::Dispatch(int32_t type, const char* name, const char*
   // A copy: a transport that delivers at once may run page script inside a push, and a page
   // that subscribes or unsubscribes there changes the list being walked.
   const std::vector<Subscription> subscriptions = it->second;
+  const CefString eventName(name);
   if (std::strcmp(format, "pbtext") == 0) {
     const CefString text = PbText(type, name, data, size);
-    for (const Subscription& s : subscriptions) executePbTextJsCallback(s, type, name, text);
+    for (const Subscription& s : subscriptions) executePbTextJsCallback(s, type, eventName, text);
   } else if (std::strcmp(format, "json") == 0) {
     const CefString text = JsonText(data);
-    for (const Subscription& s : subscriptions) executeJsonJsCallback(s, type, name, text);
+    for (const Subscription& s : subscriptions) executeJsonJsCallback(s, type, eventName, text);
   } else if (std::strcmp(format, "binary") == 0 || std::strcmp(format, "pb") == 0) {
+    const CefString formatName(format);
     for (const Subscription& s : subscriptions) {
-      executeBinaryJsCallback(s, type, name, format, data, size);
+      executeBinaryJsCallback(s, type, eventName, formatName, data, size);
     }
   } else if (std::strcmp(format, "base64") == 0) {
     const CefString text = Base64Text(data, size);
-    for (const Subscription& s : subscriptions) executeBase64JsCallback(s, type, name, text);
+    for (const Subscription& s : subscriptions) executeBase64JsCallback(s, type, eventName, text);
   }
 }
 
@@ -117,15 +119,16 @@ CefString BrowserFunctionNotify::Base64Text(const char* data, uint32_t size) {
 
 template <typename Fill>
 void BrowserFunctionNotify::Push(const char* executor, const Subscription& s, int32_t type,
-                                 const char* name, const char* format, Fill fill) {
+                                 const CefString& name, const CefString& format, Fill fill) {
   void* engineBrowser = nullptr;
   if (!owner_ || !owner_->GetProperty(18, &engineBrowser) || !engineBrowser) return;
-  CefRefPtr<CefProcessMessage> message = CefProcessMessage::Create("push_notify");
+  static const CefString kPushNotify(u"push_notify");
+  CefRefPtr<CefProcessMessage> message = CefProcessMessage::Create(kPushNotify);
   CefRefPtr<CefListValue> args = message->GetArgumentList();
-  args->SetString(0, s.key);
+  args->SetString(0, s.keyText);
   args->SetInt(1, type);
-  args->SetString(2, std::string(name));
-  args->SetString(3, std::string(format));
+  args->SetString(2, name);
+  args->SetString(3, format);
   if (!fill(args)) return;
   if (!static_cast<CefBrowser*>(engineBrowser)->SendProcessMessage(PID_RENDERER, message)) {
     TN_LOG(4, executor, "send render process message error;");
@@ -133,8 +136,9 @@ void BrowserFunctionNotify::Push(const char* executor, const Subscription& s, in
 }
 
 void BrowserFunctionNotify::executeJsonJsCallback(const Subscription& s, int32_t type,
-                                                  const char* name, const CefString& text) {
-  Push("BrowserFunctionNotify::executeJsonJsCallback", s, type, name, "json",
+                                                  const CefString& name, const CefString& text) {
+  static const CefString kFormat(u"json");
+  Push("BrowserFunctionNotify::executeJsonJsCallback", s, type, name, kFormat,
        [&text](const CefRefPtr<CefListValue>& args) {
          args->SetString(4, text);
          return true;
@@ -142,8 +146,9 @@ void BrowserFunctionNotify::executeJsonJsCallback(const Subscription& s, int32_t
 }
 
 void BrowserFunctionNotify::executePbTextJsCallback(const Subscription& s, int32_t type,
-                                                    const char* name, const CefString& text) {
-  Push("BrowserFunctionNotify::executePbTextJsCallback", s, type, name, "pbtext",
+                                                    const CefString& name, const CefString& text) {
+  static const CefString kFormat(u"pbtext");
+  Push("BrowserFunctionNotify::executePbTextJsCallback", s, type, name, kFormat,
        [&text](const CefRefPtr<CefListValue>& args) {
          args->SetString(4, text);
          return true;
@@ -151,7 +156,7 @@ void BrowserFunctionNotify::executePbTextJsCallback(const Subscription& s, int32
 }
 
 void BrowserFunctionNotify::executeBinaryJsCallback(const Subscription& s, int32_t type,
-                                                    const char* name, const char* format,
+                                                    const CefString& name, const CefString& format,
                                                     const char* data, uint32_t size) {
   Push("BrowserFunctionNotify::executeBinaryJsCallback", s, type, name, format,
        [data, size](const CefRefPtr<CefListValue>& args) {
@@ -161,8 +166,9 @@ void BrowserFunctionNotify::executeBinaryJsCallback(const Subscription& s, int32
 }
 
 void BrowserFunctionNotify::executeBase64JsCallback(const Subscription& s, int32_t type,
-                                                    const char* name, const CefString& text) {
-  Push("BrowserFunctionNotify::executeBase64JsCallback", s, type, name, "base64",
+                                                    const CefString& name, const CefString& text) {
+  static const CefString kFormat(u"base64");
+  Push("BrowserFunctionNotify::executeBase64JsCallback", s, type, name, kFormat,
        [&text](const CefRefPtr<CefListValue>& args) {
          if (text.empty()) return false;
          args->SetString(4, text);

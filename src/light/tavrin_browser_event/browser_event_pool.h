@@ -31,8 +31,9 @@ class BrowserUIEventReceiver final : public TavrinEventReceiver {
 class BrowserFunctionNotify {
  public:
   struct Subscription {
-    std::string key;  // the page function's key in the render process
-    std::string tag;  // the name under which the page finds it again; may be empty
+    std::string key;    // the page function's key in the render process
+    std::string tag;    // the name under which the page finds it again; may be empty
+    CefString keyText;  // the key as each push carries it, converted once
   };
 
   // Registers the receiver with the client's EventBus.
@@ -50,13 +51,14 @@ class BrowserFunctionNotify {
 
   // The executors, one push each. A text payload is made once per event (JsonText, PbText,
   // Base64Text) and each subscription's message gets its own copy.
-  void executeJsonJsCallback(const Subscription& s, int32_t type, const char* name,
+  // The event's name and format come converted once per event too.
+  void executeJsonJsCallback(const Subscription& s, int32_t type, const CefString& name,
                              const CefString& text);
-  void executePbTextJsCallback(const Subscription& s, int32_t type, const char* name,
+  void executePbTextJsCallback(const Subscription& s, int32_t type, const CefString& name,
                                const CefString& text);
-  void executeBinaryJsCallback(const Subscription& s, int32_t type, const char* name,
-                               const char* format, const char* data, uint32_t size);
-  void executeBase64JsCallback(const Subscription& s, int32_t type, const char* name,
+  void executeBinaryJsCallback(const Subscription& s, int32_t type, const CefString& name,
+                               const CefString& format, const char* data, uint32_t size);
+  void executeBase64JsCallback(const Subscription& s, int32_t type, const CefString& name,
                                const CefString& text);
 
   // "json": the data as a NUL-terminated text, whatever the size says.
@@ -73,8 +75,8 @@ class BrowserFunctionNotify {
  private:
   // Sends "push_notify" for `s`, element 4 set by `fill`; logs under `executor` if it fails.
   template <typename Fill>
-  void Push(const char* executor, const Subscription& s, int32_t type, const char* name,
-            const char* format, Fill fill);
+  void Push(const char* executor, const Subscription& s, int32_t type, const CefString& name,
+            const CefString& format, Fill fill);
 
   std::map<std::string, std::vector<Subscription>> subscribers_;
   std::unique_ptr<BrowserUIEventReceiver> receiver_;
