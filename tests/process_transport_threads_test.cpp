@@ -193,3 +193,65 @@ TEST(SocketTransport, LargeMessagesAmongSmallOnesArriveWholeAndInOrder) {
   browserRunner.Stop();
   renderRunner.Stop();
 }
+
+TEST(SocketTransport, WithoutARunnerTheReaderHandsFramesOverOnceItsReceiverIsSet) {
+  int fds[2];
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
+  cef_inproc::TaskRunner renderRunner("render");
+  renderRunner.StartThread();
+  std::atomic<bool> closed{false};
+  auto browserSide = CreateSocketTransport(fds[0], PID_BROWSER, nullptr, [&] { closed = true; });
+  auto renderSide = CreateSocketTransport(fds[1], PID_RENDERER, &renderRunner, nullptr);
+  // Sent before the browser side has its receivers: they wait, in order.
+  renderSide->SendControl({Control::kOpenPage, 3, "first"});
+  for (int i = 0; i < 20; ++i) {
+    auto m = CefProcessMessage::Create("minwnd");
+    m->GetArgumentList()->SetInt(0, i);
+    ASSERT_TRUE(renderSide->Send(PID_BROWSER, 3, m));
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  std::mutex mutex;
+  std::vector<std::string> seen;
+  const std::thread::id main = std::this_thread::get_id();
+  std::atomic<bool> offMain{true};
+  browserSide->SetControlReceiver([&](const Control& c) {
+    offMain = offMain && std::this_thread::get_id() != main;
+    std::lock_guard<std::mutex> lock(mutex);
+    seen.push_back(c.text);
+  });
+  browserSide->SetReceiver(PID_BROWSER, [&](int, CefRefPtr<CefProcessMessage> m) {
+    offMain = offMain && std::this_thread::get_id() != main;
+    std::lock_guard<std::mutex> lock(mutex);
+    seen.push_back(std::to_string(m->GetArgumentList()->GetInt(0)));
+  });
+  for (int spin = 0; spin < 5000; ++spin) {
+    {
+      std::lock_guard<std::mutex> lock(mutex);
+      if (seen.size() == 21u) break;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  {
+    std::lock_guard<std::mutex> lock(mutex);
+    ASSERT_EQ(seen.size(), 21u);
+    EXPECT_EQ(seen.front(), "first");
+    EXPECT_EQ(seen.back(), "19");
+  }
+  EXPECT_TRUE(offMain);
+  renderSide.reset();
+  for (int spin = 0; spin < 5000 && !closed; ++spin) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  EXPECT_TRUE(closed);
+  // A transport that closes while its reader waits for a receiver ends without one.
+  int raw[2];
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, raw), 0);
+  auto waiting = CreateSocketTransport(raw[1], PID_BROWSER, nullptr, nullptr);
+  auto sender = CreateSocketTransport(raw[0], PID_RENDERER, &renderRunner, nullptr);
+  sender->SendControl({Control::kClosePage, 1, ""});
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  waiting.reset();
+  sender.reset();
+  browserSide.reset();
+  renderRunner.Stop();
+}

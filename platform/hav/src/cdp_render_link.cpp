@@ -60,7 +60,6 @@ class RemoteRenderSide final : public RenderSide {
   ~RemoteRenderSide() override {
     transport_.reset();  // the render host leaves when its socket closes
     EndChild(pid_, 3000);
-    linkQueue_.Stop();
     FailPending();
   }
 
@@ -78,15 +77,14 @@ class RemoteRenderSide final : public RenderSide {
       close(fds[0]);
       return false;
     }
-    // A render host that goes away answers what it still owes with nothing.
+    // A render host that goes away answers what it still owes with nothing. Its frames are
+    // handled on the transport's reader thread, one after the other, without a further hop.
     transport_ =
-        inproc::CreateSocketTransport(fds[0], PID_BROWSER, &linkQueue_, [this] { FailPending(); });
+        inproc::CreateSocketTransport(fds[0], PID_BROWSER, nullptr, [this] { FailPending(); });
     transport_->SetReceiver(PID_BROWSER, [this](int browser, CefRefPtr<CefProcessMessage> m) {
       link_->SendToBrowser(browser, m);
     });
     transport_->SetControlReceiver([this](const inproc::Control& c) { OnControl(c); });
-    // Frames wait in the queue until both receivers are in place.
-    linkQueue_.StartThread();
     std::unique_lock<std::mutex> lock(mutex_);
     changed_.wait_for(lock, std::chrono::seconds(20), [this] { return ready_ || gone_; });
     if (!ready_) *error = "the render host " + command.front() + " did not come up";
@@ -217,7 +215,6 @@ class RemoteRenderSide final : public RenderSide {
 
   PageLink* link_;
   tnbase::TaskQueue* ui_;
-  tnbase::TaskQueue linkQueue_{"render link"};
   std::unique_ptr<inproc::Transport> transport_;
   pid_t pid_ = -1;
   std::mutex mutex_;

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <condition_variable>
 #include <cstring>
 #include <thread>
 #include <vector>
@@ -243,6 +244,11 @@ class SocketTransport final : public Transport {
     reader_ = std::thread(&SocketTransport::ReadLoop, this);
   }
   ~SocketTransport() override {
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      closing_ = true;
+    }
+    receiverSet_.notify_all();
     ::shutdown(fd_, SHUT_RDWR);
     if (reader_.joinable()) reader_.join();
     ::close(fd_);
@@ -250,12 +256,18 @@ class SocketTransport final : public Transport {
 
   void SetReceiver(CefProcessId side, Receiver receiver) override {
     if (side != local_) return;
-    std::lock_guard<std::mutex> lock(mutex_);
-    receiver_ = std::move(receiver);
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      receiver_ = std::move(receiver);
+    }
+    receiverSet_.notify_all();
   }
   void SetControlReceiver(ControlReceiver receiver) override {
-    std::lock_guard<std::mutex> lock(mutex_);
-    controlReceiver_ = std::move(receiver);
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      controlReceiver_ = std::move(receiver);
+    }
+    receiverSet_.notify_all();
   }
 
   bool Send(CefProcessId target, int browserId, CefRefPtr<CefProcessMessage> message) override {
@@ -289,6 +301,11 @@ class SocketTransport final : public Transport {
         control.browserId = r.I32();
         control.text = r.Bytes();
         if (!r.ok()) break;
+        if (!runner_) {
+          ControlReceiver receiver = WhenSet(&controlReceiver_);
+          if (receiver) receiver(control);
+          continue;
+        }
         runner_->PostTask([this, control] {
           ControlReceiver receiver;
           {
@@ -303,6 +320,11 @@ class SocketTransport final : public Transport {
       int browserId = 0;
       CefRefPtr<CefProcessMessage> message;
       if (!DecodeProcessMessage(payload, &target, &browserId, &message) || target != local_) break;
+      if (!runner_) {
+        Receiver receiver = WhenSet(&receiver_);
+        if (receiver) receiver(browserId, message);
+        continue;
+      }
       runner_->PostTask([this, browserId, message] {
         Receiver receiver;
         {
@@ -315,12 +337,23 @@ class SocketTransport final : public Transport {
     if (onClosed_) onClosed_();
   }
 
+  // Without a runner, the reader hands each frame over itself: the first ones wait until their
+  // receiver is set (or the transport closes).
+  template <typename Function>
+  Function WhenSet(const Function* receiver) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    receiverSet_.wait(lock, [&] { return *receiver || closing_; });
+    return *receiver;
+  }
+
   const int fd_;
   const CefProcessId local_;
   cef_inproc::TaskRunner* runner_;
   std::function<void()> onClosed_;
   std::mutex mutex_;
   std::mutex writeMutex_;
+  std::condition_variable receiverSet_;
+  bool closing_ = false;
   Receiver receiver_;
   ControlReceiver controlReceiver_;
   std::thread reader_;

@@ -51,7 +51,9 @@ HAV_API std::unique_ptr<Transport> CreateQueueTransport(cef_inproc::TaskRunner* 
                                                         cef_inproc::TaskRunner* renderSide);
 
 // A transport between two processes over a connected stream socket, which it takes and closes
-// at its end: this process is the `local` side, whose receiver runs on `runner`. Every element type
+// at its end: this process is the `local` side, whose receiver runs on `runner` (null: on the
+// transport's reader thread, in the order the frames came, the first ones waiting until their
+// receiver is set). Every element type
 // of a message list crosses exactly. `onClosed` runs (on the reader's thread) when the other
 // process goes away.
 HAV_API std::unique_ptr<Transport> CreateSocketTransport(int fd, CefProcessId local,
