@@ -15,6 +15,10 @@
 //                    make a hundred calls a second; floor: the same round trip, idle (p50).
 //   cycles           five hundred windows opened and closed one after the other; the host's
 //                    resident memory after the first fifty and after all.
+//   light windows    CreateLightBrowser (the factory's entry that /window/open takes for a
+//                    light app) of file://tavrin5main/bench-light.html until its /window/init
+//                    is answered, twenty times, each closed before the next; floor: bare
+//                    targets of the same page.
 //
 // Prints one line a figure: its value, its floor, their ratio and the goal.
 
@@ -42,6 +46,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 constexpr int kWindows = 50;
 constexpr char kPage[] = "file://tavrin5main/bench-window.html";
+constexpr char kLightPage[] = "file://tavrin5main/bench-light.html";
+constexpr int kLightWindows = 20;
 
 double Ms(Clock::duration d) { return std::chrono::duration<double, std::milli>(d).count(); }
 
@@ -146,6 +152,27 @@ class Client : public ChromiumClient {
     });
     return WaitCount(&answered_, before + 1) ? page : nullptr;
   }
+  // Opens a light window of the light bench page; its page, once its /window/init is answered
+  // (null after ten seconds).
+  xhav::cdp::PageBrowser* OpenLight() {
+    xhav::cdp::PageBrowser* page = nullptr;
+    const std::size_t before = Count(&answered_);
+    OnUi([&] {
+      void* made = nullptr;
+      CreateHavObject(xhav::kHavObjectBrowserParam, &made);
+      auto* param = static_cast<xhav::BrowserParam*>(made);
+      param->SetShowTitleBar(true);
+      param->SetViewType(4);
+      param->SetWidth(480);
+      param->SetHeight(360);
+      const std::string name = "bench-light-" + std::to_string(++opened_);
+      factory->CreateLightBrowser(7, name.c_str(), kLightPage, param, nullptr);
+      param->Destroy();
+      page = engine->browsers().back();
+      lastId = page->GetId();
+    });
+    return WaitCount(&answered_, before + 1) ? page : nullptr;
+  }
   void Close(xhav::cdp::PageBrowser* page, IBrowserView* view) {
     OnUi([page] { page->Close(0); });
     for (int i = 0; i < 2000; ++i) {
@@ -154,7 +181,7 @@ class Client : public ChromiumClient {
       if (gone) break;
       std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    OnUi([view] { view->Release(); });
+    if (view) OnUi([view] { view->Release(); });
   }
 
   // A bare target at `url`, evaluated once after its load; its target id (empty on failure).
@@ -311,7 +338,7 @@ int main(int argc, char** argv) {
         "usage: scale_bench [--profile] [--in-process]\n"
         "Opens 50 windows of the bench page on Chromium and prints each figure beside its floor:\n"
         "open latency, memory per window, an event to 50 pages, a round trip under load, memory\n"
-        "after closing, and 500 open/close cycles.\n"
+        "after closing, 500 open/close cycles, and a light window's open latency.\n"
         "  --profile     the steps of one window's opening instead, in ms from CreateBrowserView\n"
         "  --in-process  the render side in this process instead of a render host process\n"
         "Exits 1 when a window does not answer (printing what its page said), 0 otherwise.\n");
@@ -464,5 +491,33 @@ int main(int argc, char** argv) {
       "500 open/close cycles: host %.1f MiB after 50, %.1f MiB after 500 (%+.1f KiB a "
       "cycle)\n",
       at50 / 1024.0, at500 / 1024.0, (at500 - at50) / 450.0);
+
+  // Light windows, each closed before the next, beside bare targets of the same page.
+  const std::string lightFile =
+      std::string("file://") + TNWEBUI_PAGES_DIR "/tavrin5main/bench-light.html";
+  std::vector<double> bareLight, light;
+  for (int i = 0; i < kLightWindows; ++i) {
+    std::string session;
+    const auto start = Clock::now();
+    const std::string target = client.OpenBare(lightFile, &session);
+    bareLight.push_back(Ms(Clock::now() - start));
+    if (target.empty()) return std::printf("scale_bench: a bare target did not load\n"), 1;
+    client.CloseBare(target);
+  }
+  for (int i = 0; i < kLightWindows; ++i) {
+    const auto start = Clock::now();
+    xhav::cdp::PageBrowser* page = client.OpenLight();
+    light.push_back(Ms(Clock::now() - start));
+    if (!page) {
+      std::printf("scale_bench: light window %d did not answer; its page said:\n%s", i + 1,
+                  client.Said(client.lastId).c_str());
+      return 1;
+    }
+    client.Close(page, nullptr);
+  }
+  Line("light window open latency p50", Percentile(light, 50), Percentile(bareLight, 50), "ms",
+       1.2);
+  Line("light window open latency p99", Percentile(light, 99), Percentile(bareLight, 99), "ms",
+       1.2);
   return 0;
 }
