@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <fstream>
 #include <sstream>
 
@@ -93,3 +94,35 @@ TEST_F(ParallelDownloads, EachAnswersOnceWithItsOwnCompleteFile) {
 }
 
 }  // namespace
+
+namespace {
+
+// Counts what a transfer tells it, from the transfer's thread.
+class CountingResponder final : public Im::HTTPDownloadResponser {
+ public:
+  void Dispose() override {}
+  int32_t Reserved() override { return 0; }
+  void OnStart() override { ++started; }
+  void OnData(IGData*, int64_t, int64_t) override { ++blocks; }
+  void OnFinish() override { ++finished; }
+  std::atomic<int> started{0}, blocks{0}, finished{0};
+};
+
+}  // namespace
+
+TEST(HttpDownloadsEnd, ATransferStillRunningHearsItsEndButACancelledOneDoesNot) {
+  tnmainui::FileServer server;
+  server.Serve("/slow.bin", std::string(64 << 10, 'x'), tnmainui::FileServer::Mode::kSlow, 1024,
+               100);
+  CountingResponder running, cancelled;
+  {
+    tnmainui::HttpDownloads downloads;
+    downloads.Start(server.Url("/slow.bin"), 30000, &running);
+    const int64_t second = downloads.Start(server.Url("/slow.bin"), 30000, &cancelled);
+    ASSERT_TRUE(WaitUntil([&] { return running.blocks > 0 && cancelled.blocks > 0; }));
+    downloads.Cancel(second);
+  }  // the downloads end with the first transfer half way
+  EXPECT_EQ(running.started, 1);
+  EXPECT_EQ(running.finished, 1);  // as a transfer that broke off: its responder lets go
+  EXPECT_EQ(cancelled.finished, 0);
+}

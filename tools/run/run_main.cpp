@@ -22,6 +22,7 @@
 #include "app_source.h"
 #include "hav/handler_table.h"
 #include "tnbase/logger.h"
+#include "tnbase/task_queue.h"
 #include "watch.h"
 #include "win/paint.h"
 #include "win/user.h"
@@ -397,5 +398,9 @@ int main(int argc, char** argv) {
   action.sa_handler = OnSignal;
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
-  return Run(options, layout);
+  const int status = Run(options, layout);
+  // What the module left for later (the deletion of an SDK function that a download's end
+  // finished) is done before the process ends.
+  tnbase::globalTaskQueue(0)->Flush();
+  return status;
 }

@@ -32,7 +32,10 @@ class BlockView final : public IGData {
 
 struct Course {
   CURL* curl = nullptr;
-  std::atomic<bool>* cancelled = nullptr;
+  const std::atomic<bool>* cancelled = nullptr;
+  const std::atomic<bool>* stopping = nullptr;
+  // The transfer is to break off: cancelled, or the downloads end.
+  bool Stopped() const { return *cancelled || *stopping; }
   Im::HTTPDownloadResponser* responser = nullptr;
   bool started = false;
   curl_off_t total = -1;
@@ -53,21 +56,21 @@ size_t OnHeader(char* data, size_t size, size_t count, void* user) {
   curl_easy_getinfo(course->curl, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &course->total);
   course->started = true;
   course->responser->OnStart();
-  return *course->cancelled ? 0 : length;
+  return course->Stopped() ? 0 : length;
 }
 
 size_t OnBody(char* data, size_t size, size_t count, void* user) {
   auto* course = static_cast<Course*>(user);
   const size_t length = size * count;
-  if (*course->cancelled) return 0;
+  if (course->Stopped()) return 0;
   if (!course->started) return length;  // the body of an error answer
   BlockView block(data, static_cast<int32_t>(length));
   course->responser->OnData(&block, static_cast<int64_t>(length), course->total);
-  return *course->cancelled ? 0 : length;
+  return course->Stopped() ? 0 : length;
 }
 
 int OnProgress(void* user, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
-  return *static_cast<Course*>(user)->cancelled ? 1 : 0;
+  return static_cast<Course*>(user)->Stopped() ? 1 : 0;
 }
 
 size_t ToFile(char* data, size_t size, size_t count, void* user) {
@@ -99,10 +102,9 @@ HttpDownloads::~HttpDownloads() {
     std::lock_guard<std::mutex> lock(mutex_);
     transfers.swap(transfers_);
   }
-  for (auto& [handle, transfer] : transfers) {
-    transfer->cancelled = true;
-    transfer->thread.join();
-  }
+  // A responder still waiting hears the end (it finishes its work and lets go of itself).
+  for (auto& [handle, transfer] : transfers) transfer->stopping = true;
+  for (auto& [handle, transfer] : transfers) transfer->thread.join();
 }
 
 int64_t HttpDownloads::Start(const std::string& url, int32_t timeoutMs,
@@ -131,7 +133,7 @@ void HttpDownloads::Cancel(int64_t handle) {
 void HttpDownloads::Run(Transfer* transfer, std::string url, int32_t timeoutMs,
                         Im::HTTPDownloadResponser* responser) {
   CURL* curl = curl_easy_init();
-  Course course{curl, &transfer->cancelled, responser};
+  Course course{curl, &transfer->cancelled, &transfer->stopping, responser};
   curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
   curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, OnHeader);
   curl_easy_setopt(curl, CURLOPT_HEADERDATA, &course);

@@ -24,7 +24,8 @@ TNMAINUI_API bool FetchToFile(const std::string& url, const std::string& path);
 class TNMAINUI_API HttpDownloads {
  public:
   HttpDownloads() = default;
-  // Cancels what still runs and waits for every thread.
+  // Stops what still runs, each responder hearing OnFinish as for a transfer that broke off
+  // (one cancelled hears nothing), and waits for every thread.
   ~HttpDownloads();
   HttpDownloads(const HttpDownloads&) = delete;
   HttpDownloads& operator=(const HttpDownloads&) = delete;
@@ -42,6 +43,7 @@ class TNMAINUI_API HttpDownloads {
   struct Transfer {
     std::thread thread;
     std::atomic<bool> cancelled{false};
+    std::atomic<bool> stopping{false};  // cut short by the end of the downloads
     std::atomic<bool> ended{false};
   };
   static void Run(Transfer* transfer, std::string url, int32_t timeoutMs,
