@@ -295,7 +295,7 @@ struct Window {
 // With --profile: the steps of one window's opening, in milliseconds from CreateBrowserView:
 // the process messages between the browser side and the render host, the scripts the host runs
 // in the page, the page's calls with the time each took, and the page's console.
-int Profile(Client& client) {
+int Profile(Client& client, bool light) {
   std::mutex mutex;
   std::vector<std::pair<double, std::string>> steps;
   Clock::time_point start;
@@ -312,14 +312,20 @@ int Profile(Client& client) {
   client.engine->SetCallTracer([&](int, const std::string& body, const char* way, double ms) {
     step(std::string("call (") + way + ", " + std::to_string(ms) + " ms) " + body.substr(0, 60));
   });
+  client.engine->SetRequestTracer(
+      [&](int, const std::string& address, const std::vector<std::string>&, double ms) {
+        step("request " + address + " (" + std::to_string(ms) + " ms in its handler)");
+      });
   Window w;
   start = Clock::now();
-  w.page = client.Open(&w.view);
-  step("the page said: answered (CreateBrowserView itself took " + std::to_string(client.createMs) +
-       " ms)");
+  w.page = light ? client.OpenLight() : client.Open(&w.view);
+  step(light ? std::string("the page said: answered")
+             : "the page said: answered (CreateBrowserView itself took " +
+                   std::to_string(client.createMs) + " ms)");
   client.engine->SetTracer(nullptr);
   client.engine->SetScriptTracer(nullptr);
   client.engine->SetCallTracer(nullptr);
+  client.engine->SetRequestTracer(nullptr);
   client.OnConsole(nullptr);
   std::lock_guard<std::mutex> lock(mutex);
   for (const auto& [ms, text] : steps) std::printf("%9.2f ms  %s\n", ms, text.c_str());
@@ -335,17 +341,18 @@ int main(int argc, char** argv) {
   };
   if (has("--help") || has("-h")) {
     std::printf(
-        "usage: scale_bench [--profile] [--in-process]\n"
+        "usage: scale_bench [--profile | --profile-light] [--in-process]\n"
         "Opens 50 windows of the bench page on Chromium and prints each figure beside its floor:\n"
         "open latency, memory per window, an event to 50 pages, a round trip under load, memory\n"
         "after closing, 500 open/close cycles, and a light window's open latency.\n"
         "  --profile     the steps of one window's opening instead, in ms from CreateBrowserView\n"
+        "  --profile-light  the same for a light window, from CreateLightBrowser\n"
         "  --in-process  the render side in this process instead of a render host process\n"
         "Exits 1 when a window does not answer (printing what its page said), 0 otherwise.\n");
     return 0;
   }
   for (const std::string& arg : args) {
-    if (arg != "--profile" && arg != "--in-process")
+    if (arg != "--profile" && arg != "--profile-light" && arg != "--in-process")
       return std::printf("scale_bench: unknown option %s (see --help)\n", arg.c_str()), 2;
   }
   Client client(!has("--in-process"));
@@ -353,11 +360,11 @@ int main(int argc, char** argv) {
     std::printf("scale_bench: Chromium is not available\n");
     return 0;
   }
-  if (has("--profile")) {
+  if (has("--profile") || has("--profile-light")) {
     Window warm;  // the first window of a run pays for Chromium's first renderer
     warm.page = client.Open(&warm.view);
     if (warm.page) client.Close(warm.page, warm.view);
-    return Profile(client);
+    return Profile(client, has("--profile-light"));
   }
   const std::string file =
       std::string("file://") + TNWEBUI_PAGES_DIR "/tavrin5main/bench-window.html";
