@@ -64,6 +64,21 @@ void ExpectSame(const CefListValue& a, const CefListValue& b) {
   }
 }
 
+// The two sides' task runners, each with a thread of its own; the transports of a test end
+// before them.
+class SocketTransport : public ::testing::Test {
+ protected:
+  SocketTransport() {
+    browserRunner.StartThread();
+    renderRunner.StartThread();
+  }
+  ~SocketTransport() override {
+    browserRunner.Stop();
+    renderRunner.Stop();
+  }
+  cef_inproc::TaskRunner browserRunner{"browser"}, renderRunner{"render"};
+};
+
 }  // namespace
 
 TEST(WireForm, EveryElementTypeRoundTrips) {
@@ -92,12 +107,9 @@ TEST(WireForm, TruncatedOrGarbledBytesAreRefused) {
   EXPECT_FALSE(DecodeProcessMessage(huge, &target, &id, &back));
 }
 
-TEST(SocketTransport, CarriesMessagesAndControlBothWays) {
+TEST_F(SocketTransport, CarriesMessagesAndControlBothWays) {
   int fds[2];
   ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
-  cef_inproc::TaskRunner browserRunner("browser"), renderRunner("render");
-  browserRunner.StartThread();
-  renderRunner.StartThread();
   std::atomic<int> closed{0};
   auto browserSide = CreateSocketTransport(fds[0], PID_BROWSER, &browserRunner, [&] { ++closed; });
   auto renderSide = CreateSocketTransport(fds[1], PID_RENDERER, &renderRunner, [&] { ++closed; });
@@ -143,16 +155,11 @@ TEST(SocketTransport, CarriesMessagesAndControlBothWays) {
   }
   EXPECT_EQ(closed.load(), 2);
   renderSide.reset();
-  browserRunner.Stop();
-  renderRunner.Stop();
 }
 
-TEST(SocketTransport, LargeMessagesAmongSmallOnesArriveWholeAndInOrder) {
+TEST_F(SocketTransport, LargeMessagesAmongSmallOnesArriveWholeAndInOrder) {
   int fds[2];
   ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
-  cef_inproc::TaskRunner browserRunner("browser"), renderRunner("render");
-  browserRunner.StartThread();
-  renderRunner.StartThread();
   auto browserSide = CreateSocketTransport(fds[0], PID_BROWSER, &browserRunner, nullptr);
   auto renderSide = CreateSocketTransport(fds[1], PID_RENDERER, &renderRunner, nullptr);
   std::vector<std::string> arrived;
@@ -190,15 +197,11 @@ TEST(SocketTransport, LargeMessagesAmongSmallOnesArriveWholeAndInOrder) {
   ::close(raw[0]);
   browserSide.reset();
   renderSide.reset();
-  browserRunner.Stop();
-  renderRunner.Stop();
 }
 
-TEST(SocketTransport, WithoutARunnerTheReaderHandsFramesOverOnceItsReceiverIsSet) {
+TEST_F(SocketTransport, WithoutARunnerTheReaderHandsFramesOverOnceItsReceiverIsSet) {
   int fds[2];
   ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
-  cef_inproc::TaskRunner renderRunner("render");
-  renderRunner.StartThread();
   std::atomic<bool> closed{false};
   auto browserSide = CreateSocketTransport(fds[0], PID_BROWSER, nullptr, [&] { closed = true; });
   auto renderSide = CreateSocketTransport(fds[1], PID_RENDERER, &renderRunner, nullptr);
@@ -253,5 +256,4 @@ TEST(SocketTransport, WithoutARunnerTheReaderHandsFramesOverOnceItsReceiverIsSet
   waiting.reset();
   sender.reset();
   browserSide.reset();
-  renderRunner.Stop();
 }

@@ -301,49 +301,40 @@ class SocketTransport final : public Transport {
         control.browserId = r.I32();
         control.text = r.Bytes();
         if (!r.ok()) break;
-        if (!runner_) {
-          ControlReceiver receiver = WhenSet(&controlReceiver_);
-          if (receiver) receiver(control);
-          continue;
-        }
-        runner_->PostTask([this, control] {
-          ControlReceiver receiver;
-          {
-            std::lock_guard<std::mutex> lock(mutex_);
-            receiver = controlReceiver_;
-          }
-          if (receiver) receiver(control);
-        });
+        HandOver(&controlReceiver_, control);
         continue;
       }
       CefProcessId target;
       int browserId = 0;
       CefRefPtr<CefProcessMessage> message;
       if (!DecodeProcessMessage(payload, &target, &browserId, &message) || target != local_) break;
-      if (!runner_) {
-        Receiver receiver = WhenSet(&receiver_);
-        if (receiver) receiver(browserId, message);
-        continue;
-      }
-      runner_->PostTask([this, browserId, message] {
-        Receiver receiver;
-        {
-          std::lock_guard<std::mutex> lock(mutex_);
-          receiver = receiver_;
-        }
-        if (receiver) receiver(browserId, message);
-      });
+      HandOver(&receiver_, browserId, message);
     }
     if (onClosed_) onClosed_();
   }
 
-  // Without a runner, the reader hands each frame over itself: the first ones wait until their
-  // receiver is set (or the transport closes).
-  template <typename Function>
-  Function WhenSet(const Function* receiver) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    receiverSet_.wait(lock, [&] { return *receiver || closing_; });
-    return *receiver;
+  // Calls the receiver in `slot` with `args` on the runner; without a runner, on the reader's
+  // thread, the first frames waiting until their receiver is set (or the transport closes).
+  template <typename Function, typename... Args>
+  void HandOver(const Function* slot, Args... args) {
+    if (!runner_) {
+      Function receiver;
+      {
+        std::unique_lock<std::mutex> lock(mutex_);
+        receiverSet_.wait(lock, [&] { return *slot || closing_; });
+        receiver = *slot;
+      }
+      if (receiver) receiver(args...);
+      return;
+    }
+    runner_->PostTask([this, slot, args...] {
+      Function receiver;
+      {
+        std::lock_guard<std::mutex> lock(mutex_);
+        receiver = *slot;
+      }
+      if (receiver) receiver(args...);
+    });
   }
 
   const int fd_;
