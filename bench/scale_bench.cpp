@@ -40,6 +40,7 @@
 
 #include "base/CommonFunc.h"
 #include "chromium_client.h"
+#include "open_light_window.h"
 
 namespace {
 
@@ -158,16 +159,8 @@ class Client : public ChromiumClient {
     xhav::cdp::PageBrowser* page = nullptr;
     const std::size_t before = Count(&answered_);
     OnUi([&] {
-      void* made = nullptr;
-      CreateHavObject(xhav::kHavObjectBrowserParam, &made);
-      auto* param = static_cast<xhav::BrowserParam*>(made);
-      param->SetShowTitleBar(true);
-      param->SetViewType(4);
-      param->SetWidth(480);
-      param->SetHeight(360);
       const std::string name = "bench-light-" + std::to_string(++opened_);
-      factory->CreateLightBrowser(7, name.c_str(), kLightPage, param, nullptr);
-      param->Destroy();
+      demo::OpenLightWindow(factory, 7, name.c_str(), kLightPage, "Bench", 480, 360);
       page = engine->browsers().back();
       lastId = page->GetId();
     });

@@ -13,6 +13,7 @@
 #include "cef/cef_v8.h"
 #include "cef/cef_values.h"
 #include "hav/cdp_engine.h"
+#include "open_light_window.h"
 #include "tnbase/tn_string.h"
 #include "tnmainui/business_core.h"
 #include "tnmainui/business_service.h"
@@ -74,11 +75,6 @@ HRESULT OpenView(ITnWebUI* factory, const char16_t* name, const char* url, Busin
 xhav::cdp::PageBrowser* OpenFramedPage(xhav::cdp::Engine& engine, ITnWebUI* factory,
                                        const char16_t* name, const char* url, BusinessCore* core,
                                        RECT rect, IBrowserView** view);
-
-// Opens `url` as a light window of `orgId` named `name` through CreateLightBrowser, with its
-// title bar, `title` and size; the window's id, as the factory gives it.
-HRESULT OpenLightWindow(ITnWebUI* factory, int32_t orgId, const char* name, const char* url,
-                        const char* title, int width, int height);
 
 // Opens `url` as the view `name` in Chromium (`core` and "{}" as its initial data) and waits
 // until the page's script sets `window.results.ready`; the page, and the view in `view`.

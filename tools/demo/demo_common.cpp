@@ -194,21 +194,6 @@ xhav::cdp::PageBrowser* OpenFramedPage(xhav::cdp::Engine& engine, ITnWebUI* fact
   return page;
 }
 
-HRESULT OpenLightWindow(ITnWebUI* factory, int32_t orgId, const char* name, const char* url,
-                        const char* title, int width, int height) {
-  void* made = nullptr;
-  CreateHavObject(xhav::kHavObjectBrowserParam, &made);
-  auto* param = static_cast<xhav::BrowserParam*>(made);
-  param->SetShowTitleBar(true);
-  param->SetViewType(4);
-  param->SetTitle(tnbase::TnStringPtr::FromUTF8(title).get());
-  param->SetWidth(width);
-  param->SetHeight(height);
-  const HRESULT id = factory->CreateLightBrowser(orgId, name, url, param, nullptr);
-  param->Destroy();
-  return id;
-}
-
 xhav::cdp::EngineOptions ChromiumOptions() {
   xhav::cdp::EngineOptions options;
   options.pagesDir = TNWEBUI_PAGES_DIR;
