@@ -1,9 +1,11 @@
 // A page's requests to the desktop origin as the Chromium engine pauses them, with the frame
 // and the origin mixed in: the input is a paused request's JSON and whether its frame is the
-// window's. Nothing may crash; a frame that is not the window's is always refused; only a
-// client origin is ever allowed to read an answer; a request that is served reaches a handler.
+// window's, and its main frame. Nothing may crash; a frame that is not the window's, a
+// navigation, and a frame of an opaque origin are always refused; only a client origin or the
+// window's own is ever allowed to read an answer; a request that is served reaches a handler.
 
 #include <json/reader.h>
+#include <strings.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -41,17 +43,35 @@ class Creator final : public xhav::HandlerCreator {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
-  const bool trusted = data[0] & 1;
+  xhav::cdp::DesktopSender sender;
+  sender.trusted = data[0] & 1;
+  sender.mainFrame = sender.trusted && (data[0] & 2);
+  sender.windowOrigin = (data[0] & 4) ? "https://app.example" : "";
   const std::string text(reinterpret_cast<const char*>(data + 1), size - 1);
   Json::Value params;
   Json::CharReaderBuilder builder;
   std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   if (!reader->parse(text.data(), text.data() + text.size(), &params, nullptr)) return 0;
   if (!params.isObject()) return 0;
-  const xhav::cdp::DesktopPlan plan = xhav::cdp::PlanDesktopRequest(params, trusted);
-  if (!trusted && plan.kind != xhav::cdp::DesktopPlan::kRefuse) std::abort();
+  const xhav::cdp::DesktopPlan plan = xhav::cdp::PlanDesktopRequest(params, sender);
+  const bool refused =
+      plan.kind == xhav::cdp::DesktopPlan::kRefuse || plan.kind == xhav::cdp::DesktopPlan::kStay;
+  if (!sender.trusted && !refused) std::abort();
+  if (params["resourceType"] == "Document" && !refused) std::abort();
+  // The request's origin as a browser sends it: one header, named in any case.
+  const Json::Value& headers = params["request"]["headers"];
+  Json::Value origin;
+  if (headers.isObject()) {
+    for (const std::string& name : headers.getMemberNames()) {
+      if (name.size() == 6 && strcasecmp(name.c_str(), "origin") == 0 && headers[name].isString())
+        origin = headers[name];
+    }
+  }
+  if (!sender.mainFrame && !refused && origin == "null") std::abort();
   for (const auto& [name, value] : plan.headers) {
-    if (name == "Access-Control-Allow-Origin" && !xhav::cdp::IsClientOrigin(value)) std::abort();
+    if (name == "Access-Control-Allow-Origin" && !xhav::cdp::IsClientOrigin(value) &&
+        (value.empty() || value != sender.windowOrigin))
+      std::abort();
   }
   if (plan.kind == xhav::cdp::DesktopPlan::kServe) {
     static Creator creator;

@@ -163,3 +163,98 @@ TEST_F(ChromiumPages, APolicyThatShutsEveryChannelIsToldOnceAndOthersSeeNoRefusa
   for (const Json::Value& v : results["violations"])
     EXPECT_EQ(v.asString().find("tnpc-call"), std::string::npos) << v.asString();
 }
+
+// A client app with three widgets: a frame of another site, a sandboxed frame of the app's
+// own address and a frame of the app's origin. Only the last acts for the window: business
+// actions, window commands, the SDK and the window's data; a call id written to break out of
+// the SDK's answer stays text; a link in a widget that navigates the window to the desktop
+// origin leaves it where it is.
+TEST_F(ChromiumPages, OnlyDocumentsOfTheWindowsOriginActForIt) {
+  auto* page = Open(u"Widgets", u"org-1", "file://tavrin5main/widgets.html", "{}");
+  ASSERT_NE(page, nullptr);
+  AnswerEveryCallWith(u"the app's data");
+  Json::Value results;
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) {
+    return r["widgets"].size() == 3 && r["mine"].isString() && r["answered"].size() >= 1;
+  })) << results.toStyledString();
+  const Json::Value& foreign = results["widgets"]["foreign"];
+  const Json::Value& sandboxed = results["widgets"]["sandboxed"];
+  const Json::Value& same = results["widgets"]["same"];
+  for (const Json::Value* w : {&foreign, &sandboxed}) {
+    EXPECT_EQ((*w)["object"], "object") << w->toStyledString();
+    EXPECT_EQ((*w)["minwnd"], "function");  // the window's functions are there, and do nothing
+    EXPECT_EQ((*w)["business"], "undefined");
+    EXPECT_EQ((*w)["events"], "undefined");
+    EXPECT_EQ((*w)["init"], "refused");
+  }
+  EXPECT_EQ(same["business"], "function");
+  EXPECT_EQ(same["events"], "function");
+  EXPECT_EQ(same["init"], "answered");
+  EXPECT_EQ(results["mine"], "the app's data");
+  EXPECT_EQ(CallsOf(cores.back(), u"steal"), 1);  // the same-origin widget's
+  Pump([] { return false; }, 60);
+  ASSERT_TRUE(EvaluatePumping(page, "window.results", &results));
+  ASSERT_EQ(results["answered"].size(), 1u) << results.toStyledString();
+  EXPECT_EQ(results["answered"][0], "same-cb'+(top.results.injected=1)+'");
+  EXPECT_FALSE(results.isMember("injected"));
+  EXPECT_FALSE(win::IsIconic(page->GetWindowHandle()));
+  const std::string browser = "browser " + std::to_string(page->GetId());
+  EXPECT_EQ(log.Count(browser + ": a frame without its window's rights may not act on it: minwnd",
+                      kTnLogInfo, "RenderSide::Browser"),
+            2);
+  EXPECT_EQ(log.Count(browser + ": SDK messages of a frame of another origin than its window's are "
+                                "dropped",
+                      kTnLogInfo, "PageBrowser::OnFetchJSMessage"),
+            2);
+  // The foreign widget's link to the desktop, clicked: the window stays on its page.
+  ASSERT_TRUE(page->Click(100, 50));
+  EXPECT_TRUE(Pump([&] {
+    return log.Count(browser + ": a navigation to the desktop origin is refused: /window/min",
+                     kTnLogInfo, "Engine::ServeDesktopRequest") == 1;
+  }));
+  Pump([] { return false; }, 60);
+  EXPECT_FALSE(win::IsIconic(page->GetWindowHandle()));
+  EXPECT_EQ(page->url(), "file://tavrin5main/widgets.html");
+}
+
+namespace {
+
+// A call whose body names its document twice is no call; the same call written once is.
+void ExpectACallThatNamesTwoDocumentsIsRefused(ChromiumPages* test, xhav::cdp::PageBrowser* page,
+                                               Json::Value* results) {
+  ASSERT_NE(page, nullptr);
+  ASSERT_TRUE(test->PumpResultsOf(page, results, [](const Json::Value& r) {
+    return r["done"].asBool();
+  })) << results->toStyledString();
+  EXPECT_EQ((*results)["once"], "boolean");
+  EXPECT_EQ((*results)["twice"], "undefined");
+  EXPECT_EQ((*results)["after"], "boolean");
+}
+
+}  // namespace
+
+TEST_F(ChromiumPages, ACallThatNamesTwoDocumentsIsRefused) {
+  Json::Value results;
+  ExpectACallThatNamesTwoDocumentsIsRefused(
+      this, Open(u"Twice", u"org-1", "file://tavrin5main/dupkeys.html", "{}"), &results);
+}
+
+TEST_F(ChromiumRenderHost, ACallThatNamesTwoDocumentsIsRefused) {
+  Json::Value results;
+  ExpectACallThatNamesTwoDocumentsIsRefused(
+      this, Open(u"Twice", u"org-1", "file://tavrin5main/dupkeys.html", "{}"), &results);
+}
+
+// A light app served from its own site reads its window's desktop answers; a frame of another
+// site in it still may not.
+TEST_F(ChromiumPages, AWindowsOwnPageReadsItsDesktopAnswersWhateverItsOrigin) {
+  auto* page =
+      Open(u"OwnSite", u"org-1", "https://tavrin5main.frames.invalid/probe-host.html", "{}");
+  ASSERT_NE(page, nullptr);
+  Json::Value results;
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) {
+    return r["own"].isString() && r["frame"].isObject();
+  })) << results.toStyledString();
+  EXPECT_EQ(results["own"].asString(), "OwnSite");
+  EXPECT_EQ(results["frame"]["init"].asString(), "refused");
+}

@@ -176,8 +176,17 @@ TEST_F(JsSdk, TheViewsAppIdLastsUntilTheEndOfTheFirstCall) {
   EXPECT_EQ(sdk()->app_id_impl_id(), "");  // no config has filled the shared id
 }
 
-TEST_F(JsSdk, AnAnswerWithASingleQuoteReachesThePageAsIs) {
-  EXPECT_EQ(Answer("x.y", "it's"), Response("it's", kNotServed));
+// What a page or the core puts between the answer's quotes stays text in the page's script.
+TEST_F(JsSdk, IdsAnswersAndNamesAreWrittenAsTextOfTheScriptsLiteral) {
+  EXPECT_EQ(Answer("x.y", "it's"), Response("it\\'s", kNotServed));
+  EXPECT_EQ(Answer("x.y", "w'+(function(){steal()})()+'"),
+            Response("w\\'+(function(){steal()})()+\\'", kNotServed));
+  Probe* probe = NewProbe();
+  probe->SendEvent("{\"a\":\"x\\\"y\nz\xE2\x80\xA8\"}\n", "h'\\");
+  EXPECT_EQ(
+      browser->scripts().back(),
+      R"(TavrinJsBridge._handleMessageFromObjC('{"callbackId":"cb_18","data":{"a":"x\\"y\nz\u2028"}\n,"handlerName": "h\'\\"}');)");
+  delete probe;
 }
 
 TEST_F(JsSdk, GoBackOffersTheBackCommandToThePagesHandlerFirst) {

@@ -65,8 +65,8 @@ TEST_F(RenderThreads, TheRegistryMayBeReachedFromOtherThreads) {
         const std::string key = "k" + std::to_string((t * 7 + i) % 16);
         handler->AddJsFunCallback(page->browser(), key, f.value, page->context(), "", 0);
         handler->FindJsCallback(page->browser(), key);
-        handler->SetImplId(key);
-        handler->HasImplId();
+        handler->SetImplId(page->context(), key);
+        handler->HasImplId(page->context());
       }
     });
   }

@@ -78,7 +78,7 @@ TEST_F(SdkCalls, ThePayloadCarriesTheApplicationIdentity) {
             "{\"appIdImplId\":\"own\",\"isFromJsSDK\":true}\n");
 }
 
-TEST_F(SdkCalls, AConfigAnswerOpensTheProcessAndHidesTheIdentity) {
+TEST_F(SdkCalls, AConfigAnswerOpensItsDocumentAndHidesTheIdentity) {
   PageFunction f;
   Request("{\"api\":\"config\",\"meta\":\"{\\\"req\\\":7}\"}", f.value);
   Deliver(*page,
@@ -87,17 +87,24 @@ TEST_F(SdkCalls, AConfigAnswerOpensTheProcessAndHidesTheIdentity) {
   EXPECT_EQ(
       Text(f, 0),
       "{\"data\":{\"ok\":true},\"meta\":{\"req\":7},\"status\":{\"code\":0,\"message\":\"\"}}\n");
-  EXPECT_EQ(handler->GetImplId(), "impl-9");
+  EXPECT_EQ(handler->GetImplId(page->context()), "impl-9");
 
-  // Every page of the process may now run the other functions, carrying the identity.
-  auto other = OpenPage();
+  // The page that configured may now run the other functions, carrying the identity.
   PageFunction g;
-  Call(*other, "exebusinessaction", {Str("{\"api\":\"biz.chooseimage\",\"payload\":{}}"), g.value});
+  Request("{\"api\":\"biz.chooseimage\",\"payload\":{}}", g.value);
   EXPECT_TRUE(g.calls->empty());
-  const auto sent = Sent();
+  auto sent = Sent();
   ASSERT_EQ(sent.size(), 2u);
   EXPECT_EQ(sent[1].message->GetArgumentList()->GetString(3).ToString(),
             "{\"appIdImplId\":\"impl-9\",\"isFromJsSDK\":true}\n");
+  // Another page of the same process has configured nothing: it is refused, as before.
+  auto other = OpenPage();
+  PageFunction h;
+  Call(*other, "exebusinessaction", {Str("{\"api\":\"biz.chooseimage\",\"payload\":{}}"), h.value});
+  ASSERT_EQ(h.calls->size(), 1u);
+  EXPECT_NE(Text(h, 0).find("PERMISSION_DENIED"), std::string::npos);
+  EXPECT_TRUE(Sent().empty());  // nothing went to the browser for it
+  EXPECT_FALSE(handler->HasImplId(other->context()));
 }
 
 TEST_F(SdkCalls, AnswersWrapOddDataWithoutThrowing) {
@@ -117,7 +124,7 @@ TEST_F(SdkCalls, AnswersWrapOddDataWithoutThrowing) {
       Text(f, 3),
       "{\"data\":{\"appIdImplId\":5},\"meta\":{},\"status\":{\"code\":0,\"message\":\"\"}}\n");
   EXPECT_EQ(Text(f, 4), "{\"data\":{},\"meta\":{},\"status\":{\"code\":3043,\"message\":\"\"}}\n");
-  EXPECT_FALSE(handler->HasImplId());
+  EXPECT_FALSE(handler->HasImplId(page->context()));
 }
 
 TEST_F(SdkCalls, TheCoresConfigFailuresAreTranslated) {
@@ -144,7 +151,7 @@ TEST_F(SdkCalls, TheCoresConfigFailuresAreTranslated) {
 
 TEST_F(SdkCalls, AnonymousCallbacksShareOneKey) {
   PageFunction first, second;
-  handler->SetImplId("impl");
+  handler->SetImplId(page->context(), "impl");
   Request("{\"api\":\"biz.opengroupchat\"}", first.value);
   Request("{\"api\":\"com.opengroupchat\"}", second.value);
   Deliver(*page, BusinessAnswer("common", "opengroupchat", "0", 0, "{}"));
@@ -154,7 +161,7 @@ TEST_F(SdkCalls, AnonymousCallbacksShareOneKey) {
 }
 
 TEST_F(SdkCalls, CloseWindowGoesOnAsAnOrdinaryAction) {
-  handler->SetImplId("impl");
+  handler->SetImplId(page->context(), "impl");
   PageFunction f;
   Request("{\"api\":\"ui.closeWindow\"}", f.value);
   const auto sent = Sent();

@@ -1,6 +1,7 @@
 #include "render/tavrin_js_handler.h"
 
 #include <QString>
+#include <algorithm>
 #include <boost/random/mersenne_twister.hpp>
 #include <boost/uuid/random_generator.hpp>
 #include <boost/uuid/uuid_io.hpp>
@@ -199,7 +200,7 @@ bool CCefV8HandlerImpl::ExecuteJsApiRequest(CefRefPtr<CefBrowser> browser,
   for (const char* name : {"Config", "InitFinished", "GetVisitorToken"}) {
     open = open || qaction.compare(QLatin1String(name), Qt::CaseInsensitive) == 0;
   }
-  if (!open && !HasImplId()) {
+  if (!open && !HasImplId(CefV8Context::GetCurrentContext())) {
     ReturnJsApiErrorMessage(-4, "PERMISSION_DENIED", arguments[1]);
     return true;
   }
@@ -279,7 +280,7 @@ void CCefV8HandlerImpl::NewJsApiRequestAdapter(const std::string& json, std::str
   if (HasJsonString(root, "meta")) meta = root["meta"].asString();
   Json::Value& payload = root["payload"];
   if (!payload.isObject()) return;
-  const std::string implId = GetImplId();
+  const std::string implId = GetImplId(CefV8Context::GetCurrentContext());
   if (payload["appIdImplId"].isNull()) {
     TN_LOG(1, "CCefV8HandlerImpl::NewJsApiRequestAdapter",
            "appIdImplId append ---------- implId [%s] \n", implId.c_str());
@@ -457,8 +458,8 @@ void CCefV8HandlerImpl::RunBusinessCallback(CefRefPtr<CefBrowser> browser,
     args = {CefV8Value::CreateInt(code), CefV8Value::CreateString(data),
             CefV8Value::CreateString(id)};
   } else {
-    args = {
-        CefV8Value::CreateString(SdkResponse(business, action, code, data.ToString(), wrap->meta))};
+    args = {CefV8Value::CreateString(
+        SdkResponse(business, action, code, data.ToString(), wrap->meta, context))};
   }
   context->Exit();
 
@@ -471,7 +472,8 @@ void CCefV8HandlerImpl::RunBusinessCallback(CefRefPtr<CefBrowser> browser,
 
 std::string CCefV8HandlerImpl::SdkResponse(const std::string& business, const std::string& action,
                                            int code, const std::string& data,
-                                           const std::string& meta) {
+                                           const std::string& meta,
+                                           const CefRefPtr<CefV8Context>& context) {
   Json::Value response;
   response["status"]["code"] = code;
   response["status"]["message"] = "";
@@ -492,7 +494,7 @@ std::string CCefV8HandlerImpl::SdkResponse(const std::string& business, const st
         business == "common" &&
         QString::fromStdString(action).compare(QLatin1String("Config"), Qt::CaseInsensitive) == 0;
     if (config && HasJsonString(parsedData, "appIdImplId")) {
-      SetImplId(parsedData["appIdImplId"].asString());
+      SetImplId(context, parsedData["appIdImplId"].asString());
       parsedData.removeMember("appIdImplId");
     }
     response["data"] = parsedData;
@@ -502,19 +504,38 @@ std::string CCefV8HandlerImpl::SdkResponse(const std::string& business, const st
   return WriteJson(response);
 }
 
-std::string CCefV8HandlerImpl::GetImplId() {
-  std::lock_guard<std::mutex> lock(lock_);
-  return implId_;
+std::string* CCefV8HandlerImpl::ImplIdOf(const CefRefPtr<CefV8Context>& context) {
+  if (!context) return nullptr;
+  for (auto& [document, implId] : implIds_) {
+    if (document->IsSame(context)) return &implId;
+  }
+  return nullptr;
 }
 
-void CCefV8HandlerImpl::SetImplId(const std::string& implId) {
+std::string CCefV8HandlerImpl::GetImplId(const CefRefPtr<CefV8Context>& context) {
   std::lock_guard<std::mutex> lock(lock_);
-  implId_ = implId;
+  const std::string* implId = ImplIdOf(context);
+  return implId ? *implId : std::string();
 }
 
-bool CCefV8HandlerImpl::HasImplId() {
+void CCefV8HandlerImpl::SetImplId(const CefRefPtr<CefV8Context>& context,
+                                  const std::string& implId) {
+  if (!context) return;
   std::lock_guard<std::mutex> lock(lock_);
-  return !implId_.empty();
+  if (std::string* known = ImplIdOf(context)) {
+    *known = implId;
+    return;
+  }
+  implIds_.erase(std::remove_if(implIds_.begin(), implIds_.end(),
+                                [](const auto& entry) { return !entry.first->IsValid(); }),
+                 implIds_.end());
+  implIds_.emplace_back(context, implId);
+}
+
+bool CCefV8HandlerImpl::HasImplId(const CefRefPtr<CefV8Context>& context) {
+  std::lock_guard<std::mutex> lock(lock_);
+  const std::string* implId = ImplIdOf(context);
+  return implId && !implId->empty();
 }
 
 namespace {

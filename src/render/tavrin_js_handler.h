@@ -7,6 +7,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "cef/cef_v8.h"
 #include "cef/cef_values.h"
@@ -86,10 +87,13 @@ class CCefV8HandlerImpl : public CefV8Handler {
   void ReturnJsApiErrorMessage(int code, const std::string& message,
                                CefRefPtr<CefV8Value> callback);
 
-  // The application identity of the process, set by a successful `config`.
-  std::string GetImplId();
-  void SetImplId(const std::string& implId);
-  bool HasImplId();
+  // The application identity that a successful `config` of the document of `context` set.
+  // (One per document, not one per process: a render process may serve the documents of many
+  // windows and sites, and an identity that an app's page configured must not let another
+  // page pass as that app.)
+  std::string GetImplId(const CefRefPtr<CefV8Context>& context);
+  void SetImplId(const CefRefPtr<CefV8Context>& context, const std::string& implId);
+  bool HasImplId(const CefRefPtr<CefV8Context>& context);
 
   // Page events.
   void RegisterEvent(CefRefPtr<CefV8Value> names, CefRefPtr<CefV8Value> callback,
@@ -107,13 +111,17 @@ class CCefV8HandlerImpl : public CefV8Handler {
   bool ExecuteJsApiRequest(CefRefPtr<CefBrowser> browser, const CefV8ValueList& arguments);
   // The SDK envelope of an answer; a "config" answer's "appIdImplId" is kept, not shown.
   std::string SdkResponse(const std::string& business, const std::string& action, int code,
-                          const std::string& data, const std::string& meta);
+                          const std::string& data, const std::string& meta,
+                          const CefRefPtr<CefV8Context>& context);
   void ExecuteBrowserCommand(CefRefPtr<CefBrowser> browser, const std::string& name,
                              CefRefPtr<CefV8Value>& retval);
 
   std::mutex lock_;
   std::map<int, std::map<std::string, CefRefPtr<CJsCallbackWrap>>> callbacks_;
-  std::string implId_;
+  // The identities by document; entries of documents that have gone are dropped as new ones
+  // come.
+  std::vector<std::pair<CefRefPtr<CefV8Context>, std::string>> implIds_;
+  std::string* ImplIdOf(const CefRefPtr<CefV8Context>& context);  // under lock_
 
   IMPLEMENT_REFCOUNTING(CCefV8HandlerImpl);
 };

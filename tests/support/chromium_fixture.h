@@ -124,6 +124,13 @@ class ChromiumViews : public ::testing::Test {
 };
 
 class ChromiumPages : public ChromiumViews {
+ public:
+  // PumpResults for helpers outside the fixture.
+  bool PumpResultsOf(xhav::cdp::PageBrowser* page, Json::Value* results,
+                     const std::function<bool(const Json::Value&)>& until) {
+    return PumpResults(page, results, until);
+  }
+
  protected:
   explicit ChromiumPages(bool renderHost = false) : ChromiumViews(renderHost) {}
   void SetUp() override {

@@ -80,8 +80,9 @@ void LightAppSdk() {
   });
   Say("  the page's bridge got %u texts:", r["texts"].size());
   for (const Json::Value& text : r["texts"]) Say("    %s", text.asString().c_str());
-  Say("  the answer to its own id \"it's\" broke the script before the bridge saw it: %s",
-      r["quoteAnswered"].asBool() ? "no, it arrived" : "yes");
+  Say("  its ids with a quote came back as it wrote them: %u of 2; the id written to break out "
+      "of the answer's script ran as script: %s",
+      r["quoted"].size(), r["injected"].asBool() ? "yes" : "no");
   Say("  the page's own script reports: %s", Compact(r).c_str());
   if (!r["success"].asBool()) Fail("the light app's own script did not report success");
   const std::string signature = tnmainui::SignFields(kSampleAppSecret, "7-1001", "n-42",

@@ -7,6 +7,53 @@
 
 namespace demo {
 
+namespace {
+
+// A client app with three widgets: only the one of the app's origin acts for the window.
+void Widgets(xhav::cdp::Engine& engine, ITnWebUI* factory, BusinessCore* core) {
+  Say("== a client app with three widgets, file://tavrin5main/widgets.html: a frame of another "
+      "site, a sandboxed frame of the app's own address (its origin opaque), a frame of the "
+      "app's origin");
+  IBrowserView* view = nullptr;
+  xhav::cdp::PageBrowser* page =
+      OpenReadyPage(engine, factory, u"Widgets", "file://tavrin5main/widgets.html", core, &view);
+  Json::Value r;
+  page->Evaluate("window.results", &r, 1000);
+  bool kept = true;
+  for (const char* as : {"foreign", "sandboxed", "same"}) {
+    const Json::Value& w = r["widgets"][as];
+    Say("  the %s widget: business functions %s, events %s, /window/init %s", as,
+        w["business"].asString().c_str(), w["events"].asString().c_str(),
+        w["init"].asString().c_str());
+    const bool acts = std::string(as) == "same";
+    kept = kept && (w["business"] == "function") == acts && (w["init"] == "answered") == acts;
+  }
+  Say("  SDK answers that reached the app's bridge: %s; the id written to break out of the "
+      "answer's script ran as script: %s",
+      Compact(r["answered"]).c_str(), r.isMember("injected") ? "yes" : "no");
+  page->Click(100, 50);  // the foreign widget's link to the desktop's /window/min
+  WaitFor(
+      [&] {
+        engine.ui().RunUntilIdle();
+        return false;
+      },
+      500);
+  const bool minimised = win::IsIconic(view->GetHwnd());
+  Say("  the foreign widget's link to /window/min, clicked: the window is %s, on %s",
+      minimised ? "minimised" : "where it was", page->url().c_str());
+  if (!kept || minimised || r["answered"].size() != 1 || r.isMember("injected"))
+    Fail("a widget of the client app acted for its window, or the app's own widget could not");
+  SaveScreenshot(page, "demo-widgets.png");
+  page->Close(0);
+  WaitFor([&] {
+    engine.ui().RunUntilIdle();
+    return !page->alive();
+  });
+  view->Release();
+}
+
+}  // namespace
+
 void PageGuests() {
   g_who = "[host]   ";
   ShowLog(2);
@@ -45,6 +92,7 @@ void PageGuests() {
                        r["worker"] == "no native object" && dialogs["confirm"] == false &&
                        dialogs["prompt"].isNull() && !minimised;
   if (!allowed) Fail("a guest of the light app was allowed what it should not be, or the app less");
+  Widgets(engine, factory, core);
   CloseChromiumPart(engine, page, "demo-guests.png", view, factory, core);
 }
 

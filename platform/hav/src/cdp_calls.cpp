@@ -62,23 +62,34 @@ void Engine::ServeCall(const std::string& session, bool hello, const std::string
     ServeCallInTurn(session, true, body, requestId, 0);
     return;
   }
-  // The call must name a document of its own session with that document's key; a document
-  // that has left runs its late calls (a beacon) only while the page's address keeps its origin.
   CallHead head;
   bool gone = false;
-  std::string origin;
   PageBrowser* page = PageOf(session);
-  const bool proven = ReadCallHead(body, &head) &&
-                      order_->Proves({session, head.context}, head.key, &gone, &origin) &&
-                      !(gone && page && !origin.empty() && origin != OriginOf(page->url()));
-  if (proven && order_->InTurn({session, head.context}, head.seq,
-                               [this, session, body, requestId, context = head.context] {
-                                 ServeCallInTurn(session, false, body, requestId, context);
-                               })) {
+  if (ProveCall(session, body, 0, &head, &gone) &&
+      order_->InTurn({session, head.context}, head.seq,
+                     [this, session, body, requestId, context = head.context] {
+                       ServeCallInTurn(session, false, body, requestId, context);
+                     })) {
     return;
   }
   if (page) DropUnproven(page, IsDialogRequest(requestId.asString()) ? "prompt" : "request");
   if (watchdog_->Claim(requestId.asString())) FulfilCall(session, requestId, "{\"handled\":false}");
+}
+
+bool Engine::ProveCall(const std::string& session, const std::string& body, int bindingContext,
+                       CallHead* head, bool* gone) {
+  bool left = false;
+  std::string origin;
+  if (!ReadCallHead(body, head) || (bindingContext != 0 && head->context != bindingContext) ||
+      !order_->Proves({session, head->context}, head->key, &left, &origin))
+    return false;
+  if (gone) *gone = left;
+  if (!left) return true;
+  if (!gone) return false;
+  // A document that has left runs its late calls (a beacon) only while the page's address
+  // keeps its origin.
+  PageBrowser* page = PageOf(session);
+  return !(page && !origin.empty() && origin != OriginOf(page->url()));
 }
 
 PageBrowser* Engine::PageOf(const std::string& session) {
@@ -140,9 +151,8 @@ bool Engine::CallFromReader(const std::string& session, const std::string& body,
   // A call that does not prove its document, or has left it, or whose turn has not come goes
   // the UI thread's way, where it is dropped or waits for its turn.
   CallHead head;
-  bool gone = false;
-  if (!ReadCallHead(body, &head) || !order_->Proves({session, head.context}, head.key, &gone) ||
-      gone || !order_->TakeTurn({session, head.context}, head.seq)) {
+  if (!ProveCall(session, body, 0, &head, nullptr) ||
+      !order_->TakeTurn({session, head.context}, head.seq)) {
     return false;
   }
   PageBrowser* page = PageOf(session);
@@ -153,13 +163,14 @@ bool Engine::CallFromReader(const std::string& session, const std::string& body,
   return renderSide_->CallFromAnyThread(
       {browser, session, head.context}, body,
       TracedCall(browser, body, "reader",
-                 [watchdog, answers, session, requestId, body](const std::string& reply) {
+                 [watchdog, answers, session, requestId,
+                  context = head.context](const std::string& reply) {
                    if (watchdog->Claim(requestId)) {
                      answers->Fulfil(session, requestId, reply);
                    } else {
                      // The watchdog answered first: the page functions due within the call
-                     // run now.
-                     answers->RunDeferred(session, body, reply);
+                     // run now, in the document that made it.
+                     answers->RunDeferred(session, context, reply);
                    }
                  }));
 }
@@ -243,19 +254,17 @@ void Engine::CallAnswers::Send(const std::string& method, const Json::Value& par
   if (connection_) connection_->Send(method, params, session, nullptr);
 }
 
-void Engine::CallAnswers::RunDeferred(const std::string& session, const std::string& body,
+void Engine::CallAnswers::RunDeferred(const std::string& session, int context,
                                       const std::string& reply) {
-  Json::Value call, answer;
-  if (!ParseJson(body, &call) || !call["ctx"].isInt() || !ParseJson(reply, &answer) ||
-      !answer["deferred"].isArray())
-    return;
+  Json::Value answer;
+  if (!ParseJson(reply, &answer) || !answer["deferred"].isArray()) return;
   std::lock_guard<std::mutex> lock(mutex_);
   for (const Json::Value& due : answer["deferred"]) {
     if (!connection_ || !due["h"].isInt()) continue;
     Json::Value params;
     params["expression"] = "window.__tnpcShim && window.__tnpcShim.run(" +
                            std::to_string(due["h"].asInt()) + ", " + WriteJson(due["a"]) + ")";
-    params["contextId"] = call["ctx"];
+    params["contextId"] = context;
     connection_->Send("Runtime.evaluate", params, session, nullptr);
   }
 }

@@ -103,15 +103,23 @@ inline std::string Base64(const std::string& bytes) {
 }
 
 // What the engine does with a page's request to the desktop origin before a handler runs:
-// refuse it (a frame that is not the window's: `trustedFrame` false), answer a preflight, or
-// serve it with the posted bytes; with the headers of the answer.
+// refuse it, answer a preflight, or serve it with the posted bytes; with the headers of the
+// answer.
 struct DesktopPlan {
-  enum Kind { kRefuse, kPreflight, kServe } kind = kRefuse;
+  // kStay: a navigation to the desktop origin, answered "204 No Content" so that the frame
+  // stays on its page and no command runs.
+  enum Kind { kRefuse, kStay, kPreflight, kServe } kind = kRefuse;
   std::string url;
   std::vector<std::pair<std::string, std::string>> headers;
   std::vector<std::string> body;  // the posted bytes, when there are any
 };
-HAV_API DesktopPlan PlanDesktopRequest(const Json::Value& params, bool trustedFrame);
+// Who sent a request to the desktop origin, as the engine knows it.
+struct DesktopSender {
+  bool trusted = false;      // the window's main frame, or a frame of the client's pages
+  bool mainFrame = false;    // the window's main frame itself
+  std::string windowOrigin;  // the origin of the main frame's document
+};
+HAV_API DesktopPlan PlanDesktopRequest(const Json::Value& params, const DesktopSender& sender);
 
 // Writes one line of the engine's log (the client's logger).
 void EngineLog(int level, const char* function, const std::string& text);

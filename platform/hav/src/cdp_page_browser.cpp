@@ -116,9 +116,10 @@ void PageBrowser::OnNewDocument(const std::string& session, int executionContext
   if (!added) return;
   // The document's key: only this document learns it, and each of its calls must carry it.
   entry->second.key = QUuid::createUuid().toString(QUuid::Id128).toStdString();
+  entry->second.business = DocumentActsForTheWindow(session, executionContextId, mainFrame);
   engine_->order_->Admit({session, executionContextId}, entry->second.key,
                          mainFrame ? OriginOf(url()) : std::string());
-  render()->NewDocument({id_, session, executionContextId},
+  render()->NewDocument({id_, session, executionContextId}, entry->second.business,
                         [this, session, executionContextId](const auto& names) {
                           auto it = documents_.find({session, executionContextId});
                           if (it == documents_.end()) return;
@@ -140,6 +141,34 @@ void PageBrowser::OnNewDocument(const std::string& session, int executionContext
                           params["contextId"] = executionContextId;
                           engine_->connection().Send("Runtime.evaluate", params, session, nullptr);
                         });
+}
+
+namespace {
+
+// An origin that no other document shares: a sandboxed document's, a `data:` frame's.
+bool IsOpaqueOrigin(const std::string& origin) {
+  return origin.empty() || origin == "://" || origin == "null";
+}
+
+}  // namespace
+
+bool PageBrowser::OfTheWindowsOrigin(const std::string& session, int context) const {
+  auto it = contexts_.find({session, context});
+  if (it == contexts_.end()) return false;
+  if (session == session_ && it->second.frame == target_) return true;  // the main frame's
+  return !IsOpaqueOrigin(it->second.origin) && it->second.origin == mainOrigin_;
+}
+
+bool PageBrowser::DocumentActsForTheWindow(const std::string& session, int context,
+                                           bool mainFrame) const {
+  // The main frame's document acts for its window: the view judges its business actions by
+  // the window's address, which is that document's. A frame acts for it only when it is of
+  // the main document's origin or of the client's own pages; any other frame (another site, or
+  // an opaque origin, whatever its address) gets the native object without the business
+  // functions, and its window commands do nothing.
+  if (mainFrame || OfTheWindowsOrigin(session, context)) return true;
+  auto it = contexts_.find({session, context});
+  return it != contexts_.end() && IsClientOrigin(it->second.origin);
 }
 
 void PageBrowser::OnDocumentGone(const std::string& session, int executionContextId) {
@@ -249,8 +278,8 @@ void PageBrowser::OnPageCall(const std::string& session, const Json::Value& para
   }
   // The binding names the document that calls: the body must name the same one, with its key.
   CallHead head;
-  if (!ReadCallHead(body, &head) || head.context != context ||
-      !engine_->order_->Proves({session, context}, head.key)) {
+  bool gone = false;
+  if (!engine_->ProveCall(session, body, context, &head, &gone)) {
     engine_->DropUnproven(this, "binding");
     return;
   }
@@ -265,8 +294,18 @@ void PageBrowser::OnPageCall(const std::string& session, const Json::Value& para
   if (!inTurn) engine_->DropUnproven(this, "binding");
 }
 
-void PageBrowser::OnFetchJSMessage(const Json::Value& payload) {
+void PageBrowser::OnFetchJSMessage(const std::string& session, const Json::Value& params) {
   if (!alive_ || !notify_) return;
+  // The SDK answers by script in the main document: only that document, and documents of its
+  // origin, may speak to it. A frame of another site gets no answer of the window's SDK.
+  if (!params["executionContextId"].isInt() ||
+      !OfTheWindowsOrigin(session, params["executionContextId"].asInt())) {
+    EngineLog(kTnLogInfo, "PageBrowser::OnFetchJSMessage",
+              "browser " + std::to_string(id_) +
+                  ": SDK messages of a frame of another origin than its window's are dropped");
+    return;
+  }
+  const Json::Value& payload = params["payload"];
   CefRefPtr<CefProcessMessage> message = CefProcessMessage::Create(kFetchJSMessage);
   if (payload.isString()) message->GetArgumentList()->SetString(0, payload.asString());
   engine_->trace_("deliver", PID_BROWSER, id_, message);
@@ -405,8 +444,14 @@ bool PageBrowser::OnPageMessage(const std::string& method, const Json::Value& pa
   return true;
 }
 
+void PageBrowser::ForgetContexts(const std::string& session) {
+  contexts_.erase(contexts_.lower_bound({session, INT_MIN}),
+                  contexts_.upper_bound({session, INT_MAX}));
+}
+
 void PageBrowser::OnFrameDetached(const std::string& session) {
   if (frames_.count(session) == 0) return;
+  ForgetContexts(session);
   ForgetDocuments(session);
   frames_.erase(session);
   engine_->order_->ForgetSession(session);
@@ -420,19 +465,28 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
   if (!main && attached == frames_.end()) return;
   const std::string frame = main ? target_ : attached->second->target;
   if (method == "Runtime.executionContextCreated") {
-    const Json::Value& aux = params["context"]["auxData"];
-    if (aux["isDefault"].isBool() && aux["isDefault"].asBool() && aux["frameId"] == frame &&
-        params["context"]["id"].isInt()) {
-      OnNewDocument(session, params["context"]["id"].asInt(), main);
-    }
+    const Json::Value& context = params["context"];
+    const Json::Value& aux = context["auxData"];
+    if (!aux["isDefault"].isBool() || !aux["isDefault"].asBool() || !context["id"].isInt() ||
+        !aux["frameId"].isString())
+      return;
+    const int id = context["id"].asInt();
+    Context& known = contexts_[{session, id}];
+    known.frame = aux["frameId"].asString();
+    known.origin = context["origin"].isString() ? context["origin"].asString() : std::string();
+    if (main && known.frame == target_) mainOrigin_ = known.origin;
+    if (known.frame == frame) OnNewDocument(session, id, main);
     return;
   }
   if (method == "Runtime.executionContextDestroyed") {
-    if (params["executionContextId"].isInt())
+    if (params["executionContextId"].isInt()) {
+      contexts_.erase({session, params["executionContextId"].asInt()});
       OnDocumentGone(session, params["executionContextId"].asInt());
+    }
     return;
   }
   if (method == "Runtime.executionContextsCleared") {
+    ForgetContexts(session);
     ForgetDocuments(session);
     return;
   }
@@ -454,7 +508,7 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
       return;
     }
     if (params["name"].asString() == kFetchJSMessage) {
-      OnFetchJSMessage(params["payload"]);
+      OnFetchJSMessage(session, params);
       return;
     }
     Engine::BindingHandler handler;

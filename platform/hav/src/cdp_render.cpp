@@ -8,6 +8,7 @@
 #include <regex>
 
 #include "arg_list.h"
+#include "cdp_engine_internal.h"
 #include "cdp_render_side.h"
 #include "cef/inproc_v8.h"
 #include "json_text.h"
@@ -76,7 +77,7 @@ Json::Value Encode(const CefRefPtr<CefV8Value>& v) {
 }
 
 bool ParseCall(const std::string& payload, Json::Value* call) {
-  return ParseJson(payload, call) && call->isObject() && (*call)["fn"].isString() &&
+  return ParsePageJson(payload, call) && call->isObject() && (*call)["fn"].isString() &&
          (*call)["args"].isArray();
 }
 
@@ -119,14 +120,21 @@ class LocalRenderSide::Browser final : public CefBrowser {
   Browser(PageLink* link, int id) : link_(link), id_(id) {}
   int GetIdentifier() override { return id_; }
   bool IsSame(CefRefPtr<CefBrowser> that) override { return that && that->GetIdentifier() == id_; }
-  void Reload() override { link_->Navigate(id_, "reload"); }
-  void GoBack() override { link_->Navigate(id_, "back"); }
-  void GoForward() override { link_->Navigate(id_, "forward"); }
+  void Reload() override {
+    if (MayAct("reload")) link_->Navigate(id_, "reload");
+  }
+  void GoBack() override {
+    if (MayAct("goback")) link_->Navigate(id_, "back");
+  }
+  void GoForward() override {
+    if (MayAct("goforward")) link_->Navigate(id_, "forward");
+  }
   bool CanGoBack() override { return canGoBack_; }
   bool CanGoForward() override { return canGoForward_; }
   CefRefPtr<CefFrame> GetMainFrame() override { return nullptr; }
   bool SendProcessMessage(CefProcessId target, CefRefPtr<CefProcessMessage> message) override {
     if (target != PID_BROWSER || !message || closed_) return false;
+    if (!MayAct(message->GetName().ToString())) return false;
     // The sender may change its message once this returns: the link gets a copy.
     link_->SendToBrowser(id_, message->Copy());
     return true;
@@ -136,8 +144,20 @@ class LocalRenderSide::Browser final : public CefBrowser {
     canGoForward_ = canGoForward;
   }
   void SetClosed() { closed_ = true; }
+  // While a document without its window's rights runs a native function, what the function
+  // would have the window do is dropped (its object has the window's functions, by the
+  // render process's contract, but they do not act for it).
+  void SetActingWithoutRights(bool without) { withoutRights_ = without; }
 
  private:
+  bool MayAct(const std::string& what) {
+    if (!withoutRights_) return true;
+    EngineLog(kTnLogInfo, "RenderSide::Browser",
+              "browser " + std::to_string(id_) +
+                  ": a frame without its window's rights may not act on it: " + what);
+    return false;
+  }
+  bool withoutRights_ = false;
   PageLink* link_;
   const int id_;
   bool canGoBack_ = false, canGoForward_ = false;
@@ -182,15 +202,17 @@ void LocalRenderSide::PageClosed(int browser) {
   }
 }
 
-void LocalRenderSide::NewDocument(const DocumentId& id, std::function<void(const Names&)> done) {
+void LocalRenderSide::NewDocument(const DocumentId& id, bool business,
+                                  std::function<void(const Names&)> done) {
   EndLeftDocuments();
   Names names;
   RenderNotify* notify = host_.notify();
   if (notify) {
     CefRefPtr<Browser> browser = BrowserFor(id.browser);
     Document document;
+    document.business = business;
     document.script = cef_inproc::CreateContext(browser.get(), nullptr);
-    notify->OnContextCreated(browser.get(), nullptr, document.script, true);
+    notify->OnContextCreated(browser.get(), nullptr, document.script, business);
     document.object = document.script->GetGlobal()->GetValue("tnpc");
     documents_[id] = document;
     if (document.object) {
@@ -315,8 +337,11 @@ std::string LocalRenderSide::CallNative(const DocumentId& target, const std::str
   // Page functions due within the call go back with its answer.
   if (answerWithin) syncDocument_ = id;
   deferred_ = Json::Value(Json::arrayValue);
+  CefRefPtr<Browser> browser = BrowserFor(id.browser);
+  browser->SetActingWithoutRights(!document.business);
   const cef_inproc::ScriptCallResult result =
       cef_inproc::CallFromScript(document.script, function, args);
+  browser->SetActingWithoutRights(false);
   syncDocument_ = DocumentId();
   reply["handled"] = result.handled;
   reply["ret"] = Encode(result.value);

@@ -102,8 +102,10 @@ class RemoteRenderSide final : public RenderSide {
     SendOp(transport_.get(), browser, op);
   }
   void PageClosed(int browser) override { SendOp(transport_.get(), browser, Op("closed")); }
-  void NewDocument(const DocumentId& document, std::function<void(const Names&)> done) override {
+  void NewDocument(const DocumentId& document, bool business,
+                   std::function<void(const Names&)> done) override {
     Json::Value op = DocumentOp("document", document);
+    op["business"] = business;
     op["request"] = Expect([done](const Json::Value& answer) {
       Names names;
       for (const Json::Value& name : answer["names"]) {
@@ -291,7 +293,8 @@ void Serve(LocalRenderSide* side, inproc::Transport* transport, const inproc::Co
   } else if (name == "gone" && ReadDocument(control, op, &document)) {
     side->DocumentGone(document);
   } else if (name == "document" && ReadDocument(control, op, &document)) {
-    side->NewDocument(document, [&](const RenderSide::Names& names) {
+    const bool business = op["business"].isBool() && op["business"].asBool();
+    side->NewDocument(document, business, [&](const RenderSide::Names& names) {
       Json::Value answer;
       answer["names"] = Json::Value(Json::arrayValue);
       for (const std::string& n : names) answer["names"].append(n);

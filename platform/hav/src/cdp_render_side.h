@@ -62,8 +62,11 @@ class RenderSide {
   virtual void PageState(int browser, bool canGoBack, bool canGoForward) = 0;
   virtual void PageClosed(int browser) = 0;
   // A new document: `done` gets the names of the native object's functions (none when the
-  // render side puts no object there).
-  virtual void NewDocument(const DocumentId& document, std::function<void(const Names&)> done) = 0;
+  // render side puts no object there). `business`: it may act for its window (the business
+  // functions; without, its object has the window's functions only, and what they would make
+  // the window do is dropped).
+  virtual void NewDocument(const DocumentId& document, bool business,
+                           std::function<void(const Names&)> done) = 0;
   virtual void DocumentGone(const DocumentId& document) = 0;
   // A page's call, `body` as the page sent it. `document.context` 0 takes the context that the
   // body names. `answerWithin` false when the page no longer waits for the reply (its functions
@@ -113,7 +116,8 @@ class LocalRenderSide final : public RenderSide {
   std::vector<std::string> ExtensionScripts() override;
   void PageState(int browser, bool canGoBack, bool canGoForward) override;
   void PageClosed(int browser) override;
-  void NewDocument(const DocumentId& document, std::function<void(const Names&)> done) override;
+  void NewDocument(const DocumentId& document, bool business,
+                   std::function<void(const Names&)> done) override;
   void DocumentGone(const DocumentId& document) override;
   void Call(const DocumentId& document, const std::string& body, bool answerWithin,
             std::function<void(const std::string&)> done) override;
@@ -124,6 +128,7 @@ class LocalRenderSide final : public RenderSide {
   struct Document {
     CefRefPtr<CefV8Context> script;  // the render side's context of the document
     CefRefPtr<CefV8Value> object;    // its native object
+    bool business = false;           // it may act for its window
     // When the page left it. A page's calls while it goes away come after (by a beacon) and
     // still run, for a moment; its functions no longer do.
     std::optional<std::chrono::steady_clock::time_point> left;

@@ -56,15 +56,21 @@ std::string Engine::ToClientUrl(const std::string& url) {
   return url;
 }
 
-DesktopPlan PlanDesktopRequest(const Json::Value& params, bool trustedFrame) {
+DesktopPlan PlanDesktopRequest(const Json::Value& params, const DesktopSender& sender) {
   DesktopPlan plan;
   const Json::Value& request = params["request"];
   if (!request.isObject() || !request["url"].isString()) return plan;
   plan.url = request["url"].asString();
+  // The desktop origin answers a page's requests, never a navigation: a document request (a
+  // link with target _top in a frame of another site, a form) would run a command that no page
+  // of the window asked for. It stays where it is.
+  if (params["resourceType"] == "Document") {
+    plan.kind = DesktopPlan::kStay;
+    return plan;
+  }
   // The desktop serves the window's own main frame and frames of the client's pages: a frame
   // of another site, or a worker, can't command the window or read its data.
-  if (!trustedFrame) return plan;
-  // The answers are for the client's pages: only their origins may read them.
+  if (!sender.trusted) return plan;
   std::string origin;
   if (request["headers"].isObject()) {
     for (const std::string& name : request["headers"].getMemberNames()) {
@@ -73,7 +79,14 @@ DesktopPlan PlanDesktopRequest(const Json::Value& params, bool trustedFrame) {
         origin = request["headers"][name].asString();
     }
   }
-  if (IsClientOrigin(origin)) {
+  // A frame is judged by its origin, not its address: a sandboxed frame of a client page (its
+  // origin opaque, "null") is no client page.
+  if (origin == "null" && !sender.mainFrame) return plan;
+  // The answers are for the client's pages and for the window's own page, whatever its
+  // origin (a light app served from its own site reads its /window/init): only they may read
+  // them.
+  if (IsClientOrigin(origin) ||
+      (!origin.empty() && origin != "null" && origin == sender.windowOrigin)) {
     plan.headers = {{"Access-Control-Allow-Origin", origin},
                     {"Access-Control-Allow-Methods", "POST, GET, OPTIONS"},
                     {"Access-Control-Allow-Headers", "*"}};
@@ -97,13 +110,29 @@ void Engine::ServeDesktopRequest(const std::string& session, const Json::Value& 
     tracer = requestTracer_;
   }
   const std::string frame = params["frameId"].isString() ? params["frameId"].asString() : "";
-  DesktopPlan plan = PlanDesktopRequest(params, page && page->IsTrustedFrame(session, frame));
+  DesktopSender sender;
+  if (page) {
+    sender.trusted = page->IsTrustedFrame(session, frame);
+    sender.mainFrame = session == page->session_ && frame == page->target_;
+    sender.windowOrigin = page->mainOrigin_;
+  }
+  DesktopPlan plan = PlanDesktopRequest(params, sender);
   auto fail = [&](const char* reason) {
     Json::Value failed;
     failed["requestId"] = params["requestId"];
     failed["errorReason"] = reason;
     connection_->Send("Fetch.failRequest", failed, session, nullptr);
   };
+  if (plan.kind == DesktopPlan::kStay) {
+    EngineLog(kTnLogInfo, "Engine::ServeDesktopRequest",
+              "browser " + std::to_string(page ? page->id_ : 0) +
+                  ": a navigation to the desktop origin is refused: " + PathOf(plan.url));
+    Json::Value stay;
+    stay["requestId"] = params["requestId"];
+    stay["responseCode"] = 204;
+    connection_->Send("Fetch.fulfillRequest", stay, session, nullptr);
+    return;
+  }
   if (plan.kind == DesktopPlan::kRefuse) {
     EngineLog(kTnLogInfo, "Engine::ServeDesktopRequest",
               "browser " + std::to_string(page ? page->id_ : 0) +

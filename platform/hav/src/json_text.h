@@ -25,4 +25,16 @@ inline bool ParseJson(const std::string& text, Json::Value* value) {
   return reader->parse(text.data(), text.data() + text.size(), value, &errors);
 }
 
+// A page's text, read strictly: one JSON value and nothing after it, no member named twice. A
+// body that names its document twice ({"ctx":1,...,"ctx":2}) could be read as one document by
+// one reader and as another by the next.
+inline bool ParsePageJson(const std::string& text, Json::Value* value) {
+  Json::CharReaderBuilder builder;
+  Json::CharReaderBuilder::strictMode(&builder.settings_);
+  builder["allowSpecialFloats"] = false;
+  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  std::string errors;
+  return reader->parse(text.data(), text.data() + text.size(), value, &errors);
+}
+
 }  // namespace xhav

@@ -39,6 +39,7 @@ struct EngineOptions {
 class Engine;
 class PageBrowser;
 class CallOrder;
+struct CallHead;
 class PromptCalls;
 class RenderSide;
 
@@ -78,8 +79,9 @@ class HAV_API PageBrowser final : public Browser {
   void OnNewDocument(const std::string& session, int executionContextId, bool mainFrame = false);
   void OnDocumentGone(const std::string& session, int executionContextId);
   void OnPageCall(const std::string& session, const Json::Value& params);
-  // The page's bridge hands over its queued messages: the view gets "havFetchJSMessage".
-  void OnFetchJSMessage(const Json::Value& payload);
+  // The page's bridge hands over its queued messages: the view gets "havFetchJSMessage", when
+  // they come from the window's main document or a document of its origin.
+  void OnFetchJSMessage(const std::string& session, const Json::Value& params);
   // A new document's request for its native object; `answer` gets the names and its context.
   void OnHelloRequest(const std::string& session, const std::string& body,
                       std::function<void(const std::string&)> answer);
@@ -122,6 +124,7 @@ class HAV_API PageBrowser final : public Browser {
   void OnFrameDetached(const std::string& session);
   // Every document of `session` has gone.
   void ForgetDocuments(const std::string& session);
+  void ForgetContexts(const std::string& session);
   // After a load: the history as the browser keeps it, then the view's notifications.
   void OnHistory(const Json::Value& result, int navigations);
   void FinishClose();
@@ -163,11 +166,24 @@ class HAV_API PageBrowser final : public Browser {
   // object's function names once the render side has told them.
   struct Document {
     bool named = false;
+    bool business = false;  // it may act for the window (see DocumentActsForTheWindow)
     std::vector<std::string> names;
     std::string key;        // the document's own: its calls carry it
     bool toldLost = false;  // the log has said that it reaches no synchronous channel
   };
   std::map<std::pair<std::string, int>, Document> documents_;
+  // Every document's origin as Chromium states it ("://" for an opaque one), by (session,
+  // context), and the frame that holds it; and the origin of the main frame's document.
+  struct Context {
+    std::string frame, origin;
+  };
+  std::map<std::pair<std::string, int>, Context> contexts_;
+  std::string mainOrigin_;
+  // Whether the document of `context` in `session` is the main frame's, or one of its origin.
+  bool OfTheWindowsOrigin(const std::string& session, int context) const;
+  // Whether that document may act for the window: the business functions, the window's
+  // commands and its cookies, title and events.
+  bool DocumentActsForTheWindow(const std::string& session, int context, bool mainFrame) const;
   HandlerTable handlers_;  // this browser's own registrations
   // A document's first request, named by its token: it waits for the document's execution
   // context (from the binding) and its object's names.
@@ -278,7 +294,9 @@ class HAV_API Engine {
     // Sends a command without waiting for its answer.
     void Send(const std::string& method, const Json::Value& params, const std::string& session);
     // Runs the page functions that `reply` holds for the call `body`, in its document.
-    void RunDeferred(const std::string& session, const std::string& body, const std::string& reply);
+    // Runs the page functions that a call's reply holds in the calling document (`context`,
+    // the one its head proved).
+    void RunDeferred(const std::string& session, int context, const std::string& reply);
     void Close() {
       std::lock_guard<std::mutex> lock(mutex_);
       connection_ = nullptr;
@@ -321,6 +339,13 @@ class HAV_API Engine {
   CallDone TracedCall(int browser, const std::string& body, const char* way, CallDone done);
   // A page's call whose document can't be proven (`way`: how it came), dropped and logged.
   void DropUnproven(PageBrowser* page, const char* way);
+  // The one rule by which a call's body proves its document: it begins with the number, the
+  // context and the key of a document of `session` that the engine knows, the context that
+  // of the binding that carried it when one did (`bindingContext` non-zero); a document that
+  // has gone proves itself only while the page's address keeps its origin (and never when
+  // `gone` is null: the caller takes no late calls). `head` gets what the body names.
+  bool ProveCall(const std::string& session, const std::string& body, int bindingContext,
+                 CallHead* head, bool* gone);
   // The page whose target (or frame) `session` is, or null.
   PageBrowser* PageOf(const std::string& session);
   // A dialog of a page's own, answered at once on the reader thread with the documented

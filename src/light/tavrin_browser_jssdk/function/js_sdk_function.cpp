@@ -27,6 +27,47 @@ constexpr char kEventClose[] = R"("}');)";
 constexpr char kLocalPrefix[] = "res://local/";
 constexpr std::size_t kFormatLimit = 1024;
 
+// Appends `text` as it must stand between the single quotes of the answer's script so that the
+// string the page's bridge receives is `text` itself: a quote, a backslash or a line break that
+// a page or the core put in an id, an answer or a name stays text and never becomes script.
+// (The answer's framing is kept as it is; only what goes between its quotes is escaped. Before,
+// a call id such as `x'+f()+'` ran f in the window's main document.)
+void AppendLiteral(std::string& out, const std::string& text) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    switch (c) {
+      case '\\':
+        out += "\\\\";
+        break;
+      case '\'':
+        out += "\\'";
+        break;
+      case '\n':
+        out += "\\n";
+        break;
+      case '\r':
+        out += "\\r";
+        break;
+      default:
+        // U+2028 and U+2029 end a line in a script's string literal too.
+        if (c == '\xE2' && i + 2 < text.size() && text[i + 1] == '\x80' &&
+            (text[i + 2] == '\xA8' || text[i + 2] == '\xA9')) {
+          out += text[i + 2] == '\xA8' ? "\\u2028" : "\\u2029";
+          i += 2;
+        } else {
+          out += c;
+        }
+    }
+  }
+}
+
+std::string Literal(const std::string& text) {
+  std::string out;
+  out.reserve(text.size());
+  AppendLiteral(out, text);
+  return out;
+}
+
 }  // namespace
 
 std::string JsSdkFunction::ToLocalId(std::string path) {
@@ -116,9 +157,9 @@ void JsSdkFunction::RunScript(const std::string& script) {
 void JsSdkFunction::SendResponse(const std::string& json) {
   if (!win::IsWindow(hwnd)) return;
   std::string script;
-  FormatText(script, kResponseHead, callbackId.c_str());
+  FormatText(script, kResponseHead, Literal(callbackId).c_str());
   script.reserve(script.size() + json.size() + sizeof kResponseClose);
-  script += json;
+  AppendLiteral(script, json);
   script += kResponseClose;
   RunScript(script);
 }
@@ -127,11 +168,11 @@ void JsSdkFunction::SendEvent(const std::string& json, const std::string& handle
   std::string script;
   script.reserve(sizeof kEventHead + callbackId.size() + json.size() + handlerName.size() + 40);
   script += kEventHead;
-  script += callbackId;
+  AppendLiteral(script, callbackId);
   script += kEventData;
-  script += json;
+  AppendLiteral(script, json);
   script += kEventName;
-  script += handlerName;
+  AppendLiteral(script, handlerName);
   script += kEventClose;
   RunScript(script);
 }
