@@ -43,13 +43,7 @@ void Widgets(xhav::cdp::Engine& engine, ITnWebUI* factory, BusinessCore* core) {
       minimised ? "minimised" : "where it was", page->url().c_str());
   if (!kept || minimised || r["answered"].size() != 1 || r.isMember("injected"))
     Fail("a widget of the client app acted for its window, or the app's own widget could not");
-  SaveScreenshot(page, "demo-widgets.png");
-  page->Close(0);
-  WaitFor([&] {
-    engine.ui().RunUntilIdle();
-    return !page->alive();
-  });
-  view->Release();
+  CloseChromiumPart(engine, page, "demo-widgets.png", view, nullptr, nullptr);
 }
 
 }  // namespace
