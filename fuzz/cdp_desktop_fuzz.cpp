@@ -59,7 +59,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   if (!sender.trusted && !refused) std::abort();
   if (params["resourceType"] == "Document" && !refused) std::abort();
   // The request's origin as a browser sends it: one header, named in any case.
-  const Json::Value& headers = params["request"]["headers"];
+  const Json::Value& request = params["request"];
+  const Json::Value headers = request.isObject() ? request["headers"] : Json::Value();
   Json::Value origin;
   if (headers.isObject()) {
     for (const std::string& name : headers.getMemberNames()) {
