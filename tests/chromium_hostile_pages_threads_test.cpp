@@ -219,6 +219,63 @@ TEST_F(ChromiumPages, OnlyDocumentsOfTheWindowsOriginActForIt) {
 
 namespace {
 
+// A client window (its initial data the user's) with a sign-in frame of another site that, once
+// clicked, sends the window's main frame to `to`. The app reads its own data first; the frame is
+// then clicked. Null when any step fails.
+xhav::cdp::PageBrowser* BreakOutOf(ChromiumPages* test, const char* to) {
+  const std::string url = std::string("file://tavrin5main/breakout.html?to=") + to;
+  auto* page = test->OpenView(u"Breakout", url.c_str(), R"({"name":"the user","token":"session"})");
+  Json::Value results;
+  if (!page || !test->PumpResultsOf(page, &results, [](const Json::Value& r) {
+        return r["app"].isString() && r["app"].asString().find("the user") != std::string::npos;
+      }))
+    return nullptr;
+  test->PumpFor(500);  // the frame a moment to load
+  return page->Click(100, 50) ? page : nullptr;
+}
+
+}  // namespace
+
+// A frame that broke out of its app holds the window; its pages read none of the window's data,
+// by the business action or the desktop, and the window's address follows them.
+TEST_F(ChromiumPages, APageThatTookTheWindowReadsNoneOfItsData) {
+  auto* page = BreakOutOf(this, "foreign");
+  ASSERT_NE(page, nullptr);
+  Json::Value results;
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) {
+    return r["landed"].asBool() && r["desktop"].isString();
+  })) << results.toStyledString();
+  Pump([] { return false; }, 100);
+  ASSERT_TRUE(EvaluatePumping(page, "window.results", &results));
+  EXPECT_TRUE(results["init"].isNull()) << results.toStyledString();
+  EXPECT_EQ(results["desktop"].asString().find("the user"), std::string::npos);
+  EXPECT_EQ(page->url(), "https://tavrin5main.frames.invalid/landed.html");
+  EXPECT_EQ(log.Count("the initial data is kept from a page of another origin: "
+                      "https://tavrin5main.frames.invalid/landed.html",
+                      kTnLogError, "TnBrowserAdaptUI::SendInitData"),
+            1);
+}
+
+// The same frame sends the window to about:blank, whose document the frame's site may script:
+// the window's address is about:blank, and a call from there is no client page's.
+TEST_F(ChromiumPages, TheWindowsAddressFollowsItsMainFrameToAboutBlank) {
+  auto* page = BreakOutOf(this, "blank");
+  ASSERT_NE(page, nullptr);
+  ASSERT_TRUE(Pump([&] { return page->url() == "about:blank"; })) << page->url();
+  Json::Value ignored;
+  EvaluatePumping(page,
+                  "window.results = {init: null}; window.tnpc && tnpc.exebusinessaction && "
+                  "tnpc.exebusinessaction('common', 'GetInitData', '', '{}', 'blank', "
+                  "function (code, data) { window.results.init = data; }); true",
+                  &ignored);
+  Pump([] { return false; }, 100);
+  Json::Value results;
+  ASSERT_TRUE(EvaluatePumping(page, "window.results", &results));
+  EXPECT_TRUE(results["init"].isNull()) << results.toStyledString();
+}
+
+namespace {
+
 // A call whose body names its document twice is no call; the same call written once is.
 void ExpectACallThatNamesTwoDocumentsIsRefused(ChromiumPages* test, xhav::cdp::PageBrowser* page,
                                                Json::Value* results) {

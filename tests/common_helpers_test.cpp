@@ -14,6 +14,7 @@
 #include <regex>
 
 #include "base/CommonFunc.h"
+#include "base/resource_roots.h"
 #include "base/tn_log.h"
 #include "log_capture.h"
 #include "scratch_dir.h"
@@ -122,6 +123,25 @@ TEST(ParserUrlParams, AddressesWithoutPathOrQueryAreRefusedWithALogLine) {
   EXPECT_EQ(log.Count("ParserUrlParams:pszUrl=(null)"), 1);
   ASSERT_FALSE(log.records().empty());
   EXPECT_EQ(log.records()[0].source, "src\\base\\CommonFunc");
+}
+
+// Who reads a window's own data: client pages, and pages of an origin the window was opened on
+// (scheme, host and port alike, case and user information aside); never a page without an
+// origin of its own.
+TEST(WindowData, OnlyClientPagesAndTheOpenedOriginReadIt) {
+  using tnwebui::MayReadWindowData;
+  EXPECT_EQ(tnwebui::OriginOf("HTTPS://user:pw@App.Example:8443/a?b#c"),
+            "https://app.example:8443");
+  EXPECT_EQ(tnwebui::OriginOf("https://app.example"), "https://app.example");
+  for (const char* none : {"about:blank", "data:text/html,x", "javascript:1", "https:///x", ""})
+    EXPECT_EQ(tnwebui::OriginOf(none), "") << none;
+  EXPECT_TRUE(MayReadWindowData("file://tavrin5main/index.html", {}));
+  EXPECT_TRUE(MayReadWindowData("https://app.example/b", {"", "https://APP.example/a"}));
+  EXPECT_FALSE(MayReadWindowData("https://app.example:444/b", {"https://app.example/a"}));
+  EXPECT_FALSE(MayReadWindowData("https://app.example.evil/", {"https://app.example/a"}));
+  EXPECT_FALSE(MayReadWindowData("https://evil.example/", {"https://x@evil.example@app.example/"}));
+  EXPECT_FALSE(MayReadWindowData("about:blank", {"about:blank", "file://tavrin5main/"}));
+  EXPECT_FALSE(MayReadWindowData("", {""}));
 }
 
 TEST(SizeTexts, BothFormsAtTheirBorders) {

@@ -35,6 +35,7 @@ class TnBrowserPbUI final : public TnBrowserAdaptUI, public FusionBrowser {
   // A page that speaks to the JS SDK takes the files dragged over it.
   bool OnDragEnter() override { return jsSdk_ && jsSdk_->fetched(); }
   bool GoBackThroughPage() override { return jsSdk_ && jsSdk_->fetched() && jsSdk_->GoBack(); }
+  std::string OpenAddress() const override { return openUrl_; }
   // Made on first request; shared with hav, which adds its listeners.
   void GetEventDispatcher(std::shared_ptr<xhav::tnEventDispatcher>* out) override;
 

@@ -371,6 +371,18 @@ void TnBrowserAdaptUI::ProcessInnerBusiness(const std::vector<std::u16string>& t
 
 void TnBrowserAdaptUI::SendInitData(TnString* business, TnString* action, TnString* callbackId,
                                     const std::string& data) {
+  // Stricter than answering every page of the window: the initial data carries the user's name
+  // and session, so a page that took the window's main frame from another origin (a frame that
+  // broke out, a link followed) gets no answer. The window was opened on the factory's address,
+  // or on the data's own "url" behind the loading page.
+  const std::string current = PageUrlOf(browser());
+  Json::Value given;
+  const std::string real = ParseJson(data, given) ? JsonString(given, "url") : std::string();
+  if (!MayReadWindowData(current, {OpenAddress(), real})) {
+    TN_LOG_TEXT(4, "TnBrowserAdaptUI::SendInitData",
+                "the initial data is kept from a page of another origin: " + current);
+    return;
+  }
   CefRefPtr<CefListValue> result = CefListValue::Create();
   result->SetString(0, CefString(std::u16string(callbackId->GetData(), callbackId->GetLength())));
   result->SetInt(1, 0);

@@ -46,6 +46,8 @@ class TnBrowserAdaptUI : public TnBrowserUI {
   // The title bar's back button: a light app's page that speaks to the JS SDK is asked first
   // (its "ui.onHistoryBack" handler decides); false when the page isn't such a page.
   virtual bool GoBackThroughPage() { return false; }
+  // The address the window was opened with (the factory's); empty when it was not told.
+  virtual std::string OpenAddress() const { return std::string(); }
 
   // Scheme and host of an address; false when it has no "scheme://host".
   static bool SplitUrl(const std::string& url, std::string* scheme, std::string* host);

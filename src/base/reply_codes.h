@@ -13,5 +13,6 @@ constexpr int32_t kMaxCountNotPositive = 773587;    // the contact chooser's max
 constexpr int32_t kOpenFolderFailed = -1;           // /window/openFolder failed
 constexpr int32_t kFolderOverLimit = -2;            // /window/getfoldersize: over the limit
 constexpr int32_t kFolderPathEmpty = -3;            // /window/getfoldersize: empty path
+constexpr int32_t kNotTheWindowsOrigin = 403;       // /window/init from a page of another origin
 
 }  // namespace tnwebui::reply

@@ -9,6 +9,7 @@
 #include "base/param_reader.h"
 #include "base/path.h"
 #include "base/reply_codes.h"
+#include "base/resource_roots.h"
 #include "base/tn_log.h"
 #include "light/tavrin_browser.h"
 #include "light/tool_tip.h"
@@ -201,6 +202,16 @@ void BrowserHandler::OnRequest(xhav::Request* request) {
 xhav::Browser* BrowserHandler::HavBrowser() { return browser ? browser->GetHavBrowser() : nullptr; }
 
 void BrowserHandler::onInit(xhav::Request* request, const interdata::ParamList&) {
+  // The window's data (its user, its parameters) is read by the pages of the address the window
+  // was opened with and by client pages only: a page of another origin that now holds the
+  // window's main frame is answered with a refusal instead.
+  const std::string current = PageUrlOf(HavBrowser());
+  if (!browser || !MayReadWindowData(current, {browser->GetOpenUrl()})) {
+    TN_LOG_TEXT(4, "BrowserHandler::onInit",
+                "the window's data is kept from a page of another origin: " + current);
+    WriteResponse(request, reply::kNotTheWindowsOrigin);
+    return;
+  }
   WriteWindowData(request, browser);
 }
 

@@ -130,6 +130,14 @@ class ChromiumPages : public ChromiumViews {
                      const std::function<bool(const Json::Value&)>& until) {
     return PumpResults(page, results, until);
   }
+  void PumpFor(int ms) {
+    Pump([] { return false; }, ms / 5);
+  }
+  // Open for helpers outside the fixture: a view of org-1 on `url`.
+  xhav::cdp::PageBrowser* OpenView(const std::u16string& name, const char* url,
+                                   const std::string& initData) {
+    return Open(name, u"org-1", url, initData);
+  }
 
  protected:
   explicit ChromiumPages(bool renderHost = false) : ChromiumViews(renderHost) {}

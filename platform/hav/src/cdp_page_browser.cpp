@@ -557,9 +557,12 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
     // A step back or forward, or a new entry; the browser's own history settles it at the end
     // of the load.
     const int size = static_cast<int>(history_.size());
-    const bool stays = url == "about:blank" || (index_ >= 0 && history_[index_] == url);
+    // about:blank, where every page target starts, is no entry; the same address neither. A
+    // page sent to about:blank later (by a frame, by script) is one: the view's address
+    // follows the main frame's document, and that document is no longer the one before.
+    const bool stays =
+        (url == "about:blank" && index_ < 0) || (index_ >= 0 && history_[index_] == url);
     if (stays) {
-      // about:blank, where every page target starts, is no entry; the same address neither.
     } else if (index_ > 0 && history_[index_ - 1] == url) {
       --index_;
     } else if (index_ >= 0 && index_ + 1 < size && history_[index_ + 1] == url) {
@@ -615,7 +618,7 @@ void PageBrowser::OnHistory(const Json::Value& result, int navigations) {
   }
   if (index < 0 || index >= static_cast<int>(urls.size())) return;
   const std::string current = urls[index];
-  if (current == "about:blank") return;
+  if (current == "about:blank" && urls.size() == 1) return;  // only where the target started
   const int count = static_cast<int>(urls.size());
   {
     std::lock_guard<std::mutex> lock(mutex_);
