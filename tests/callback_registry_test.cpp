@@ -141,3 +141,51 @@ TEST_F(CallbackRegistry, ACallbackThatRegistersItsOwnKeyLeavesTheContextStackAsI
   EXPECT_EQ(f.calls->size(), 2u);
   EXPECT_TRUE(g.calls->empty());
 }
+
+namespace {
+
+class NumberedFrame final : public CefFrame {
+ public:
+  explicit NumberedFrame(int64_t id) : id_(id) {}
+  bool IsMain() override { return id_ == 1; }
+  int64_t GetIdentifier() override { return id_; }
+  CefString GetURL() override { return CefString(); }
+
+ private:
+  const int64_t id_;
+  IMPLEMENT_REFCOUNTING(NumberedFrame);
+};
+
+}  // namespace
+
+// One registry serves every document of a browser. A key that a document waits on an answer
+// for stays its own against another frame's document, by a call or a parked callback alike; a
+// later document of the same frame, or anyone once the answer came or the document ended, takes it.
+TEST_F(CallbackRegistry, AKeyWaitingForAnAnswerStaysWithItsDocument) {
+  CefRefPtr<CefFrame> main = new NumberedFrame(1), widget = new NumberedFrame(2);
+  CefRefPtr<CefV8Context> app = cef_inproc::CreateContext(page->browser(), main);
+  CefRefPtr<CefV8Context> frame = cef_inproc::CreateContext(page->browser(), widget);
+  PageFunction mine, theirs;
+  auto asks = [&](CefRefPtr<CefV8Context> context, const PageFunction& f, bool call = true) {
+    return handler->AddJsFunCallback(page->browser(), "a_b_p", f.value, context, "", 0, call);
+  };
+  EXPECT_TRUE(asks(app, mine));
+  EXPECT_FALSE(asks(frame, theirs));
+  EXPECT_FALSE(asks(frame, theirs, false));
+  Deliver(*page, BusinessAnswer("a", "b", "p", 0, "profile"));
+  EXPECT_EQ(mine.calls->size(), 1u);
+  EXPECT_TRUE(theirs.calls->empty());
+  EXPECT_EQ(log.Count("the callback [a_b_p] waits for another document's answer, not replaced", 4,
+                      "CCefV8HandlerImpl::AddJsFunCallback"),
+            2);
+
+  EXPECT_TRUE(asks(frame, theirs));  // answered: the last registration wins again
+  EXPECT_FALSE(asks(app, mine));
+  CefRefPtr<CefV8Context> reloaded = cef_inproc::CreateContext(page->browser(), widget);
+  EXPECT_TRUE(asks(reloaded, theirs));  // the frame's next document
+  cef_inproc::InvalidateContext(reloaded);
+  EXPECT_TRUE(asks(app, mine));  // a document that ended waits for nothing
+  Deliver(*page, BusinessAnswer("a", "b", "p", 0, "again"));
+  EXPECT_EQ(mine.calls->size(), 2u);
+  for (auto& context : {app, frame}) cef_inproc::InvalidateContext(context);
+}

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <vector>
 
 #include "chromium_fixture.h"
 
@@ -272,6 +273,47 @@ TEST_F(ChromiumPages, TheWindowsAddressFollowsItsMainFrameToAboutBlank) {
   Json::Value results;
   ASSERT_TRUE(EvaluatePumping(page, "window.results", &results));
   EXPECT_TRUE(results["init"].isNull()) << results.toStyledString();
+}
+
+// A frame of the app's own origin repeats the app's key while the app's answer is on its way:
+// the answer reaches the app, the frame's call is not made.
+void ChromiumPages::ExpectAnAnswerGoesToTheDocumentThatAskedForIt() {
+  auto* page = Open(u"Answers", u"org-1", "file://tavrin5main/answers.html", "{}");
+  ASSERT_NE(page, nullptr);
+  std::vector<tnmainui::BusinessCall> held;
+  cores.back()->SetHandler([&held](const tnmainui::BusinessCall& call) {
+    held.push_back(call);
+    return S_OK;
+  });
+  Json::Value results;
+  ASSERT_TRUE(PumpResults(page, &results, [&](const Json::Value& r) {
+    return r["repeated"].asBool() && !held.empty();
+  })) << results.toStyledString();
+  PumpFor(300);  // the frame's call, were it made, reaches the core meanwhile
+  for (const auto& call : held) {
+    call.callback->OnBusinessResult(call.business.c_str(), call.action.c_str(),
+                                    call.callbackId.c_str(), 0, u"the app's user profile");
+  }
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) { return r["app"].isString(); }))
+      << results.toStyledString();
+  PumpFor(200);
+  ASSERT_TRUE(EvaluatePumping(page, "window.results", &results));
+  EXPECT_EQ(results["app"], "the app's user profile");
+  EXPECT_TRUE(results["frame"].isNull()) << results.toStyledString();
+  EXPECT_EQ(held.size(), 1u);
+  if (!engine.render_host()) return;  // a render host process logs for itself
+  EXPECT_EQ(log.Count("the callback [contact_profile_p] waits for another document's answer, not "
+                      "replaced",
+                      kTnLogError, "CCefV8HandlerImpl::AddJsFunCallback"),
+            1);
+}
+
+TEST_F(ChromiumPages, AnAnswerGoesToTheDocumentThatAskedForIt) {
+  ExpectAnAnswerGoesToTheDocumentThatAskedForIt();
+}
+
+TEST_F(ChromiumRenderHost, AnAnswerGoesToTheDocumentThatAskedForIt) {
+  ExpectAnAnswerGoesToTheDocumentThatAskedForIt();
 }
 
 namespace {

@@ -143,6 +143,8 @@ bool CCefV8HandlerImpl::ExecuteBusinessAction(CefRefPtr<CefBrowser> browser,
   const std::string business = AsciiLower(arguments[0]->GetStringValue().ToString());
   const std::string action = AsciiLower(arguments[1]->GetStringValue().ToString());
 
+  // "receive" only parks a callback for answers the page did not ask for by a call.
+  const bool send = action.empty() || action != "receive";
   std::string callbackId;
   if (!arguments[5]->IsNull()) {
     CefRefPtr<CefV8Value> callback = arguments[5];
@@ -154,12 +156,11 @@ bool CCefV8HandlerImpl::ExecuteBusinessAction(CefRefPtr<CefBrowser> browser,
     }
     if (callbackId.empty()) callbackId = callback->GetFunctionName().ToString();
     if (callbackId.empty()) callbackId = "0";
-    AddJsFunCallback(browser, MakeCallbackKey(business, action, callbackId), callback, context, "",
-                     0);
+    // A key that another document waits on: this call is not made.
+    if (!AddJsFunCallback(browser, MakeCallbackKey(business, action, callbackId), callback, context,
+                          "", 0, send && browser))
+      return true;
   }
-
-  // "receive" only parks a callback for answers the page did not ask for by a call.
-  const bool send = action.empty() || action != "receive";
   if (!browser || !send) {
     TN_LOG_TEXT(2, kExecute,
                 "no need send the javascript call to browser process: " + business + "," + action);
@@ -216,8 +217,10 @@ bool CCefV8HandlerImpl::ExecuteJsApiRequest(CefRefPtr<CefBrowser> browser,
     CefRefPtr<CefV8Context> context = CefV8Context::GetCurrentContext();
     callbackId = callback->GetFunctionName().ToString();
     if (callbackId.empty()) callbackId = "0";
-    AddJsFunCallback(browser, MakeCallbackKey(business, action, callbackId), callback, context,
-                     meta, 1);
+    // A key that another document waits on: this call is not made.
+    if (!AddJsFunCallback(browser, MakeCallbackKey(business, action, callbackId), callback, context,
+                          meta, 1, action != "receive" && browser))
+      return true;
   }
   if (action == "receive" || !browser) {
     TN_LOG(1, kFn, "no need send to the browser [%s]---------------------", request.c_str());
@@ -322,11 +325,30 @@ std::string CCefV8HandlerImpl::MakeCallbackKey(const std::string& business,
   return key;
 }
 
-void CCefV8HandlerImpl::AddJsFunCallback(CefRefPtr<CefBrowser> browser, const std::string& key,
+namespace {
+
+int64_t FrameOf(const CefRefPtr<CefV8Context>& context) {
+  CefRefPtr<CefFrame> frame = context ? context->GetFrame() : nullptr;
+  return frame ? frame->GetIdentifier() : -1;
+}
+
+// Whether `held`, registered by another document than `context` (of `frame`), still waits for
+// an answer there. A later document of the same frame replaces the one that left; a document
+// whose context has ended waits for nothing.
+bool WaitsInAnotherDocument(const CJsCallbackWrap& held, const CefRefPtr<CefV8Context>& context,
+                            int64_t frame) {
+  if (held.owed <= 0 || !held.context || !context || held.context->IsSame(context)) return false;
+  if (frame >= 0 && held.frame == frame) return false;
+  return held.context->IsValid();
+}
+
+}  // namespace
+
+bool CCefV8HandlerImpl::AddJsFunCallback(CefRefPtr<CefBrowser> browser, const std::string& key,
                                          const CefRefPtr<CefV8Value>& callback,
                                          const CefRefPtr<CefV8Context>& context,
-                                         const std::string& meta, int isJsSdk) {
-  if (!browser) return;
+                                         const std::string& meta, int isJsSdk, bool asks) {
+  if (!browser) return false;
   constexpr char kFn[] = "CCefV8HandlerImpl::AddJsFunCallback";
   // A wrap is filled before it is published and never written after: a callback that runs
   // outside the lock, or that registers its own key again while it runs, keeps a consistent
@@ -336,12 +358,14 @@ void CCefV8HandlerImpl::AddJsFunCallback(CefRefPtr<CefBrowser> browser, const st
   wrap->callback = callback;
   wrap->context = context;
   wrap->meta = meta;
+  wrap->frame = FrameOf(context);
+  wrap->owed = asks ? 1 : 0;
 
   std::lock_guard<std::mutex> lock(lock_);
   auto outer = callbacks_.find(browser->GetIdentifier());
   if (outer == callbacks_.end()) {
     callbacks_[browser->GetIdentifier()].emplace(key, wrap);
-    return;
+    return true;
   }
   TN_LOG(1, kFn, "find the browser cache!");
   auto& inner = outer->second;
@@ -350,11 +374,34 @@ void CCefV8HandlerImpl::AddJsFunCallback(CefRefPtr<CefBrowser> browser, const st
     inner.emplace(key, wrap);
     TN_LOG(1, kFn, "jscallback wrapper [%s][0x%08x]", key.c_str(),
            static_cast<unsigned>(reinterpret_cast<uintptr_t>(wrap.get())));
-    return;
+    return true;
   }
-  // The last registration wins.
+  // One registry serves every document of the browser, so a key can be asked for by two
+  // documents at once (a frame repeating its app's key while the app's answer is on its way).
+  // The answer stays with the document that asked first; the other gets nothing of it.
+  if (WaitsInAnotherDocument(*it->second, context, wrap->frame)) {
+    TN_LOG(4, kFn, "the callback [%s] waits for another document's answer, not replaced",
+           key.c_str());
+    return false;
+  }
+  // The last registration wins; the same document keeps the answers due to it.
   TN_LOG(1, kFn, "js callback exist, need modify [%s]", key.c_str());
+  if (it->second->context && context && it->second->context->IsSame(context))
+    wrap->owed += it->second->owed;
   it->second = wrap;
+  return true;
+}
+
+CefRefPtr<CJsCallbackWrap> CCefV8HandlerImpl::TakeAnswer(CefRefPtr<CefBrowser> browser,
+                                                         const std::string& key) {
+  if (!browser) return nullptr;
+  std::lock_guard<std::mutex> lock(lock_);
+  auto outer = callbacks_.find(browser->GetIdentifier());
+  if (outer == callbacks_.end()) return nullptr;
+  auto it = outer->second.find(key);
+  if (it == outer->second.end()) return nullptr;
+  if (it->second->owed > 0) --it->second->owed;
+  return it->second;
 }
 
 CefRefPtr<CJsCallbackWrap> CCefV8HandlerImpl::FindJsCallback(CefRefPtr<CefBrowser> browser,
@@ -447,7 +494,7 @@ void CCefV8HandlerImpl::RunBusinessCallback(CefRefPtr<CefBrowser> browser,
          action.c_str());
 
   // Calls that gave no callback end here.
-  CefRefPtr<CJsCallbackWrap> wrap = FindJsCallback(browser, MakeCallbackKey(business, action, id));
+  CefRefPtr<CJsCallbackWrap> wrap = TakeAnswer(browser, MakeCallbackKey(business, action, id));
   if (!wrap) return;
   const CefRefPtr<CefV8Context> context = wrap->context;
   if (!context) return;

@@ -4,6 +4,7 @@
 // object ends in Execute, told apart by name. It also keeps the registry of page callbacks,
 // keyed by browser and callback key, so that answers from the browser process find them.
 
+#include <cstdint>
 #include <map>
 #include <mutex>
 #include <string>
@@ -23,6 +24,10 @@ class CJsCallbackWrap : public CefBaseRefCounted {
   CefRefPtr<CefV8Value> callback;
   CefRefPtr<CefV8Context> context;
   std::string meta;
+  int64_t frame = -1;  // the identifier of the context's frame; -1 when it names none
+  // Answers still due to the document that registered the key by a call. The one field written
+  // after publication, under the registry's lock only.
+  int owed = 0;
 
   IMPLEMENT_REFCOUNTING(CJsCallbackWrap);
 };
@@ -56,11 +61,16 @@ class CCefV8HandlerImpl : public CefV8Handler {
                CefRefPtr<CefV8Value>& retval, CefString& exception) override;
 
   // The callback registry. The lock is taken for the maps only, never while script runs.
-  void AddJsFunCallback(CefRefPtr<CefBrowser> browser, const std::string& key,
+  // `asks`: the registration comes with a call whose answer is due to this document. A key
+  // that another live document waits on an answer for is not given away: false, and the
+  // registration is dropped (the last registration wins otherwise).
+  bool AddJsFunCallback(CefRefPtr<CefBrowser> browser, const std::string& key,
                         const CefRefPtr<CefV8Value>& callback,
                         const CefRefPtr<CefV8Context>& context, const std::string& meta,
-                        int isJsSdk);
+                        int isJsSdk, bool asks = false);
   CefRefPtr<CJsCallbackWrap> FindJsCallback(CefRefPtr<CefBrowser> browser, const std::string& key);
+  // FindJsCallback for an answer to a call: one answer fewer is due to the key's document.
+  CefRefPtr<CJsCallbackWrap> TakeAnswer(CefRefPtr<CefBrowser> browser, const std::string& key);
   // `payload` stays in the engine's UTF-16 from the message to the page.
   void ExecuteCallback(CefRefPtr<CefBrowser> browser, const std::string& key, int code,
                        const CefString& text, const CefString& format, const CefString& payload);

@@ -176,6 +176,7 @@ class ChromiumPages : public ChromiumViews {
   }
   void ExpectAnswersWithinTheCall();
   void ExpectCallsAnswersAndEvents();
+  void ExpectAnAnswerGoesToTheDocumentThatAskedForIt();
   tnmainui::InProcessEventBus bus{[this](std::function<void()> t) { engine.ui().PostTask(t); }};
   tnwebui::RenderProcess render{&module};
   LogCapture log;

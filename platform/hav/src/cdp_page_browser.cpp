@@ -119,7 +119,15 @@ void PageBrowser::OnNewDocument(const std::string& session, int executionContext
   entry->second.business = DocumentActsForTheWindow(session, executionContextId, mainFrame);
   engine_->order_->Admit({session, executionContextId}, entry->second.key,
                          mainFrame ? OriginOf(url()) : std::string());
-  render()->NewDocument({id_, session, executionContextId}, entry->second.business,
+  DocumentFrame frame;
+  auto context = contexts_.find({session, executionContextId});
+  if (context != contexts_.end() && !context->second.frame.empty()) {
+    auto [number, fresh] = frameNumbers_.emplace(context->second.frame, lastFrameNumber_ + 1);
+    if (fresh) ++lastFrameNumber_;
+    frame.id = number->second;
+    frame.main = context->second.frame == target_;
+  }
+  render()->NewDocument({id_, session, executionContextId}, frame, entry->second.business,
                         [this, session, executionContextId](const auto& names) {
                           auto it = documents_.find({session, executionContextId});
                           if (it == documents_.end()) return;
@@ -453,6 +461,7 @@ void PageBrowser::OnFrameDetached(const std::string& session) {
   if (frames_.count(session) == 0) return;
   ForgetContexts(session);
   ForgetDocuments(session);
+  frameNumbers_.erase(frames_[session]->target);
   frames_.erase(session);
   engine_->order_->ForgetSession(session);
 }
@@ -547,6 +556,8 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
   }
   if (method == "Page.frameDetached" && params["frameId"].isString()) {
     childFrames_.erase(params["frameId"].asString());
+    // A frame that moves to a renderer of its own stays the same frame.
+    if (params["reason"] != "swap") frameNumbers_.erase(params["frameId"].asString());
     return;
   }
   if (method == "Page.frameNavigated" && params["frame"]["url"].isString()) {

@@ -165,6 +165,20 @@ class LocalRenderSide::Browser final : public CefBrowser {
   IMPLEMENT_REFCOUNTING(Browser);
 };
 
+// A document's frame as its context names it: the module tells a new document of a frame apart
+// from a document of another frame by it.
+class LocalRenderSide::Frame final : public CefFrame {
+ public:
+  explicit Frame(const DocumentFrame& frame) : frame_(frame) {}
+  bool IsMain() override { return frame_.main; }
+  int64_t GetIdentifier() override { return frame_.id; }
+  CefString GetURL() override { return CefString(); }
+
+ private:
+  const DocumentFrame frame_;
+  IMPLEMENT_REFCOUNTING(Frame);
+};
+
 LocalRenderSide::LocalRenderSide(PageLink* link) : link_(link) {}
 
 LocalRenderSide::~LocalRenderSide() {
@@ -202,7 +216,7 @@ void LocalRenderSide::PageClosed(int browser) {
   }
 }
 
-void LocalRenderSide::NewDocument(const DocumentId& id, bool business,
+void LocalRenderSide::NewDocument(const DocumentId& id, const DocumentFrame& frame, bool business,
                                   std::function<void(const Names&)> done) {
   EndLeftDocuments();
   Names names;
@@ -211,8 +225,9 @@ void LocalRenderSide::NewDocument(const DocumentId& id, bool business,
     CefRefPtr<Browser> browser = BrowserFor(id.browser);
     Document document;
     document.business = business;
-    document.script = cef_inproc::CreateContext(browser.get(), nullptr);
-    notify->OnContextCreated(browser.get(), nullptr, document.script, business);
+    CefRefPtr<CefFrame> named = frame.id ? new Frame(frame) : nullptr;
+    document.script = cef_inproc::CreateContext(browser.get(), named);
+    notify->OnContextCreated(browser.get(), named, document.script, business);
     document.object = document.script->GetGlobal()->GetValue("tnpc");
     documents_[id] = document;
     if (document.object) {

@@ -102,10 +102,12 @@ class RemoteRenderSide final : public RenderSide {
     SendOp(transport_.get(), browser, op);
   }
   void PageClosed(int browser) override { SendOp(transport_.get(), browser, Op("closed")); }
-  void NewDocument(const DocumentId& document, bool business,
+  void NewDocument(const DocumentId& document, const DocumentFrame& frame, bool business,
                    std::function<void(const Names&)> done) override {
     Json::Value op = DocumentOp("document", document);
     op["business"] = business;
+    op["frame"] = static_cast<Json::Int64>(frame.id);
+    op["main"] = frame.main;
     op["request"] = Expect([done](const Json::Value& answer) {
       Names names;
       for (const Json::Value& name : answer["names"]) {
@@ -294,7 +296,10 @@ void Serve(LocalRenderSide* side, inproc::Transport* transport, const inproc::Co
     side->DocumentGone(document);
   } else if (name == "document" && ReadDocument(control, op, &document)) {
     const bool business = op["business"].isBool() && op["business"].asBool();
-    side->NewDocument(document, business, [&](const RenderSide::Names& names) {
+    DocumentFrame frame;
+    if (op["frame"].isInt64()) frame.id = op["frame"].asInt64();
+    frame.main = op["main"].isBool() && op["main"].asBool();
+    side->NewDocument(document, frame, business, [&](const RenderSide::Names& names) {
       Json::Value answer;
       answer["names"] = Json::Value(Json::arrayValue);
       for (const std::string& n : names) answer["names"].append(n);

@@ -39,6 +39,13 @@ struct DocumentId {
   }
 };
 
+// The frame a document is in: a number the same for every document of that frame (0 when not
+// known), and whether it is the page's main frame.
+struct DocumentFrame {
+  int64_t id = 0;
+  bool main = false;
+};
+
 // What the render side asks of the pages. Never waits for a page.
 class PageLink {
  public:
@@ -64,8 +71,8 @@ class RenderSide {
   // A new document: `done` gets the names of the native object's functions (none when the
   // render side puts no object there). `business`: it may act for its window (the business
   // functions; without, its object has the window's functions only, and what they would make
-  // the window do is dropped).
-  virtual void NewDocument(const DocumentId& document, bool business,
+  // the window do is dropped). The document's context names its `frame`.
+  virtual void NewDocument(const DocumentId& document, const DocumentFrame& frame, bool business,
                            std::function<void(const Names&)> done) = 0;
   virtual void DocumentGone(const DocumentId& document) = 0;
   // A page's call, `body` as the page sent it. `document.context` 0 takes the context that the
@@ -116,7 +123,7 @@ class LocalRenderSide final : public RenderSide {
   std::vector<std::string> ExtensionScripts() override;
   void PageState(int browser, bool canGoBack, bool canGoForward) override;
   void PageClosed(int browser) override;
-  void NewDocument(const DocumentId& document, bool business,
+  void NewDocument(const DocumentId& document, const DocumentFrame& frame, bool business,
                    std::function<void(const Names&)> done) override;
   void DocumentGone(const DocumentId& document) override;
   void Call(const DocumentId& document, const std::string& body, bool answerWithin,
@@ -125,6 +132,7 @@ class LocalRenderSide final : public RenderSide {
 
  private:
   class Browser;
+  class Frame;
   struct Document {
     CefRefPtr<CefV8Context> script;  // the render side's context of the document
     CefRefPtr<CefV8Value> object;    // its native object

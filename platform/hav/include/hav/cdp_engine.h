@@ -178,6 +178,9 @@ class HAV_API PageBrowser final : public Browser {
     std::string frame, origin;
   };
   std::map<std::pair<std::string, int>, Context> contexts_;
+  // Each frame's number, as the render side names a document's frame (never reused).
+  std::map<std::string, int64_t> frameNumbers_;
+  int64_t lastFrameNumber_ = 0;
   std::string mainOrigin_;
   // Whether the document of `context` in `session` is the main frame's, or one of its origin.
   bool OfTheWindowsOrigin(const std::string& session, int context) const;
