@@ -348,7 +348,7 @@ bool CCefV8HandlerImpl::AddJsFunCallback(CefRefPtr<CefBrowser> browser, const st
                                          const CefRefPtr<CefV8Value>& callback,
                                          const CefRefPtr<CefV8Context>& context,
                                          const std::string& meta, int isJsSdk, bool asks) {
-  if (!browser) return false;
+  if (!browser) return true;  // nothing registered, nothing refused
   constexpr char kFn[] = "CCefV8HandlerImpl::AddJsFunCallback";
   // A wrap is filled before it is published and never written after: a callback that runs
   // outside the lock, or that registers its own key again while it runs, keeps a consistent
@@ -392,26 +392,26 @@ bool CCefV8HandlerImpl::AddJsFunCallback(CefRefPtr<CefBrowser> browser, const st
   return true;
 }
 
-CefRefPtr<CJsCallbackWrap> CCefV8HandlerImpl::TakeAnswer(CefRefPtr<CefBrowser> browser,
-                                                         const std::string& key) {
+CefRefPtr<CJsCallbackWrap> CCefV8HandlerImpl::Lookup(CefRefPtr<CefBrowser> browser,
+                                                     const std::string& key, bool answer) {
   if (!browser) return nullptr;
   std::lock_guard<std::mutex> lock(lock_);
   auto outer = callbacks_.find(browser->GetIdentifier());
   if (outer == callbacks_.end()) return nullptr;
   auto it = outer->second.find(key);
   if (it == outer->second.end()) return nullptr;
-  if (it->second->owed > 0) --it->second->owed;
+  if (answer && it->second->owed > 0) --it->second->owed;
   return it->second;
+}
+
+CefRefPtr<CJsCallbackWrap> CCefV8HandlerImpl::TakeAnswer(CefRefPtr<CefBrowser> browser,
+                                                         const std::string& key) {
+  return Lookup(browser, key, true);
 }
 
 CefRefPtr<CJsCallbackWrap> CCefV8HandlerImpl::FindJsCallback(CefRefPtr<CefBrowser> browser,
                                                              const std::string& key) {
-  if (!browser) return nullptr;
-  std::lock_guard<std::mutex> lock(lock_);
-  auto outer = callbacks_.find(browser->GetIdentifier());
-  if (outer == callbacks_.end()) return nullptr;
-  auto it = outer->second.find(key);
-  return it == outer->second.end() ? nullptr : it->second;
+  return Lookup(browser, key, false);
 }
 
 void CCefV8HandlerImpl::ExecuteCallback(CefRefPtr<CefBrowser> browser, const std::string& key,

@@ -63,7 +63,8 @@ class CCefV8HandlerImpl : public CefV8Handler {
   // The callback registry. The lock is taken for the maps only, never while script runs.
   // `asks`: the registration comes with a call whose answer is due to this document. A key
   // that another live document waits on an answer for is not given away: false, and the
-  // registration is dropped (the last registration wins otherwise).
+  // registration is dropped (the last registration wins otherwise). Without a browser nothing
+  // is registered, and nothing refused.
   bool AddJsFunCallback(CefRefPtr<CefBrowser> browser, const std::string& key,
                         const CefRefPtr<CefV8Value>& callback,
                         const CefRefPtr<CefV8Context>& context, const std::string& meta,
@@ -127,6 +128,9 @@ class CCefV8HandlerImpl : public CefV8Handler {
                              CefRefPtr<CefV8Value>& retval);
 
   std::mutex lock_;
+  // The key's entry; `answer`: one answer fewer is due to it.
+  CefRefPtr<CJsCallbackWrap> Lookup(CefRefPtr<CefBrowser> browser, const std::string& key,
+                                    bool answer);
   std::map<int, std::map<std::string, CefRefPtr<CJsCallbackWrap>>> callbacks_;
   // The identities by document; entries of documents that have gone are dropped as new ones
   // come.

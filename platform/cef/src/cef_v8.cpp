@@ -3,6 +3,7 @@
 
 #include "cef/cef_v8.h"
 
+#include <atomic>
 #include <cmath>
 #include <limits>
 #include <map>
@@ -199,7 +200,7 @@ class LocalContext : public CefV8Context {
   }
 
  private:
-  bool valid_ = true;
+  std::atomic<bool> valid_{true};  // asked from any thread (the module's registry)
   CefRefPtr<CefBrowser> browser_;
   CefRefPtr<CefFrame> frame_;
   CefRefPtr<LocalValue> global_;

@@ -229,7 +229,13 @@ void LocalRenderSide::NewDocument(const DocumentId& id, const DocumentFrame& fra
     document.script = cef_inproc::CreateContext(browser.get(), named);
     notify->OnContextCreated(browser.get(), named, document.script, business);
     document.object = document.script->GetGlobal()->GetValue("tnpc");
-    documents_[id] = document;
+    // A renderer that replaced the frame's numbers its contexts anew: a document that left
+    // under the same number ends now.
+    auto [slot, added] = documents_.emplace(id, document);
+    if (!added) {
+      cef_inproc::InvalidateContext(slot->second.script);
+      slot->second = document;
+    }
     if (document.object) {
       std::vector<CefString> keys;
       document.object->GetKeys(keys);
