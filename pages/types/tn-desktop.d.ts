@@ -43,7 +43,8 @@ interface WindowProperty {
  * no Response comes back (the page's request ends empty).
  */
 interface DesktopCommands {
-  /** No items. Code 0, `data` a serialised {@link TavrinWindowData}. */
+  /** No items. Code 0, `data` a serialised {@link TavrinWindowData}; code 403 and no data for a
+   * page that is neither a client page nor of the origin the window was opened on. */
   '/window/init': [];
   /** No items; nothing. */
   '/window/min': [];
@@ -109,7 +110,7 @@ interface DesktopFolder { filePath: string; fileName: string; isFolder: true }
  * ParamList. `never`: the command writes nothing a page can see.
  */
 interface DesktopReplies {
-  '/window/init': DesktopReply<0, TavrinWindowData>;
+  '/window/init': DesktopReply<0, TavrinWindowData> | DesktopReply<403>;
   '/window/min': never;
   '/window/max': never;
   '/window/restore': never;
