@@ -2,6 +2,9 @@
 // site, a worker, its own dialogs) and each reports what it was allowed. The engine's log lines
 // say what it refused and what it answered for the page.
 
+#include <functional>
+#include <string>
+
 #include "demo.h"
 #include "tnmainui/inproc_host.h"
 
@@ -46,6 +49,40 @@ void Widgets(xhav::cdp::Engine& engine, ITnWebUI* factory, BusinessCore* core) {
   CloseChromiumPart(engine, page, "demo-widgets.png", view, nullptr, nullptr);
 }
 
+// A sign-in frame of another site breaks out of its client app when clicked: the page it puts
+// in the window reads none of the window's data, by the business action or the desktop.
+void Breakout(xhav::cdp::Engine& engine, ITnWebUI* factory, BusinessCore* core) {
+  Say("== a client app with a sign-in frame of another site that takes the whole window when "
+      "clicked, file://tavrin5main/breakout.html");
+  IBrowserView* view = nullptr;
+  OpenView(factory, u"Breakout", "file://tavrin5main/breakout.html", core, R"({"name":"the user"})",
+           &view);
+  xhav::cdp::PageBrowser* page = engine.browsers().back();
+  Json::Value r;
+  auto results = [&](const std::function<bool()>& until, int ms = 10000) {
+    return WaitFor(
+        [&] {
+          engine.ui().RunUntilIdle();
+          return page->Evaluate("window.results", &r, 300) && until();
+        },
+        ms);
+  };
+  results([&] { return r["app"].isString(); });
+  Say("  the app reads its initial data: %s", r["app"].asString().c_str());
+  results([] { return false; }, 500);  // the frame a moment to load
+  page->Click(100, 50);
+  results([&] { return r["landed"].asBool() && r["desktop"].isString(); });
+  results([] { return false; }, 300);  // an answer, were one given, a moment to arrive
+  Say("  the frame, clicked, put %s in the window; that page's GetInitData: %s; its "
+      "/window/init: %s",
+      page->url().c_str(), r["init"].isNull() ? "no answer" : r["init"].asString().c_str(),
+      r["desktop"].asString().c_str());
+  if (!r["landed"].asBool() || !r["init"].isNull() ||
+      r["desktop"].asString().find("the user") != std::string::npos)
+    Fail("a page that took a client window's main frame read the window's data");
+  CloseChromiumPart(engine, page, "demo-breakout.png", view, nullptr, nullptr);
+}
+
 }  // namespace
 
 void PageGuests() {
@@ -87,6 +124,7 @@ void PageGuests() {
                        dialogs["prompt"].isNull() && !minimised;
   if (!allowed) Fail("a guest of the light app was allowed what it should not be, or the app less");
   Widgets(engine, factory, core);
+  Breakout(engine, factory, core);
   CloseChromiumPart(engine, page, "demo-guests.png", view, factory, core);
 }
 
