@@ -228,11 +228,18 @@ xhav::cdp::PageBrowser* BreakOutOf(ChromiumPages* test, const char* to) {
   auto* page = test->OpenView(u"Breakout", url.c_str(), R"({"name":"the user","token":"session"})");
   Json::Value results;
   if (!page || !test->PumpResultsOf(page, &results, [](const Json::Value& r) {
-        return r["app"].isString() && r["app"].asString().find("the user") != std::string::npos;
+        return r["signin"].asBool() && r["app"].isString() &&
+               r["app"].asString().find("the user") != std::string::npos;
       }))
     return nullptr;
-  test->PumpFor(500);  // the frame a moment to load
-  return page->Click(100, 50) ? page : nullptr;
+  // The frame tells it is there before its link can take a click: clicked until the window
+  // leaves the app's page.
+  const std::string app = page->url();
+  for (int i = 0; i < 40; ++i) {
+    if (!page->Click(100, 50)) return nullptr;
+    if (test->PumpUntil([&] { return page->url() != app; }, 250)) return page;
+  }
+  return nullptr;
 }
 
 }  // namespace

@@ -133,6 +133,7 @@ class ChromiumPages : public ChromiumViews {
   void PumpFor(int ms) {
     Pump([] { return false; }, ms / 5);
   }
+  bool PumpUntil(const std::function<bool()>& done, int ms) { return Pump(done, ms / 5); }
   // Open for helpers outside the fixture: a view of org-1 on `url`.
   xhav::cdp::PageBrowser* OpenView(const std::u16string& name, const char* url,
                                    const std::string& initData) {

@@ -67,10 +67,20 @@ void Breakout(xhav::cdp::Engine& engine, ITnWebUI* factory, BusinessCore* core) 
         },
         ms);
   };
-  results([&] { return r["app"].isString(); });
+  results([&] { return r["app"].isString() && r["signin"].asBool(); });
   Say("  the app reads its initial data: %s", r["app"].asString().c_str());
-  results([] { return false; }, 500);  // the frame a moment to load
-  page->Click(100, 50);
+  // The frame tells it is there before its link can take a click: clicked until the window
+  // leaves the app's page.
+  const std::string app = page->url();
+  for (int i = 0; i < 40 && page->url() == app; ++i) {
+    page->Click(100, 50);
+    WaitFor(
+        [&] {
+          engine.ui().RunUntilIdle();
+          return page->url() != app;
+        },
+        250);
+  }
   results([&] { return r["landed"].asBool() && r["desktop"].isString(); });
   results([] { return false; }, 300);  // an answer, were one given, a moment to arrive
   Say("  the frame, clicked, put %s in the window; that page's GetInitData: %s; its "
