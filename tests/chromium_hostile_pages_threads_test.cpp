@@ -323,6 +323,21 @@ TEST_F(ChromiumRenderHost, AnAnswerGoesToTheDocumentThatAskedForIt) {
   ExpectAnAnswerGoesToTheDocumentThatAskedForIt();
 }
 
+// A frame of another site whose policy refuses the call origin has its object and its calls by
+// prompts, which the page's target raises for it: they are served as the frame's, at once.
+TEST_F(ChromiumPages, AFramesPromptsAreServedAsTheFramesOwn) {
+  auto* page = Open(u"CspFrame", u"org-1", "file://tavrin5main/csp-frames.html", "{}");
+  ASSERT_NE(page, nullptr);
+  Json::Value results;
+  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) {
+    return r["frame"].isObject();
+  })) << results.toStyledString();
+  const Json::Value& frame = results["frame"];
+  EXPECT_EQ(frame["tnpc"], "object") << frame.toStyledString();
+  EXPECT_EQ(frame["back"], "boolean");
+  EXPECT_LT(frame["ms"].asInt(), 5000);  // not the watchdog's answer
+}
+
 namespace {
 
 // A call whose body names its document twice is no call; the same call written once is.

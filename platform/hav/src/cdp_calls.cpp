@@ -44,7 +44,7 @@ bool Engine::TakeCallOnReader(const std::string& method, const Json::Value& para
 }
 
 bool Engine::ServeDialogCall(const std::string& session) {
-  std::optional<std::pair<bool, std::string>> call;
+  std::optional<DialogCall> call;
   {
     std::lock_guard<std::mutex> lock(dialogMutex_);
     auto it = dialogCalls_.find(session);
@@ -52,14 +52,18 @@ bool Engine::ServeDialogCall(const std::string& session) {
     call = std::move(it->second);
     dialogCalls_.erase(it);
   }
-  ServeCall(session, call->first, call->second, kDialogRequest + session);
+  // The dialog is the page's, whichever frame raised it, and is answered on the page's session
+  // (its request id says which); the call is the frame's, served on the frame's own session.
+  PageBrowser* page = PageOf(session);
+  const std::string frameSession = page ? page->SessionOfFrame(call->frame, session) : session;
+  ServeCall(frameSession, call->hello, call->body, kDialogRequest + session, call->frame);
   return true;
 }
 
 void Engine::ServeCall(const std::string& session, bool hello, const std::string& body,
-                       const Json::Value& requestId) {
+                       const Json::Value& requestId, const std::string& frame) {
   if (hello) {
-    ServeCallInTurn(session, true, body, requestId, 0);
+    ServeCallInTurn(session, true, body, requestId, 0, frame);
     return;
   }
   CallHead head;
@@ -105,7 +109,7 @@ void Engine::DropUnproven(PageBrowser* page, const char* way) {
 }
 
 void Engine::ServeCallInTurn(const std::string& session, bool hello, const std::string& body,
-                             const Json::Value& requestId, int context) {
+                             const Json::Value& requestId, int context, const std::string& frame) {
   PageBrowser* page = PageOf(session);
   // When the watchdog has answered, the page has gone on: the call runs without a waiting page.
   const bool answerWithin = watchdog_->Claim(requestId.asString());
@@ -115,9 +119,10 @@ void Engine::ServeCallInTurn(const std::string& session, bool hello, const std::
   }
   if (hello) {
     if (!answerWithin) return;  // the page has gone on without its object
-    page->OnHelloRequest(session, body, [this, session, requestId](const std::string& reply) {
-      FulfilCall(session, requestId, reply);
-    });
+    page->OnHelloRequest(session, frame, body,
+                         [this, session, requestId](const std::string& reply) {
+                           FulfilCall(session, requestId, reply);
+                         });
     return;
   }
   renderSide_->Call({page->id_, session, context}, body, answerWithin,
@@ -177,11 +182,11 @@ bool Engine::CallFromReader(const std::string& session, const std::string& body,
 
 bool Engine::DialogFromReader(const std::string& session, const Json::Value& params) {
   const std::string message = params["message"].isString() ? params["message"].asString() : "";
-  const std::string frame =
-      session + "\n" + (params["frameId"].isString() ? params["frameId"].asString() : "");
+  const std::string frameId = params["frameId"].isString() ? params["frameId"].asString() : "";
   std::string body;
-  const PromptCalls::Kind kind =
-      params["type"] == "prompt" ? prompts_->Take(frame, message, &body) : PromptCalls::Kind::kNone;
+  const PromptCalls::Kind kind = params["type"] == "prompt"
+                                     ? prompts_->Take(session + "\n" + frameId, message, &body)
+                                     : PromptCalls::Kind::kNone;
   if (kind == PromptCalls::Kind::kNone) {
     AnswerPageDialog(session, params);
     return true;
@@ -193,9 +198,13 @@ bool Engine::DialogFromReader(const std::string& session, const Json::Value& par
   const bool hello = kind == PromptCalls::Kind::kHello;
   const std::string requestId = kDialogRequest + session;
   watchdog_->Watch(requestId, session, hello ? 4 : 1);
-  if (!hello && CallFromReader(session, body, requestId)) return true;
+  // Here only a call of the session's own frame is served: another frame's session is the UI
+  // thread's to find.
+  PageBrowser* page = PageOf(session);
+  const bool ownFrame = frameId.empty() || (page && frameId == page->target());
+  if (!hello && ownFrame && CallFromReader(session, body, requestId)) return true;
   std::lock_guard<std::mutex> lock(dialogMutex_);
-  dialogCalls_[session] = {hello, std::move(body)};
+  dialogCalls_[session] = {hello, std::move(body), frameId};
   return false;
 }
 
@@ -225,11 +234,14 @@ void Engine::FulfilCall(const std::string& session, const Json::Value& requestId
 void Engine::CallAnswers::Fulfil(const std::string& session, const std::string& requestId,
                                  const std::string& reply) {
   if (IsDialogRequest(requestId)) {
+    // On the session that raised the dialog, which a frame's call need not be served on.
     Json::Value answer;
     answer["accept"] = true;
     answer["promptText"] = reply;
+    const std::string dialogSession = requestId.substr(std::strlen(kDialogRequest));
     std::lock_guard<std::mutex> lock(mutex_);
-    if (connection_) connection_->Send("Page.handleJavaScriptDialog", answer, session, nullptr);
+    if (connection_)
+      connection_->Send("Page.handleJavaScriptDialog", answer, dialogSession, nullptr);
     return;
   }
   Json::Value fulfil;

@@ -189,21 +189,46 @@ void PageBrowser::OnDocumentGone(const std::string& session, int executionContex
   render()->DocumentGone({id_, session, executionContextId});
 }
 
-void PageBrowser::OnHello(const std::string& token, const std::string& session, int context,
-                          std::function<void(const std::string&)> answer) {
+void PageBrowser::OnHelloBinding(const std::string& token, const std::string& session,
+                                 int context) {
   Hello& hello = hellos_[token];
+  if (hello.context != 0 && (hello.session != session || hello.context != context)) {
+    // Two documents name one token: neither learns a key by it.
+    EngineLog(kTnLogInfo, "PageBrowser::OnHelloBinding",
+              "browser " + std::to_string(id_) + ": a hello named by two documents is refused");
+    if (hello.answer) hello.answer("{\"handled\":false}");
+    hellos_.erase(token);
+    return;
+  }
   hello.session = session;
-  if (context) hello.context = context;
-  if (answer) hello.answer = std::move(answer);
+  hello.context = context;
   // A document that the engine has not seen as a page's own (a frame of the same site) is
-  // known from its request: it gets its object too.
-  if (context) OnNewDocument(session, context);
+  // known from its binding: it gets its object too.
+  OnNewDocument(session, context);
   AnswerHellos();
+}
+
+bool PageBrowser::HelloOfOneDocument(const Hello& hello) const {
+  // The request's frame, by its session, must be the binding's document's: a key goes only to
+  // the document that made the hello, whichever session the request arrived on.
+  if (SessionOfFrame(hello.requestFrame, hello.requestSession) != hello.session) return false;
+  if (hello.requestFrame.empty()) return true;
+  auto context = contexts_.find({hello.session, hello.context});
+  return context == contexts_.end() || context->second.frame.empty() ||
+         context->second.frame == hello.requestFrame;
 }
 
 void PageBrowser::AnswerHellos() {
   for (auto it = hellos_.begin(); it != hellos_.end();) {
     const Hello& hello = it->second;
+    if (hello.answer && hello.context != 0 && !HelloOfOneDocument(hello)) {
+      EngineLog(kTnLogInfo, "PageBrowser::AnswerHellos",
+                "browser " + std::to_string(id_) +
+                    ": a hello whose request is not of the document that made it is refused");
+      hello.answer("{\"handled\":false}");
+      it = hellos_.erase(it);
+      continue;
+    }
     auto document = documents_.find({hello.session, hello.context});
     if (!hello.answer || document == documents_.end() || !document->second.named) {
       ++it;
@@ -220,15 +245,24 @@ void PageBrowser::AnswerHellos() {
   }
 }
 
-void PageBrowser::OnHelloRequest(const std::string& session, const std::string& body,
+void PageBrowser::OnHelloRequest(const std::string& session, const std::string& frame,
+                                 const std::string& body,
                                  std::function<void(const std::string&)> answer) {
-  Json::Value hello;
-  if (!ParseJson(body, &hello) || !hello.isObject() || !hello["hello"].isString()) {
+  Json::Value request;
+  if (!ParseJson(body, &request) || !request.isObject() || !request["hello"].isString()) {
     answer("{\"handled\":false}");
     return;
   }
-  const std::string token = hello["hello"].asString();
-  OnHello(token, session, 0, std::move(answer));
+  const std::string token = request["hello"].asString();
+  Hello& hello = hellos_[token];
+  if (hello.answer) {
+    answer("{\"handled\":false}");  // a second request for one hello
+    return;
+  }
+  hello.requestSession = session;
+  hello.requestFrame = frame;
+  hello.answer = std::move(answer);
+  AnswerHellos();
   // While the page navigates, a request that no binding call has named yet is the leaving
   // document's (Chromium holds back its events while it waits here), or the new document's
   // that came before Chromium told of its commit (a busy machine). The new one's binding call
@@ -250,7 +284,7 @@ void PageBrowser::AnswerHellosOfALeavingDocument() {
   // back its events while its page waits in the request): it goes without its object rather
   // than holding the page, and the navigation, until the watchdog answers.
   for (auto it = hellos_.begin(); it != hellos_.end();) {
-    if (it->second.session == session_ && it->second.context == 0 && it->second.answer) {
+    if (it->second.requestSession == session_ && it->second.context == 0 && it->second.answer) {
       it->second.answer("{\"handled\":false}");
       it = hellos_.erase(it);
     } else {
@@ -264,7 +298,7 @@ void PageBrowser::OnPageCall(const std::string& session, const Json::Value& para
   Json::Value hello;
   if (params["payload"].asString().rfind("{\"hello\":", 0) == 0) {
     if (ParseJson(params["payload"].asString(), &hello) && hello["hello"].isString()) {
-      OnHello(hello["hello"].asString(), session, params["executionContextId"].asInt(), nullptr);
+      OnHelloBinding(hello["hello"].asString(), session, params["executionContextId"].asInt());
     }
     return;
   }
@@ -360,6 +394,16 @@ class PageBrowser::Frame final : public CefFrame {
   const int64_t id_;
   IMPLEMENT_REFCOUNTING(Frame);
 };
+
+std::string PageBrowser::SessionOfFrame(const std::string& frameId,
+                                        const std::string& session) const {
+  if (frameId.empty()) return session;
+  if (frameId == target_) return session_;
+  for (const auto& [frameSession, frame] : frames_) {
+    if (frame->target == frameId) return frameSession;
+  }
+  return session;
+}
 
 bool PageBrowser::IsTrustedFrame(const std::string& session, const std::string& frameId) const {
   if (session == session_) {

@@ -185,7 +185,8 @@ void Engine::ServeResource(const std::string& session, const Json::Value& params
   }
   if (IsCallUrl(params["request"]["url"])) {
     ServeCall(session, params["request"]["url"] == kHelloUrl, RequestBody(params["request"]),
-              params["requestId"]);
+              params["requestId"],
+              params["frameId"].isString() ? params["frameId"].asString() : "");
     return;
   }
   std::string path = ToClientUrl(url);

@@ -82,9 +82,13 @@ class HAV_API PageBrowser final : public Browser {
   // The page's bridge hands over its queued messages: the view gets "havFetchJSMessage", when
   // they come from the window's main document or a document of its origin.
   void OnFetchJSMessage(const std::string& session, const Json::Value& params);
-  // A new document's request for its native object; `answer` gets the names and its context.
-  void OnHelloRequest(const std::string& session, const std::string& body,
+  // A new document's request for its native object, from `frame` (its id; empty when not
+  // told); `answer` gets the names and its context.
+  void OnHelloRequest(const std::string& session, const std::string& frame, const std::string& body,
                       std::function<void(const std::string&)> answer);
+  // The session that serves frame `frameId`: a frame of another site has its own; the main
+  // frame and the frames in its process are `session`'s. `session` when the frame is unknown.
+  std::string SessionOfFrame(const std::string& frameId, const std::string& session) const;
   // Runs page function `handle` of the document in `executionContextId` with `args` (the
   // page's value form) without waiting for the page.
   void RunPageFunction(const std::string& session, int executionContextId, int handle,
@@ -191,15 +195,17 @@ class HAV_API PageBrowser final : public Browser {
   // A document's first request, named by its token: it waits for the document's execution
   // context (from the binding) and its object's names.
   struct Hello {
-    std::string session;
+    std::string session;  // the binding's: the document that made the hello
     int context = 0;
+    std::string requestSession, requestFrame;  // where the request came from
     std::function<void(const std::string&)> answer;
   };
   std::map<std::string, Hello> hellos_;
+  // Whether the hello's request came from the document whose binding made it.
+  bool HelloOfOneDocument(const Hello& hello) const;
   // Page functions due, by document, as one script each (UI thread).
   std::map<std::pair<std::string, int>, std::string> runs_;
-  void OnHello(const std::string& token, const std::string& session, int context,
-               std::function<void(const std::string&)> answer);
+  void OnHelloBinding(const std::string& token, const std::string& session, int context);
   void AnswerHellos();
   void AnswerHellosOfALeavingDocument();
   // The hello of `token`, unless its document has made itself known by now.
@@ -331,10 +337,11 @@ class HAV_API Engine {
   bool OnBrowserTargetEvent(const std::string& method, const Json::Value& params);
   void ServeResource(const std::string& session, const Json::Value& params);
   // `hello`: the document asks for its object; otherwise a call of the render side.
+  // `frame`: the id of the frame that made the call (its request's or its prompt's), if told.
   void ServeCall(const std::string& session, bool hello, const std::string& body,
-                 const Json::Value& requestId);
+                 const Json::Value& requestId, const std::string& frame);
   void ServeCallInTurn(const std::string& session, bool hello, const std::string& body,
-                       const Json::Value& requestId, int context);
+                       const Json::Value& requestId, int context, const std::string& frame = "");
   void FulfilCall(const std::string& session, const Json::Value& requestId,
                   const std::string& reply);
   // `done` as it is, or, with a call tracer set, `done` that tells the tracer of the call first.
@@ -380,7 +387,11 @@ class HAV_API Engine {
   std::mutex dialogMutex_;
   std::unique_ptr<PromptCalls> prompts_;  // the parts of calls that come as prompts
   // session -> (hello, body) of a prompted call that the UI thread serves
-  std::map<std::string, std::pair<bool, std::string>> dialogCalls_;
+  struct DialogCall {
+    bool hello = false;
+    std::string body, frame;
+  };
+  std::map<std::string, DialogCall> dialogCalls_;
   BindingHandler bindingHandler_;
   inproc::MessageTracer trace_;
   std::atomic<BusinessChannel*> channel_{nullptr};
