@@ -1,8 +1,9 @@
 // A page's requests to the desktop origin as the Chromium engine pauses them, with the frame
 // and the origin mixed in: the input is a paused request's JSON and whether its frame is the
 // window's, and its main frame. Nothing may crash; a frame that is not the window's, a
-// navigation, and a frame of an opaque origin are always refused; only a client origin or the
-// window's own is ever allowed to read an answer; a request that is served reaches a handler.
+// navigation, and a frame of an opaque origin are always refused; a request whose origin is
+// neither a client's nor the window's is refused; only a client origin or the window's own is
+// ever allowed to read an answer; a request that is served reaches a handler.
 
 #include <json/reader.h>
 #include <strings.h>
@@ -69,6 +70,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     }
   }
   if (!sender.mainFrame && !refused && origin == "null") std::abort();
+  // A request is its sender's: one whose Origin is neither a client origin nor the window's is
+  // never served, whichever frame it comes from.
+  if (!refused && origin.isString() && !origin.asString().empty() && origin != "null" &&
+      !xhav::cdp::IsClientOrigin(origin.asString()) && origin != sender.windowOrigin)
+    std::abort();
   for (const auto& [name, value] : plan.headers) {
     if (name == "Access-Control-Allow-Origin" && !xhav::cdp::IsClientOrigin(value) &&
         (value.empty() || value != sender.windowOrigin))

@@ -378,7 +378,9 @@ bool CCefV8HandlerImpl::AddJsFunCallback(CefRefPtr<CefBrowser> browser, const st
   }
   // One registry serves every document of the browser, so a key can be asked for by two
   // documents at once (a frame repeating its app's key while the app's answer is on its way).
-  // The answer stays with the document that asked first; the other gets nothing of it.
+  // Stricter than "the last registration wins", which holds within one document (two calls of
+  // an action with anonymous callbacks still share an entry): across documents the answer
+  // stays with the one that asked first and is still there, and the other gets nothing of it.
   if (WaitsInAnotherDocument(*it->second, context, wrap->frame)) {
     TN_LOG(4, kFn, "the callback [%s] waits for another document's answer, not replaced",
            key.c_str());

@@ -86,6 +86,11 @@ inline bool IsClientOrigin(const std::string& origin) {
   }
   return false;
 }
+// An origin that no other document shares: a sandboxed document's, a `data:` frame's (Chromium
+// says "://" of a context, "null" in a request's Origin).
+inline bool IsOpaqueOrigin(const std::string& origin) {
+  return origin.empty() || origin == "://" || origin == "null";
+}
 // "scheme://host[:port]" of an address; the whole text when it has no "://".
 inline std::string OriginOf(const std::string& url) {
   const auto scheme = url.find("://");
@@ -119,6 +124,14 @@ struct DesktopSender {
   bool mainFrame = false;    // the window's main frame itself
   std::string windowOrigin;  // the origin of the main frame's document
 };
+// Whether a request whose Origin header is `origin` was sent by the document that the sender's
+// frame holds now, rather than by one that left it (a keep-alive request from `pagehide`): the
+// main frame's document has the window's origin, a trusted frame's a client origin.
+inline bool SentByTheFramesDocument(const std::string& origin, const DesktopSender& sender) {
+  if (!sender.mainFrame) return IsClientOrigin(origin);
+  if (origin == "null") return IsOpaqueOrigin(sender.windowOrigin);
+  return origin == sender.windowOrigin;
+}
 HAV_API DesktopPlan PlanDesktopRequest(const Json::Value& params, const DesktopSender& sender);
 
 // Writes one line of the engine's log (the client's logger).

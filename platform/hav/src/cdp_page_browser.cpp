@@ -151,14 +151,7 @@ void PageBrowser::OnNewDocument(const std::string& session, int executionContext
                         });
 }
 
-namespace {
-
-// An origin that no other document shares: a sandboxed document's, a `data:` frame's.
-bool IsOpaqueOrigin(const std::string& origin) {
-  return origin.empty() || origin == "://" || origin == "null";
-}
-
-}  // namespace
+namespace {}  // namespace
 
 bool PageBrowser::OfTheWindowsOrigin(const std::string& session, int context) const {
   auto it = contexts_.find({session, context});

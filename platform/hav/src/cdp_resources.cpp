@@ -80,8 +80,11 @@ DesktopPlan PlanDesktopRequest(const Json::Value& params, const DesktopSender& s
     }
   }
   // A frame is judged by its origin, not its address: a sandboxed frame of a client page (its
-  // origin opaque, "null") is no client page.
+  // origin opaque, "null") is no client page. And by the document that sent the request, not
+  // the one the frame holds now: a request that a leaving document sent (a keep-alive fetch from
+  // `pagehide`) arrives after its frame went on to another address.
   if (origin == "null" && !sender.mainFrame) return plan;
+  if (!origin.empty() && !SentByTheFramesDocument(origin, sender)) return plan;
   // The answers are for the client's pages and for the window's own page, whatever its
   // origin (a light app served from its own site reads its /window/init): only they may read
   // them.
