@@ -1,8 +1,8 @@
 // What a page writes to the Chromium engine's call channel: call bodies (by request, prompt or
 // binding), prompt texts in parts, hellos and the requests' posted entries. The input is a run
 // of operations; a page's documents are admitted with their keys as the engine does. Nothing
-// may crash, a body proves its document only with that document's key, and forged calls leave
-// nothing behind in the order of calls.
+// may crash, a body proves its document only with that document's key, forged calls leave
+// nothing behind in the order of calls, and only an admitted document is known, with its origin.
 
 #include <json/reader.h>
 
@@ -57,7 +57,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     const uint8_t op = in.Byte();
     std::string text = in.Text();
     CallHead head;
-    switch (op % 6) {
+    switch (op % 7) {
       case 0:  // a call body by any way
       case 1: {
         if (!xhav::cdp::ReadCallHead(text, &head)) break;
@@ -66,7 +66,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
         const bool known = session == "page" && (head.context == 1 || head.context == 2);
         Check(proven == (known && head.key == kKeys[head.context - 1]));
         if (!proven) break;
-        if (op % 6 == 0) {
+        if (op % 7 == 0) {
           order.InTurn({session, head.context}, head.seq, [&ran] { ++ran; });
         } else {
           order.TakeTurn({session, head.context}, head.seq);
@@ -95,6 +95,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
       case 5:
         prompts.Forget("page");
         break;
+      case 6: {  // whether a document that sent a message is the page's: only admitted ones are
+        std::string origin;
+        const std::string session = op & 0x10 ? "frame" : "page";
+        const int context = 1 + (op >> 5) % 3;
+        if (!order.Known({session, context}, &origin)) break;
+        Check(session == "page" && context <= 2);
+        Check(origin == (context == 1 ? "https://tavrin5main.pages.invalid" : ""));
+        break;
+      }
     }
   }
   // Forged calls added no document: only the two admitted ones (or fewer) are known.

@@ -338,6 +338,26 @@ TEST_F(ChromiumPages, AFramesPromptsAreServedAsTheFramesOwn) {
   EXPECT_LT(frame["ms"].asInt(), 5000);  // not the watchdog's answer
 }
 
+// A page of another site makes a slow call and sends its window to a client page at once: the
+// call's message arrives after the client page committed, and is not judged by its address.
+void ChromiumPages::ExpectACallInFlightIsJudgedByItsOwnDocument() {
+  auto* page =
+      Open(u"InFlight", u"org-1", "https://tavrin5main.frames.invalid/inflight.html", "{}");
+  ASSERT_NE(page, nullptr);
+  AnswerEveryCallWith(u"ok");
+  ASSERT_TRUE(Pump([&] { return page->url() == "file://tavrin5main/index.html"; })) << page->url();
+  PumpFor(2000);  // the slow call's message, were it delivered, reaches the core meanwhile
+  EXPECT_EQ(CallsOf(cores.back(), u"secret"), 0);
+}
+
+TEST_F(ChromiumPages, ACallInFlightIsJudgedByItsOwnDocument) {
+  ExpectACallInFlightIsJudgedByItsOwnDocument();
+}
+
+TEST_F(ChromiumRenderHost, ACallInFlightIsJudgedByItsOwnDocument) {
+  ExpectACallInFlightIsJudgedByItsOwnDocument();
+}
+
 namespace {
 
 // A call whose body names its document twice is no call; the same call written once is.

@@ -93,7 +93,7 @@ bool Engine::ProveCall(const std::string& session, const std::string& body, int 
   // A document that has left runs its late calls (a beacon) only while the page's address
   // keeps its origin.
   PageBrowser* page = PageOf(session);
-  return !(page && !origin.empty() && origin != OriginOf(page->url()));
+  return !page || page->KeepsOrigin(origin);
 }
 
 PageBrowser* Engine::PageOf(const std::string& session) {

@@ -113,14 +113,24 @@ pid_t Engine::render_process() const { return renderSide_ ? renderSide_->process
 class Engine::Link final : public PageLink {
  public:
   explicit Link(Engine* engine) : engine_(engine) {}
-  void SendToBrowser(int browser, CefRefPtr<CefProcessMessage> message) override {
+  void SendToBrowser(int browser, CefRefPtr<CefProcessMessage> message,
+                     const DocumentId& from) override {
     // A process message arrives later, as one from another process would.
-    engine_->ui_.PostTask([this, browser, message] {
+    engine_->ui_.PostTask([this, browser, message, from] {
       PageBrowser* page = Find(browser);
       engine_->trace_("deliver", PID_BROWSER, browser, message);
-      if (page && page->alive() && page->notify_) {
-        inproc::DeliverToView(page->notify_, page->hostBrowser_, message);
+      if (!page || !page->alive() || !page->notify_) return;
+      // The view judges a message by the page's address as it is when the message arrives: a
+      // message of a document that has since left that address's origin is not the page's.
+      if (from.context != 0 && !page->SentByThePage(from)) {
+        EngineLog(kTnLogInfo, "Engine::Link",
+                  "browser " + std::to_string(browser) +
+                      ": a message of a document that the page's address no longer names is "
+                      "dropped: " +
+                      message->GetName().ToString());
+        return;
       }
+      inproc::DeliverToView(page->notify_, page->hostBrowser_, message);
     });
   }
   void RunPageFunction(const DocumentId& document, int handle, const std::string& args) override {

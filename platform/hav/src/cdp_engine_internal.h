@@ -198,6 +198,14 @@ class CallOrder {
     if (origin) *origin = it->second.origin;
     return true;
   }
+  // Whether the document `key` is known (or left a moment ago); `origin` gets the origin it had.
+  bool Known(const Key& key, std::string* origin) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto it = documents_.find(key);
+    if (it == documents_.end()) return false;
+    *origin = it->second.origin;
+    return true;
+  }
   // Runs `run` (UI thread) now, or when the calls before it have run. A call of a document that
   // is not known, or numbered beyond what a page makes, is dropped (false).
   bool InTurn(const Key& key, int seq, std::function<void()> run) {

@@ -160,6 +160,19 @@ bool PageBrowser::OfTheWindowsOrigin(const std::string& session, int context) co
   return !IsOpaqueOrigin(it->second.origin) && it->second.origin == mainOrigin_;
 }
 
+bool PageBrowser::KeepsOrigin(const std::string& origin) const {
+  return origin.empty() || origin == OriginOf(url());
+}
+
+bool PageBrowser::SentByThePage(const DocumentId& from) const {
+  // A main-frame document was admitted with its address's origin: while the page's address
+  // keeps it, the document (or the one that reloaded it) is the page's; once the address has
+  // another, a message that the document sent on its way out is not. That holds whichever of
+  // the commit and the old document's end the engine heard of first.
+  std::string origin;
+  return engine_->order_->Known({from.session, from.context}, &origin) && KeepsOrigin(origin);
+}
+
 bool PageBrowser::DocumentActsForTheWindow(const std::string& session, int context,
                                            bool mainFrame) const {
   // The main frame's document acts for its window: the view judges its business actions by

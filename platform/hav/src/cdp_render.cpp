@@ -136,7 +136,7 @@ class LocalRenderSide::Browser final : public CefBrowser {
     if (target != PID_BROWSER || !message || closed_) return false;
     if (!MayAct(message->GetName().ToString())) return false;
     // The sender may change its message once this returns: the link gets a copy.
-    link_->SendToBrowser(id_, message->Copy());
+    link_->SendToBrowser(id_, message->Copy(), acting_);
     return true;
   }
   void SetState(bool canGoBack, bool canGoForward) {
@@ -148,6 +148,8 @@ class LocalRenderSide::Browser final : public CefBrowser {
   // would have the window do is dropped (its object has the window's functions, by the
   // render process's contract, but they do not act for it).
   void SetActingWithoutRights(bool without) { withoutRights_ = without; }
+  // The document whose native function runs now: its messages are sent as its own.
+  void SetActing(const DocumentId& document) { acting_ = document; }
 
  private:
   bool MayAct(const std::string& what) {
@@ -158,6 +160,7 @@ class LocalRenderSide::Browser final : public CefBrowser {
     return false;
   }
   bool withoutRights_ = false;
+  DocumentId acting_;
   PageLink* link_;
   const int id_;
   bool canGoBack_ = false, canGoForward_ = false;
@@ -360,9 +363,11 @@ std::string LocalRenderSide::CallNative(const DocumentId& target, const std::str
   deferred_ = Json::Value(Json::arrayValue);
   CefRefPtr<Browser> browser = BrowserFor(id.browser);
   browser->SetActingWithoutRights(!document.business);
+  browser->SetActing(id);
   const cef_inproc::ScriptCallResult result =
       cef_inproc::CallFromScript(document.script, function, args);
   browser->SetActingWithoutRights(false);
+  browser->SetActing(DocumentId());
   syncDocument_ = DocumentId();
   reply["handled"] = result.handled;
   reply["ret"] = Encode(result.value);

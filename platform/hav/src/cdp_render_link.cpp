@@ -82,7 +82,16 @@ class RemoteRenderSide final : public RenderSide {
     transport_ =
         inproc::CreateSocketTransport(fds[0], PID_BROWSER, nullptr, [this] { FailPending(); });
     transport_->SetReceiver(PID_BROWSER, [this](int browser, CefRefPtr<CefProcessMessage> m) {
-      link_->SendToBrowser(browser, m);
+      DocumentId from;
+      {
+        std::lock_guard<std::mutex> lock(mutex_);
+        auto it = senders_.find(browser);
+        if (it != senders_.end()) {
+          from = it->second;
+          senders_.erase(it);
+        }
+      }
+      link_->SendToBrowser(browser, m, from);
     });
     transport_->SetControlReceiver([this](const inproc::Control& c) { OnControl(c); });
     std::unique_lock<std::mutex> lock(mutex_);
@@ -203,6 +212,9 @@ class RemoteRenderSide final : public RenderSide {
       });
     } else if (name == "navigate" && op["how"].isString()) {
       link_->Navigate(control.browserId, op["how"].asString());
+    } else if (name == "from" && ReadDocument(control, op, &document)) {
+      std::lock_guard<std::mutex> lock(mutex_);
+      senders_[control.browserId] = document;
     }
   }
 
@@ -221,6 +233,8 @@ class RemoteRenderSide final : public RenderSide {
   tnbase::TaskQueue* ui_;
   std::unique_ptr<inproc::Transport> transport_;
   pid_t pid_ = -1;
+  // Each browser's sender of the message that comes next (the reader thread's, under the lock).
+  std::map<int, DocumentId> senders_;
   std::mutex mutex_;
   std::condition_variable changed_;
   bool ready_ = false, gone_ = false;
@@ -235,7 +249,10 @@ class RemoteRenderSide final : public RenderSide {
 class SocketPageLink final : public PageLink {
  public:
   explicit SocketPageLink(inproc::Transport* transport) : transport_(transport) {}
-  void SendToBrowser(int browser, CefRefPtr<CefProcessMessage> message) override {
+  void SendToBrowser(int browser, CefRefPtr<CefProcessMessage> message,
+                     const DocumentId& from) override {
+    // The sender goes first, and the engine reads it with the message that follows.
+    SendOp(transport_, browser, DocumentOp("from", from));
     transport_->Send(PID_BROWSER, browser, message);
   }
   void RunPageFunction(const DocumentId& document, int handle, const std::string& args) override {

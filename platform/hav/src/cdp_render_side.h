@@ -50,7 +50,9 @@ struct DocumentFrame {
 class PageLink {
  public:
   virtual ~PageLink() = default;
-  virtual void SendToBrowser(int browser, CefRefPtr<CefProcessMessage> message) = 0;
+  // `from`: the document whose native function sent it (context 0 when none ran).
+  virtual void SendToBrowser(int browser, CefRefPtr<CefProcessMessage> message,
+                             const DocumentId& from) = 0;
   // Runs page function `handle` of `document` with `args` (the page's value form, JSON text).
   virtual void RunPageFunction(const DocumentId& document, int handle, const std::string& args) = 0;
   // "reload", "back" or "forward".

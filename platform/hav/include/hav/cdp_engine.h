@@ -40,6 +40,7 @@ class Engine;
 class PageBrowser;
 class CallOrder;
 struct CallHead;
+struct DocumentId;
 class PromptCalls;
 class RenderSide;
 
@@ -188,6 +189,12 @@ class HAV_API PageBrowser final : public Browser {
   std::string mainOrigin_;
   // Whether the document of `context` in `session` is the main frame's, or one of its origin.
   bool OfTheWindowsOrigin(const std::string& session, int context) const;
+  // Whether the page's address has `origin` (the origin a main-frame document had when it was
+  // admitted; empty for a frame's document, which its proof judged).
+  bool KeepsOrigin(const std::string& origin) const;
+  // Whether a message that a native function sent while it ran for `from` is the page's: its
+  // document is known and the page's address still has its origin.
+  bool SentByThePage(const DocumentId& from) const;
   // Whether that document may act for the window: the business functions, the window's
   // commands and its cookies, title and events.
   bool DocumentActsForTheWindow(const std::string& session, int context, bool mainFrame) const;
