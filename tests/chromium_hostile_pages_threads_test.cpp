@@ -361,22 +361,18 @@ TEST_F(ChromiumRenderHost, ACallInFlightIsJudgedByItsOwnDocument) {
 // An SDK identity that one window's app configured is that document's: a page of another site
 // in another window is still refused until it configures itself.
 TEST_F(ChromiumRenderHost, AnSdkIdentityStaysWithTheDocumentThatConfiguredIt) {
-  auto* app = Open(u"App", u"org-1", "file://tavrin5main/sdk-identity.html?config=1", "{}");
-  ASSERT_NE(app, nullptr);
-  AnswerEveryCallWith(u"{\"appIdImplId\":\"impl-of-the-app\"}");
   Json::Value results;
-  ASSERT_TRUE(PumpResults(app, &results, [](const Json::Value& r) {
-    return r["contacts"].isInt();
-  })) << results.toStyledString();
+  auto answered = [](const Json::Value& r) { return r["contacts"].isInt(); };
+  ASSERT_NE(OpenAnswered(u"App", "file://tavrin5main/sdk-identity.html?config=1",
+                         u"{\"appIdImplId\":\"impl-of-the-app\"}", &results, answered),
+            nullptr)
+      << results.toStyledString();
   EXPECT_EQ(results["config"], 0);
   EXPECT_EQ(results["contacts"], 0);
-  auto* other =
-      Open(u"Other", u"org-1", "https://tavrin5main.frames.invalid/sdk-identity.html", "{}");
-  ASSERT_NE(other, nullptr);
-  AnswerEveryCallWith(u"{}");
-  ASSERT_TRUE(PumpResults(other, &results, [](const Json::Value& r) {
-    return r["contacts"].isInt();
-  })) << results.toStyledString();
+  ASSERT_NE(OpenAnswered(u"Other", "https://tavrin5main.frames.invalid/sdk-identity.html", u"{}",
+                         &results, answered),
+            nullptr)
+      << results.toStyledString();
   EXPECT_EQ(results["contacts"], -4);  // PERMISSION_DENIED
 }
 

@@ -163,6 +163,16 @@ class ChromiumPages : public ChromiumViews {
       return S_OK;
     });
   }
+  // Opens `url` in a view of org-1 whose core answers every call with `answer`, and pumps until
+  // the page's results meet `until`; null when either fails.
+  xhav::cdp::PageBrowser* OpenAnswered(const std::u16string& name, const char* url,
+                                       std::u16string answer, Json::Value* results,
+                                       const std::function<bool(const Json::Value&)>& until) {
+    auto* page = Open(name, u"org-1", url, "{}");
+    if (!page) return nullptr;
+    AnswerEveryCallWith(std::move(answer));
+    return PumpResults(page, results, until) ? page : nullptr;
+  }
   // Opens the business page, whose core answers every call with `answer`, once its script has
   // had its answers.
   xhav::cdp::PageBrowser* OpenAnsweredBusinessPage(const std::u16string& name,
