@@ -192,6 +192,23 @@ TEST_F(Config, AGoodSignatureAnswersZeroAndLeavesTheAppsIdentity) {
   EXPECT_EQ(call.args[1], "\x08\x01\x10\x01");
 }
 
+// The identity is the configuring page's: once the window holds a page of another origin, its
+// calls carry none of it; back on the app's origin they do again.
+TEST_F(Config, TheIdentityStaysWithTheOriginThatConfiguredIt) {
+  AnswerWith(SignatureAnswer(true));
+  Call("config", R"({"payload":{"appId":"7-1001"}})");
+  EXPECT_EQ(SharedAppId(), "080710e907");
+  BrowserOf(view)->LoadUrl("https://elsewhere.test/page");
+  engine.RunUntilIdle();
+  AnswerWith(SignatureAnswer(true));
+  Call("biz.getAuthCode");
+  EXPECT_EQ(SharedAppId(), "");
+  BrowserOf(view)->LoadUrl("https://light.test/other");
+  engine.RunUntilIdle();
+  Call("biz.getAuthCode");
+  EXPECT_EQ(SharedAppId(), "080710e907");
+}
+
 TEST_F(Config, ABadSignatureIsRefusedButTheIdentityStays) {
   AnswerWith(SignatureAnswer(false));
   EXPECT_THAT(Call("config", R"({"payload":{"appId":"7","timestamp":"1700000000"}})"),

@@ -5,6 +5,7 @@
 
 #include "base/CommonFunc.h"
 #include "base/json.h"
+#include "base/resource_roots.h"
 #include "base/tn_log.h"
 #include "light/tavrin_browser_jssdk/function/choosers.h"
 #include "light/tavrin_browser_jssdk/function/config.h"
@@ -127,8 +128,9 @@ void TavrinJsSDK::onJsCall(const std::string& message) {
                  module_);
   function->SetCallbackId(id);
   function->Execute(handlerName, *arguments);
-  // What the last config left decides from here on; empty while none has run.
-  appIdImplId_ = sharedAppId_->Get();
+  // What the last config left decides from here on, for pages of its origin; empty while none
+  // has run.
+  appIdImplId_ = sharedAppId_->Get(OriginOf(PageUrlOf(browser_)));
   if (oneShot) delete function;
 }
 

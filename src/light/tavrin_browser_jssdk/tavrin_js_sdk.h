@@ -23,22 +23,27 @@ namespace tnwebui {
 
 class JsSdkFunction;
 
-// The application id that a `config` call leaves: written on the core's thread, read by the
-// dispatcher on the UI thread. Functions that write it share it with the SDK.
+// The application id that a `config` call leaves, with the origin of the page that made the
+// call. Functions that write it share it with the SDK; the lock keeps it whole whichever thread
+// writes. Stricter than "the last config decides" for every later call of the view: a page of
+// another origin that the window has gone to carries none of it, as an identity belongs to the
+// document that configured it.
 class SharedAppId {
  public:
-  std::string Get() const {
+  // The id, for a page of `origin`; empty for a page of any other.
+  std::string Get(const std::string& origin) const {
     std::lock_guard<std::mutex> lock(mutex_);
-    return text_;
+    return origin == origin_ ? text_ : std::string();
   }
-  void Set(std::string text) {
+  void Set(std::string text, std::string origin) {
     std::lock_guard<std::mutex> lock(mutex_);
     text_ = std::move(text);
+    origin_ = std::move(origin);
   }
 
  private:
   mutable std::mutex mutex_;
-  std::string text_;
+  std::string text_, origin_;
 };
 
 class TavrinJsSDK {

@@ -6,6 +6,7 @@
 
 #include "auth.pb.h"
 #include "base/CommonFunc.h"
+#include "base/resource_roots.h"
 #include "base/tn_log.h"
 #include "coretool.pb.h"
 #include "light/tavrin_browser_jssdk/function/go_adapters.h"
@@ -70,7 +71,7 @@ void JSConfigFunction::Execute(const std::string&, const Json::Value& params) {
     FormatText(hex, "%02x", byte);
     appIdHex += hex;
   }
-  if (sharedAppId) sharedAppId->Set(appIdHex);
+  if (sharedAppId) sharedAppId->Set(appIdHex, OriginOf(PageUrlOf(browser)));
   key->set_nonce(nonce);
   key->set_signature(signature);
   key->set_url(PageUrlOf(browser));
