@@ -20,13 +20,11 @@ int CallsOf(tnmainui::ScriptedBusinessCore* core, const char16_t* action) {
 }  // namespace
 
 TEST_F(ChromiumPages, AFrameCannotCallAsAnotherDocument) {
-  auto* page = Open(u"Forge", u"org-1", "file://tavrin5main/forge.html", "{}");
-  ASSERT_NE(page, nullptr);
-  AnswerEveryCallWith(u"for the page");
   Json::Value results;
-  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) {
-    return r["forgedFrames"].asInt() == 2 && r["mine"].isString();
-  })) << results.toStyledString();
+  auto* page = OpenAnswered(
+      u"Forge", "file://tavrin5main/forge.html", u"for the page", &results,
+      [](const Json::Value& r) { return r["forgedFrames"].asInt() == 2 && r["mine"].isString(); });
+  ASSERT_NE(page, nullptr) << results.toStyledString();
   Pump([] { return false; }, 100);  // beacons and bindings a moment to arrive
   ASSERT_TRUE(EvaluatePumping(page, "window.results", &results));
   EXPECT_EQ(results["mine"].asString(), "for the page");
@@ -171,13 +169,13 @@ TEST_F(ChromiumPages, APolicyThatShutsEveryChannelIsToldOnceAndOthersSeeNoRefusa
 // the SDK's answer stays text; a link in a widget that navigates the window to the desktop
 // origin leaves it where it is.
 TEST_F(ChromiumPages, OnlyDocumentsOfTheWindowsOriginActForIt) {
-  auto* page = Open(u"Widgets", u"org-1", "file://tavrin5main/widgets.html", "{}");
-  ASSERT_NE(page, nullptr);
-  AnswerEveryCallWith(u"the app's data");
   Json::Value results;
-  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) {
-    return r["widgets"].size() == 3 && r["mine"].isString() && r["answered"].size() >= 1;
-  })) << results.toStyledString();
+  auto* page = OpenAnswered(u"Widgets", "file://tavrin5main/widgets.html", u"the app's data",
+                            &results, [](const Json::Value& r) {
+                              return r["widgets"].size() == 3 && r["mine"].isString() &&
+                                     r["answered"].size() >= 1;
+                            });
+  ASSERT_NE(page, nullptr) << results.toStyledString();
   const Json::Value& foreign = results["widgets"]["foreign"];
   const Json::Value& sandboxed = results["widgets"]["sandboxed"];
   const Json::Value& same = results["widgets"]["same"];
@@ -340,7 +338,7 @@ TEST_F(ChromiumPages, AFramesPromptsAreServedAsTheFramesOwn) {
 
 // A page of another site makes a slow call and sends its window to a client page at once: the
 // call's message arrives after the client page committed, and is not judged by its address.
-void ChromiumPages::ExpectACallInFlightIsJudgedByItsOwnDocument() {
+TEST_F(ChromiumRenderHost, ACallInFlightIsJudgedByItsOwnDocument) {
   auto* page =
       Open(u"InFlight", u"org-1", "https://tavrin5main.frames.invalid/inflight.html", "{}");
   ASSERT_NE(page, nullptr);
@@ -348,14 +346,6 @@ void ChromiumPages::ExpectACallInFlightIsJudgedByItsOwnDocument() {
   ASSERT_TRUE(Pump([&] { return page->url() == "file://tavrin5main/index.html"; })) << page->url();
   PumpFor(2000);  // the slow call's message, were it delivered, reaches the core meanwhile
   EXPECT_EQ(CallsOf(cores.back(), u"secret"), 0);
-}
-
-TEST_F(ChromiumPages, ACallInFlightIsJudgedByItsOwnDocument) {
-  ExpectACallInFlightIsJudgedByItsOwnDocument();
-}
-
-TEST_F(ChromiumRenderHost, ACallInFlightIsJudgedByItsOwnDocument) {
-  ExpectACallInFlightIsJudgedByItsOwnDocument();
 }
 
 // An SDK identity that one window's app configured is that document's: a page of another site

@@ -229,13 +229,10 @@ TEST_F(ChromiumPages, APagesContentSecurityPolicyNeitherBreaksTnpcNorStopsProtec
 }
 
 TEST_F(ChromiumPages, AFrameOfAnotherSiteHasItsOwnTnpc) {
-  auto* page = Open(u"Frames", u"org-1", "file://tavrin5main/frames.html", "{}");
-  ASSERT_NE(page, nullptr);
-  AnswerEveryCallWith(u"to the frame");
   Json::Value results;
-  ASSERT_TRUE(PumpResults(page, &results, [](const Json::Value& r) {
-    return r["frame"].isObject();
-  })) << results.toStyledString();
+  auto* page = OpenAnswered(u"Frames", "file://tavrin5main/frames.html", u"to the frame", &results,
+                            [](const Json::Value& r) { return r["frame"].isObject(); });
+  ASSERT_NE(page, nullptr) << results.toStyledString();
   EXPECT_EQ(results["frame"]["frame"].asString(), "tavrin5.frames.invalid");
   EXPECT_EQ(results["frame"]["canGoBackType"].asString(), "boolean");
   EXPECT_EQ(results["frame"]["business"].asString(), "undefined");

@@ -188,7 +188,6 @@ class ChromiumPages : public ChromiumViews {
   void ExpectAnswersWithinTheCall();
   void ExpectCallsAnswersAndEvents();
   void ExpectAnAnswerGoesToTheDocumentThatAskedForIt();
-  void ExpectACallInFlightIsJudgedByItsOwnDocument();
   tnmainui::InProcessEventBus bus{[this](std::function<void()> t) { engine.ui().PostTask(t); }};
   tnwebui::RenderProcess render{&module};
   LogCapture log;

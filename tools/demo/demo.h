@@ -77,10 +77,11 @@ xhav::cdp::PageBrowser* OpenFramedPage(xhav::cdp::Engine& engine, ITnWebUI* fact
                                        RECT rect, IBrowserView** view);
 
 // Opens `url` as the view `name` in Chromium (`core` and "{}" as its initial data) and waits
-// until the page's script sets `window.results.ready`; the page, and the view in `view`.
+// until the page's script sets `window.results.ready`; the page, and the view in `view`, and
+// the results that were ready in `results` when given.
 xhav::cdp::PageBrowser* OpenReadyPage(xhav::cdp::Engine& engine, ITnWebUI* factory,
                                       const char16_t* name, const char* url, BusinessCore* core,
-                                      IBrowserView** view);
+                                      IBrowserView** view, Json::Value* results = nullptr);
 
 // The Chromium engine's options as in the client: the pages' render side lives in a render
 // host process, which loads the module too and prints its log lines as "[render]".

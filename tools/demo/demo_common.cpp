@@ -289,7 +289,7 @@ void AnswerEveryAction(tnmainui::ScriptedBusinessCore* core, const char* line) {
 
 xhav::cdp::PageBrowser* OpenReadyPage(xhav::cdp::Engine& engine, ITnWebUI* factory,
                                       const char16_t* name, const char* url, BusinessCore* core,
-                                      IBrowserView** view) {
+                                      IBrowserView** view, Json::Value* results) {
   OpenView(factory, name, url, core, "{}", view);
   xhav::cdp::PageBrowser* page = engine.browsers().back();
   Json::Value r;
@@ -297,6 +297,7 @@ xhav::cdp::PageBrowser* OpenReadyPage(xhav::cdp::Engine& engine, ITnWebUI* facto
     engine.ui().RunUntilIdle();
     return page->Evaluate("window.results", &r, 300) && r["ready"].asBool();
   });
+  if (results) *results = std::move(r);
   return page;
 }
 

@@ -18,10 +18,9 @@ void Widgets(xhav::cdp::Engine& engine, ITnWebUI* factory, BusinessCore* core) {
       "site, a sandboxed frame of the app's own address (its origin opaque), a frame of the "
       "app's origin");
   IBrowserView* view = nullptr;
-  xhav::cdp::PageBrowser* page =
-      OpenReadyPage(engine, factory, u"Widgets", "file://tavrin5main/widgets.html", core, &view);
   Json::Value r;
-  page->Evaluate("window.results", &r, 1000);
+  xhav::cdp::PageBrowser* page = OpenReadyPage(engine, factory, u"Widgets",
+                                               "file://tavrin5main/widgets.html", core, &view, &r);
   bool kept = true;
   for (const char* as : {"foreign", "sandboxed", "same"}) {
     const Json::Value& w = r["widgets"][as];
@@ -109,10 +108,9 @@ void PageGuests() {
   Say("== in Chromium: a light app with a frame of https://tavrin5.frames.invalid, a worker and "
       "dialogs, file://tavrin5main/guests.html");
   IBrowserView* view = nullptr;
-  xhav::cdp::PageBrowser* page =
-      OpenReadyPage(engine, factory, u"Guests", "file://tavrin5main/guests.html", core, &view);
   Json::Value r;
-  page->Evaluate("window.results", &r, 1000);
+  xhav::cdp::PageBrowser* page =
+      OpenReadyPage(engine, factory, u"Guests", "file://tavrin5main/guests.html", core, &view, &r);
   const Json::Value& app = r["app"];
   const Json::Value& frame = r["frame"];
   const Json::Value& dialogs = r["dialogs"];

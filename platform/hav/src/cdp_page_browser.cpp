@@ -151,8 +151,6 @@ void PageBrowser::OnNewDocument(const std::string& session, int executionContext
                         });
 }
 
-namespace {}  // namespace
-
 bool PageBrowser::OfTheWindowsOrigin(const std::string& session, int context) const {
   auto it = contexts_.find({session, context});
   if (it == contexts_.end()) return false;
