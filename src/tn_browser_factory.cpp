@@ -303,4 +303,16 @@ void TnBrowserFactory::RemoveBrowser(int32_t id) {
   }
 }
 
+bool TnBrowserFactory::PopupViewOpen(int32_t id, bool close) {
+  for (std::size_t i = 0;; ++i) {
+    FusionBrowser* element = At(i);
+    if (!element) return false;
+    if (!element->IsPbView()) continue;
+    xhav::Browser* browser = static_cast<TnBrowserPbUI*>(element)->browser();
+    if (!browser || browser->GetId() != id) continue;
+    if (close) browser->Close(1);
+    return true;
+  }
+}
+
 }  // namespace tnwebui

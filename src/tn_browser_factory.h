@@ -45,6 +45,9 @@ class TnBrowserFactory final : public ITnWebUI {
   TavrinBrowser* FindLightBrowserByName(const std::string& name);
   // Takes the window with this hav identifier out of the list and ends the factory's hold.
   void RemoveBrowser(int32_t id);
+  // Whether a popup view (CreatePopupView) with this hav identifier is open; `close` closes
+  // it, without asking it (UI thread).
+  bool PopupViewOpen(int32_t id, bool close = false);
 
   // How many windows the list holds.
   std::size_t size();

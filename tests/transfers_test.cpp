@@ -192,8 +192,8 @@ TEST_F(Transfers, TheCoresTotalsPassThroughAndNullDataEndsTheCall) {
       int32_t Size() override { return 3; }
     } block;
     responser->OnData(&block, 3, -1);
-    // The function ends here and is deleted on the global queue: the core must not touch it
-    // again (a later call would race with that deletion).
+    // The function ends here, cancels its transfer and is deleted on the global queue: the
+    // core calls it no more.
     responser->OnData(nullptr, 0, 0);
   });
   const std::string url = "https://s3.test/x.txt?v=1";
@@ -204,6 +204,9 @@ TEST_F(Transfers, TheCoresTotalsPassThroughAndNullDataEndsTheCall) {
                                    Template(8, tnwebui::sdk::kNoFile)));
   EXPECT_THAT(scripts[0], HasSubstr("\"total\":18446744073709551615"));
   EXPECT_EQ(ReadFile(CachePath(url)), "abc");
+  const auto calls = service.calls();
+  ASSERT_FALSE(calls.empty());
+  EXPECT_EQ(calls.back().operation, "CancelDownload");
 }
 
 TEST_F(Transfers, UploadFileHasTheHostFetchTheUrlAndNamesItsFile) {

@@ -133,6 +133,11 @@ class TnBrowserAdaptUI : public TnBrowserUI {
   TnBrowserAdaptCallback* callback_ = nullptr;
   WindowShadow* shadow_ = nullptr;
   bool renderCrashed_ = false;
+  // The popup views that this view's page made (hav identifiers): they close with it, and
+  // a page has at most kMaxPopups of them open (UI thread).
+  static constexpr std::size_t kMaxPopups = 4;
+  std::vector<int32_t> popups_;
+  void ClosePopups();
   std::vector<std::u16string> dragFiles_;
 
  private:

@@ -2,7 +2,9 @@
 // navigation, activation and dragging, to the end of a render process and of the browser.
 
 #include <QFileInfo>
+#include <algorithm>
 
+#include "adapt/tn_browser_pb_ui.h"
 #include "adapt/tn_browser_ui_adapt.h"
 #include "adapt/watermark.h"
 #include "base/CommonFunc.h"
@@ -190,6 +192,7 @@ void TnBrowserAdaptUI::OnRenderProcessTemerate(int32_t, int32_t status) {
 }
 
 void TnBrowserAdaptUI::OnBrowserDestroyed() {
+  ClosePopups();  // the hidden windows that the page made go with it
   if (businessCore_) businessCore_->OnViewClosed(this);
   if (pageHost_) {
     pageHost_->OnClosed();
@@ -244,8 +247,19 @@ void TnBrowserAdaptUI::OnRevealFile(TnString* url) {
 }
 
 void TnBrowserAdaptUI::OnPopup() {
-  xhav::BrowserParam* param = NewBrowserParam();
   TnBrowserFactory* factory = GetBrowserFactory();
+  if (factory) {
+    // The popup views of this page that are still open; a page that opens more gets none.
+    popups_.erase(std::remove_if(popups_.begin(), popups_.end(),
+                                 [factory](int32_t id) { return !factory->PopupViewOpen(id); }),
+                  popups_.end());
+    if (popups_.size() >= kMaxPopups) {
+      TN_LOG_TEXT(2, "TnBrowserAdaptUI::OnPopup",
+                  "a page's popup beyond its open ones is not made");
+      return;
+    }
+  }
+  xhav::BrowserParam* param = NewBrowserParam();
   if (!param) return;
   param->SetStartHidden(true);
   param->SetTopCenter(false);
@@ -253,8 +267,19 @@ void TnBrowserAdaptUI::OnPopup() {
   param->SetViewType(4);
   param->SetPopupOption(20);
   param->SetShowTitleBar(true);
-  if (factory) factory->CreatePopupView(0, "file://test/newpage.html", param);
+  if (factory) {
+    TnBrowserPbUI* popup = factory->CreatePopupView(0, "file://test/newpage.html", param);
+    xhav::Browser* browser = popup ? popup->browser() : nullptr;
+    if (browser) popups_.push_back(browser->GetId());
+  }
   param->Destroy();
+}
+
+void TnBrowserAdaptUI::ClosePopups() {
+  TnBrowserFactory* factory = GetBrowserFactory();
+  if (!factory) return;
+  for (int32_t id : popups_) factory->PopupViewOpen(id, true);
+  popups_.clear();
 }
 
 bool TnBrowserAdaptUI::OnInnerBusiness(const std::vector<std::u16string>& texts, void* callback) {

@@ -6,13 +6,19 @@
 #include <json/reader.h>
 #include <json/writer.h>
 
+#include <exception>
+
 namespace tnwebui {
 
 bool ParseJson(const std::string& text, Json::Value& out) {
   out = Json::Value();
   // A reader starts every parse afresh; one per thread saves making its stacks each time.
   thread_local Json::Reader reader;
-  if (reader.parse(text.data(), text.data() + text.size(), out, true)) return true;
+  try {
+    if (reader.parse(text.data(), text.data() + text.size(), out, true)) return true;
+  } catch (const std::exception&) {
+    // Nested deeper than the reader goes: the library throws rather than failing.
+  }
   out = Json::Value();
   return false;
 }

@@ -75,15 +75,19 @@ void JSDownloadFile::OnStart() {
   tnbase::createDirectories(tnbase::pathRemoveFileName(localPath));
   if (file) file->close();
   file = tnbase::File::open(localPath, kOpenFlags, kOpenMode);
-  if (file) return;
+  if (!file) Fail(handle);
+}
+
+void JSDownloadFile::Fail(int64_t handle) {
+  // The core calls no more once the transfer is cancelled: the function is deleted after this.
   if (tnbusiness::NetworkObject* network = Network()) network->CancelDownload(handle);
   End(sdk::kNoFile, "");
 }
 
 void JSDownloadFile::OnData(IGData* data, int64_t length, int64_t total) {
-  WaitForTask();
+  const int64_t handle = WaitForTask();
   if (ended) return;
-  if (!data || !file) return End(sdk::kNoFile, "");
+  if (!data || !file) return Fail(handle);
   file->write(data->Data(), static_cast<std::size_t>(data->Size()));
   loaded += static_cast<uint64_t>(length);
   SendEvent(ProgressText(localId, static_cast<uint64_t>(total), loaded), kDownloadProgressEvent);

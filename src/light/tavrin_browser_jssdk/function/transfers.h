@@ -57,6 +57,8 @@ class JSDownloadFile final : public JsSdkFunction, public Im::HTTPDownloadRespon
   // The last answer and the end; only the first end counts, so a finish that the core reports
   // after a failure neither answers again nor ends the function twice.
   void End(int32_t code, const std::string& id);
+  // A failure while the transfer runs: it is cancelled, then ended with code 41.
+  void Fail(int64_t handle);
   tnbusiness::NetworkObject* Network();
   int64_t WaitForTask();
 
