@@ -14,8 +14,10 @@
 #include <regex>
 
 #include "base/CommonFunc.h"
+#include "base/json.h"
 #include "base/resource_roots.h"
 #include "base/tn_log.h"
+#include "hav/json_text.h"
 #include "log_capture.h"
 #include "scratch_dir.h"
 #include "win/shell.h"
@@ -93,6 +95,18 @@ class PathWithOpener {
 };
 
 }  // namespace
+
+// A page's text nested deeper than the library reads (it throws there) is no JSON, to the
+// module and to the engine alike.
+TEST(Json, TextNestedDeeperThanTheReaderGoesIsNoJson) {
+  const std::string deep(100000, '[');
+  Json::Value value(1);
+  EXPECT_FALSE(tnwebui::ParseJson(deep, value));
+  EXPECT_TRUE(value.isNull());
+  EXPECT_FALSE(xhav::ParseJson(deep, &value));
+  EXPECT_FALSE(xhav::ParsePageJson("{\"a\":" + deep, &value));
+  EXPECT_TRUE(tnwebui::ParseJson("[[1]]", value));
+}
 
 TEST(ParserUrlParams, SplitsTheQueryAndKeepsTheFirstOfEqualKeys) {
   std::map<std::string, std::string> params;

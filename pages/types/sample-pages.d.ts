@@ -20,6 +20,8 @@ interface Window {
   /** conformance.html: every SDK name with what the demo gives; the close comes last. */
   runAll(given: any): Promise<unknown>;
   runClose(): void;
+  /** steady.html: makes `count` synchronous calls and keeps the slowest one's milliseconds. */
+  measure(count: number): unknown;
   summary(): unknown;
   /** conformance.html: resolves the wait for the end of a voice. */
   onVoiceEnd?: (value?: unknown) => void;

@@ -98,8 +98,8 @@ void SaveScreenshot(xhav::cdp::PageBrowser* page, const char* name);
 // The whole window of `page` as PNG at `path`: its title bar, if it has one, over the page's
 // screenshot; false when it can't be saved.
 bool SaveWindowPng(xhav::cdp::PageBrowser* page, const std::string& path);
-// Saves the page's screenshot, closes it and waits until it is gone, then lets go of the view,
-// the factory and the core (either may be null: kept).
+// Saves the page's screenshot (unless `shot` is null), closes it and waits until it is gone,
+// then lets go of the view, the factory and the core (either may be null: kept).
 void CloseChromiumPart(xhav::cdp::Engine& engine, xhav::cdp::PageBrowser* page, const char* shot,
                        IBrowserView* view, ITnWebUI* factory, BusinessCore* core);
 
@@ -167,6 +167,7 @@ void TypicalRequest();     // one business action over two processes and a socke
 void SessionTimeline();    // the timeline page draws the session's own trace
 void LightAppWorkbench();  // tnwebui-run checks the sample light apps
 void BackButton();         // the title bar's back button and a light app's answer to it
+void HostilePages();       // hostile pages try to hurt the client; an honest window goes on
 
 // Opens the timeline page and draws `part` of `trace` (JSON lines) in it; the page, its view in
 // `view`, and the page's report (`rendered`, `shown`, `parts`) in `drawn`.

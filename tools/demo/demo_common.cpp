@@ -247,6 +247,7 @@ void TraceRequests(xhav::cdp::Engine& engine) {
 }
 
 void SaveScreenshot(xhav::cdp::PageBrowser* page, const char* name) {
+  if (!name) return;  // a page whose picture the part does not keep
   std::string png;
   const std::string path = std::string(TNWEBUI_BUILD_DIR) + "/" + name;
   if (!page->CaptureScreenshot(&png)) return;

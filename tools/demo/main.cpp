@@ -32,7 +32,8 @@ int main(int argc, char** argv) {
                {"choosers", Choosers},
                {"conformance", Conformance},
                {"a light app's guests", PageGuests},
-               {"back button", BackButton}};
+               {"back button", BackButton},
+               {"hostile pages", HostilePages}};
   for (const auto& part : parts) {
     if (only && std::atoi(only) != ++index) continue;
     SetTracePart(part.name);

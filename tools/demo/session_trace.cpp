@@ -19,6 +19,7 @@
 #include <string>
 
 #include "demo.h"
+#include "hav/json_text.h"
 
 namespace demo {
 
@@ -58,9 +59,7 @@ const char* ScriptKind(const std::string& script) {
 }
 
 bool ParseCall(const std::string& body, Json::Value* call) {
-  static const Json::CharReaderBuilder builder;
-  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  return reader->parse(body.data(), body.data() + body.size(), call, nullptr) && call->isObject();
+  return xhav::ParseJson(body, call) && call->isObject();
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 
 #include "../demo/demo.h"
 #include "hav/cdp_engine.h"
+#include "hav/json_text.h"
 
 namespace run {
 namespace {
@@ -81,10 +82,8 @@ AppHost::AppHost(xhav::cdp::Engine& engine, const HostFile& file, const std::str
   channel_.SetTaker([this](const tnmainui::ChannelCall& call, IBrowserViewCallback* callback) {
     // A voice's length from the host file, by the file's name.
     Json::Value request;
-    std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
     const std::string json = Utf8(call.params[3]);
-    if (reader->parse(json.data(), json.data() + json.size(), &request, nullptr) &&
-        request.isObject() && request["filePath"].isString()) {
+    if (xhav::ParseJson(json, &request) && request.isObject() && request["filePath"].isString()) {
       auto known = file_.voices.find(BaseName(request["filePath"].asString()));
       if (known != file_.voices.end())
         player_.SetLength(request["filePath"].asString(), known->second);
@@ -163,8 +162,7 @@ std::vector<tnmainui::ChannelAnswer> AppHost::Answer(const tnmainui::ChannelCall
     bus_.Raise(7, "tn.onchooseresult", "json", chosen);
   } else if (action == "JSSdkShare") {
     Json::Value request;
-    std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-    reader->parse(json.data(), json.data() + json.size(), &request, nullptr);
+    xhav::ParseJson(json, &request);
     const Json::Value& event = request.isObject() ? request["eventName"] : Json::Value();
     if (event.isString()) {
       watch_.OnHost("the forward dialog: the user picks a chat");

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "hav/json_text.h"
 #include "sdk_declarations.h"
 
 namespace run {
@@ -13,11 +14,7 @@ namespace {
 
 constexpr std::size_t kLongest = 200;  // characters of a value shown in a line
 
-bool Parse(const std::string& text, Json::Value* value) {
-  static const Json::CharReaderBuilder builder;
-  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  return reader->parse(text.data(), text.data() + text.size(), value, nullptr);
-}
+bool Parse(const std::string& text, Json::Value* value) { return xhav::ParseJson(text, value); }
 
 std::string Compact(const Json::Value& value) {
   static const Json::StreamWriterBuilder builder = [] {

@@ -9,7 +9,7 @@
 #include "arg_list.h"
 #include "cdp_engine_internal.h"
 #include "cdp_render_side.h"
-#include "json_text.h"
+#include "hav/json_text.h"
 
 namespace xhav::cdp {
 
@@ -70,10 +70,10 @@ void Engine::ServeCall(const std::string& session, bool hello, const std::string
   bool gone = false;
   PageBrowser* page = PageOf(session);
   if (ProveCall(session, body, 0, &head, &gone) &&
-      order_->InTurn({session, head.context}, head.seq,
-                     [this, session, body, requestId, context = head.context] {
-                       ServeCallInTurn(session, false, body, requestId, context);
-                     })) {
+      InTurn({session, head.context}, head.seq,
+             [this, session, body, requestId, context = head.context] {
+               ServeCallInTurn(session, false, body, requestId, context);
+             })) {
     return;
   }
   if (page) DropUnproven(page, IsDialogRequest(requestId.asString()) ? "prompt" : "request");
@@ -102,10 +102,31 @@ PageBrowser* Engine::PageOf(const std::string& session) {
   return it == bySession_.end() ? nullptr : it->second;
 }
 
+bool Engine::InTurn(const CallOrder::Key& key, int seq, std::function<void()> run) {
+  bool waits = false;
+  if (!order_->InTurn(key, seq, std::move(run), &waits)) return false;
+  if (!waits) return true;
+  // A call numbered before this one is on its way, by the other way (the binding or a
+  // request): it comes within moments. One that was dropped on its way never comes; the calls
+  // after it then run without it.
+  const int awaited = order_->Awaited(key);
+  PostDelayed(kMissingCallMs, [this, key, awaited] {
+    if (order_->Awaited(key) != awaited) return;
+    EngineLog(kTnLogInfo, "Engine::InTurn",
+              "a document's call " + std::to_string(awaited) +
+                  " never came: the calls after it run without it");
+    order_->SkipMissing(key, awaited);
+  });
+  return true;
+}
+
 void Engine::DropUnproven(PageBrowser* page, const char* way) {
+  std::size_t held = 0;
+  if (!page->dropLog_->Take(&held)) return;
   EngineLog(kTnLogInfo, "Engine::DropUnproven",
             "browser " + std::to_string(page->id_) + ": a call (" + way +
-                ") that names no document of its own is dropped");
+                ") that names no document of its own is dropped" +
+                (held ? " (" + std::to_string(held) + " more before it not logged)" : ""));
 }
 
 void Engine::ServeCallInTurn(const std::string& session, bool hello, const std::string& body,

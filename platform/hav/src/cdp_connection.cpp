@@ -13,17 +13,38 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <filesystem>
 #include <future>
+#include <mutex>
+#include <unordered_map>
 
 #include "child_process.h"
-#include "json_text.h"
+#include "hav/json_text.h"
+#include "message_reader.h"
+#include "tnbase/logger.h"
 
 namespace xhav::cdp {
 
 namespace {
 
-constexpr std::size_t kMaxMessage = 256u << 20;  // a message of 100 MB fits
+void Log(int level, const char* function, const std::string& text) {
+  logger_write(level, __FILE__, __LINE__, function, text.data(), text.size());
+}
+
+// Chromium sandboxes its renderers, so that a page that breaks out of its renderer still
+// cannot act as the user. It cannot as root (it refuses to start): only then it runs without,
+// and the log says so once.
+bool Sandboxed() {
+  if (geteuid() != 0) return true;
+  static std::once_flag told;
+  std::call_once(told, [] {
+    Log(kTnLogError, "Connection::Launch",
+        "Chromium runs without its sandbox: the client runs as root, where Chromium cannot "
+        "sandbox its renderers");
+  });
+  return false;
+}
 
 std::string FreshProfileDir() {
   std::string dir = (std::filesystem::temp_directory_path() / "tnwebui-chromium-XXXXXX").string();
@@ -67,12 +88,13 @@ std::unique_ptr<Connection> Connection::Launch(const LaunchOptions& options, std
   const std::string tmp = profile + "/tmp";
   std::filesystem::create_directory(tmp);
   std::vector<std::string> args = {
-      options.executable, "--remote-debugging-pipe", "--no-sandbox", "--user-data-dir=" + profile,
+      options.executable, "--remote-debugging-pipe", "--user-data-dir=" + profile,
       "--disable-background-networking", "--disable-component-update", "--disable-sync",
       "--no-first-run", "--disable-gpu", "--disable-breakpad", "--disable-crash-reporter",
       // A page that is left goes away, as in an embedded browser:
       // no back-forward cache keeps it frozen.
       "--disable-features=BackForwardCache"};
+  if (!Sandboxed()) args.push_back("--no-sandbox");
   if (options.headless) args.push_back("--headless=new");
   args.insert(args.end(), options.extraArgs.begin(), options.extraArgs.end());
   args.push_back("about:blank");
@@ -90,8 +112,55 @@ std::unique_ptr<Connection> Connection::Launch(const LaunchOptions& options, std
   return connection;
 }
 
+// The runner's tasks of each lane: at most kShare of a lane stand in the runner's queue at a
+// time; the lane's others wait here and go to the back of the queue one by one.
+struct Connection::Lanes {
+  static constexpr int kShare = 8;
+  struct Lane {
+    std::deque<std::function<void()>> tasks;
+    int posted = 0;  // tasks of the runner that will each run one of `tasks`
+  };
+  std::mutex mutex;
+  std::unordered_map<std::string, Lane> lanes;
+
+  static void Add(const std::shared_ptr<Lanes>& self, tnbase::TaskQueue* runner,
+                  const std::string& lane, std::function<void()> task) {
+    {
+      std::lock_guard<std::mutex> lock(self->mutex);
+      Lane& l = self->lanes[lane];
+      l.tasks.push_back(std::move(task));
+      if (l.posted >= kShare) return;
+      ++l.posted;
+    }
+    runner->PostTask([self, runner, lane] { RunNext(self, runner, lane); });
+  }
+  static void RunNext(const std::shared_ptr<Lanes>& self, tnbase::TaskQueue* runner,
+                      const std::string& lane) {
+    std::function<void()> task;
+    bool again = false;
+    {
+      std::lock_guard<std::mutex> lock(self->mutex);
+      auto it = self->lanes.find(lane);
+      if (it == self->lanes.end()) return;
+      Lane& l = it->second;
+      if (!l.tasks.empty()) {
+        task = std::move(l.tasks.front());
+        l.tasks.pop_front();
+      }
+      // The other posted tasks each take one of the rest; any beyond them need this one again.
+      again = l.tasks.size() >= static_cast<std::size_t>(l.posted);
+      if (!again && --l.posted == 0) self->lanes.erase(it);
+    }
+    if (again) runner->PostTask([self, runner, lane] { RunNext(self, runner, lane); });
+    if (task) task();
+  }
+};
+
 Connection::Connection(pid_t pid, int toChromium, int fromChromium)
-    : pid_(pid), toChromium_(toChromium), fromChromium_(fromChromium) {
+    : pid_(pid),
+      toChromium_(toChromium),
+      fromChromium_(fromChromium),
+      lanes_(std::make_shared<Lanes>()) {
   reader_ = std::thread(&Connection::ReadLoop, this);
 }
 
@@ -131,14 +200,19 @@ void Connection::SetReaderHook(ReaderHook hook) {
   readerHook_ = std::move(hook);
 }
 
-void Connection::Post(std::function<void()> task) {
+void Connection::SetLostHandler(std::function<void()> handler) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  lostHandler_ = std::move(handler);
+}
+
+void Connection::Post(const std::string& lane, std::function<void()> task) {
   tnbase::TaskQueue* runner;
   {
     std::lock_guard<std::mutex> lock(mutex_);
     runner = runner_;
   }
   if (runner) {
-    runner->PostTask(std::move(task));
+    Lanes::Add(lanes_, runner, lane, std::move(task));
   } else {
     task();
   }
@@ -262,27 +336,43 @@ bool Connection::CallAll(const std::vector<std::pair<std::string, Json::Value>>&
 
 void Connection::ReadLoop() {
   pthread_setname_np(pthread_self(), "cdp-reader");
-  std::string buffer;
-  std::size_t scanned = 0;
-  char chunk[1 << 16];
+  MessageReader reader(kMaxMessage, kMaxPageMessage);
+  std::vector<char> chunk(1 << 16);
   for (;;) {
-    const ssize_t n = ::read(fromChromium_, chunk, sizeof chunk);
+    const ssize_t n = ::read(fromChromium_, chunk.data(), chunk.size());
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) break;
-    buffer.append(chunk, static_cast<std::size_t>(n));
-    // Split at each NUL; a message may arrive in many reads.
-    std::size_t start = 0;
-    for (;;) {
-      const std::size_t end = buffer.find('\0', std::max(start, scanned));
-      if (end == std::string::npos) break;
-      Dispatch(buffer.substr(start, end - start));
-      start = end + 1;
-    }
-    buffer.erase(0, start);
-    scanned = buffer.size();
-    if (buffer.size() > kMaxMessage) break;  // no message is this large
+    reader.Feed(
+        chunk.data(), static_cast<std::size_t>(n), [this](std::string text) { Dispatch(text); },
+        [this](const std::string& start, std::size_t limit) {
+          ++messagesSkipped_;
+          Log(kTnLogInfo, "Connection::ReadLoop",
+              "a message longer than " + std::to_string(limit) + " bytes is skipped: " + start);
+        });
   }
-  closed_ = true;
+  if (closed_.exchange(true)) return;  // closed by this side
+  // Chromium has gone: the commands in flight hear of it, and so does the owner.
+  Log(kTnLogError, "Connection::ReadLoop", "the connection to Chromium is lost");
+  std::map<int, Callback> pending;
+  std::set<int> direct;
+  std::function<void()> lost;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    pending.swap(pending_);
+    direct.swap(direct_);
+    lost = lostHandler_;
+  }
+  Json::Value error;
+  error["message"] = "connection lost";
+  for (auto& [id, callback] : pending) {
+    if (!callback) continue;
+    if (direct.count(id)) {
+      callback(Json::Value(), error);
+    } else {
+      Post("", [callback = std::move(callback), error] { callback(Json::Value(), error); });
+    }
+  }
+  if (lost) lost();
 }
 
 void Connection::Dispatch(const std::string& text) {
@@ -307,7 +397,10 @@ void Connection::Dispatch(const std::string& text) {
     if (direct) {
       callback(*result, *error);
     } else {
-      Post([callback, result, error] { callback(*result, *error); });
+      // In its session's order: an answer comes after the session's events before it.
+      const std::string session =
+          message["sessionId"].isString() ? message["sessionId"].asString() : "";
+      Post(session, [callback, result, error] { callback(*result, *error); });
     }
     return;
   }
@@ -325,7 +418,7 @@ void Connection::Dispatch(const std::string& text) {
   if (hook && hook(method, message["params"], session)) return;
   if (!handler) return;
   auto params = std::make_shared<Json::Value>(std::move(message["params"]));
-  Post([handler, method, params, session] { handler(method, *params, session); });
+  Post(session, [handler, method, params, session] { handler(method, *params, session); });
 }
 
 }  // namespace xhav::cdp

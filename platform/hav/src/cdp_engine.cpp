@@ -11,8 +11,8 @@
 #include "cef/cef_task.h"
 #include "cef/inproc_v8.h"
 #include "hav/handler_table.h"
+#include "hav/json_text.h"
 #include "host_browser.h"
-#include "json_text.h"
 
 namespace xhav::cdp {
 
@@ -56,21 +56,33 @@ Engine::Engine(EngineOptions options, int processType)
   cef_inproc::SetTaskRunner(TID_UI, &ui_);
   // Messages posted to windows run on the UI thread, as the system's message loop runs them.
   win::SetMessagePoster([this](std::function<void()> task) { ui_.PostTask(std::move(task)); });
-  connection_ = Connection::Launch(options_.launch, &error_);
-  if (!connection_) return;
-  connection_->SetRunner(&ui_);
-  // Targets that pages open (popups) and the end of every target are told on the browser's
-  // own session.
-  Json::Value discover;
-  discover["discover"] = true;
-  connection_->Call("Target.setDiscoverTargets", discover, "", nullptr);
   order_ = std::make_unique<CallOrder>();
   prompts_ = std::make_unique<PromptCalls>();
   watchdog_ = std::make_unique<SyncWatchdog>(
       options_.syncCallLimitMs, [this](const std::string& session, const std::string& request) {
         FulfilCall(session, request, "{\"handled\":false}");
       });
-  answers_ = std::make_shared<CallAnswers>(connection_.get());
+  if (!Connect()) return;
+  if (!StartRenderSide()) {
+    answers_->Close();
+    connection_.reset();
+  }
+}
+
+bool Engine::Connect() {
+  connection_ = Connection::Launch(options_.launch, &error_);
+  if (!connection_) return false;
+  connection_->SetRunner(&ui_);
+  // Targets that pages open (popups) and the end of every target are told on the browser's
+  // own session.
+  Json::Value discover;
+  discover["discover"] = true;
+  connection_->Call("Target.setDiscoverTargets", discover, "", nullptr);
+  if (answers_) {
+    answers_->Reset(connection_.get());
+  } else {
+    answers_ = std::make_shared<CallAnswers>(connection_.get());
+  }
   connection_->SetReaderHook(
       [this](const std::string& method, const Json::Value& params, const std::string& session) {
         return TakeCallOnReader(method, params, session);
@@ -79,10 +91,36 @@ Engine::Engine(EngineOptions options, int processType)
       [this](const std::string& method, const Json::Value& params, const std::string& session) {
         OnEvent(method, params, session);
       });
-  if (!StartRenderSide()) {
-    answers_->Close();
-    connection_.reset();
+  Connection* connection = connection_.get();
+  connection_->SetLostHandler(
+      [this, connection] { ui_.PostTask([this, connection] { OnConnectionLost(connection); }); });
+  return true;
+}
+
+void Engine::OnConnectionLost(Connection* connection) {
+  if (connection != connection_.get()) return;
+  // Every window of the lost browser has gone with it: each view hears that its page ended
+  // and that its browser closed. The next window starts Chromium anew.
+  EngineLog(kTnLogError, "Engine::OnConnectionLost",
+            "Chromium has gone: its windows are closed, the next one starts it anew");
+  lost_ = true;
+  answers_->Close();
+  for (PageBrowser* page : browsers()) {
+    if (!page->alive()) continue;
+    if (page->notify_) page->notify_->OnRenderProcessTemerate(0, 0);
+    page->FinishClose();
   }
+}
+
+bool Engine::Reconnect() {
+  if (!lost_) return connection_ != nullptr;
+  lost_ = false;
+  connection_.reset();  // ends what is left of the lost browser
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    contexts_.clear();  // the cookie spaces of the browser that has gone
+  }
+  return Connect();
 }
 
 Engine::~Engine() {
@@ -103,6 +141,8 @@ Engine::~Engine() {
 }
 
 Core* Engine::core() { return core_.get(); }
+
+std::size_t Engine::prompt_bytes_held() const { return prompts_ ? prompts_->held() : 0; }
 
 RenderHost* Engine::render_host() { return renderHost_; }
 
@@ -201,7 +241,7 @@ std::string Engine::ContextFor(const std::string& space) {
 bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* notify,
                            Browser** out) {
   if (out) *out = nullptr;
-  if (!connection_) return false;
+  if (!connection_ || !Reconnect()) return false;
   const inproc::BrowserParamRecord record = inproc::ReadBrowserParam(param);
   // Each cookie space is a browser context: two accounts never share cookies.
   const std::string context = ContextFor(record.cookieSpace);
@@ -238,7 +278,14 @@ bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* 
       });
   static_cast<inproc::HostBrowser*>(browser->hostBrowser_.get())
       ->SetHostWindow(browser->hostWindow_);
-  SetUpSession(session);
+  if (!SetUpSession(session)) {
+    // A window whose requests would not be served shows nothing: it is not made.
+    EngineLog(kTnLogError, "Engine::CreateBrowser",
+              "browser " + std::to_string(id) + ": its page could not be set up, it is closed");
+    browser->notify_ = nullptr;  // the view never had this browser
+    browser->Close(1);
+    return false;
+  }
   if (out) *out = browser;
 
   // The view learns of its window first; the first navigation follows the view's set-up, so
@@ -257,9 +304,7 @@ void Engine::PostDelayed(int ms, std::function<void()> task) {
   watchdog_->After(ms, [this, task = std::move(task)] { ui_.PostTask(task); });
 }
 
-void Engine::SetUpSession(const std::string& session) {
-  // Every step is in force before the session's first document: all are sent at once, in
-  // order, and each has its answer before this returns.
+std::vector<std::pair<std::string, Json::Value>> Engine::SessionSetUp() {
   Json::Value binding;
   binding["name"] = "__tnpcNative";
   // hav's own channel for light apps' bridges: window.havFetchJSMessage(text).
@@ -267,7 +312,6 @@ void Engine::SetUpSession(const std::string& session) {
   fetchMessages["name"] = kFetchJSMessage;
   Json::Value shim;
   shim["source"] = ShimScript();
-  const Json::Value fetch = FetchPatterns();
   Json::Value attach;
   attach["autoAttach"] = true;
   attach["waitForDebuggerOnStart"] = true;
@@ -275,20 +319,48 @@ void Engine::SetUpSession(const std::string& session) {
   std::vector<std::pair<std::string, Json::Value>> steps = {
       {"Page.enable", Json::Value()},
       {"Runtime.enable", Json::Value()},
-      {"Inspector.enable", Json::Value()},  // a renderer's crash
-      {"Log.enable", Json::Value()},        // policies' refusals
-      {"Runtime.addBinding", binding},
-      {"Runtime.addBinding", fetchMessages},
-      {"Page.addScriptToEvaluateOnNewDocument", shim}};
+      {"Inspector.enable", Json::Value()}};  // a renderer's crash
+  {
+    // The log's entries (policies' refusals) only for a tracer of the pages' messages.
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (pageMessageTracer_) steps.emplace_back("Log.enable", Json::Value());
+  }
+  steps.emplace_back("Runtime.addBinding", binding);
+  steps.emplace_back("Runtime.addBinding", fetchMessages);
+  steps.emplace_back("Page.addScriptToEvaluateOnNewDocument", shim);
   for (const std::string& extension : renderSide_->ExtensionScripts()) {
     Json::Value script;
     script["source"] = extension;
     steps.emplace_back("Page.addScriptToEvaluateOnNewDocument", script);
   }
-  steps.emplace_back("Fetch.enable", fetch);
+  steps.emplace_back("Fetch.enable", FetchPatterns());
   // Frames of other sites are targets of their own: they are attached and set up the same way.
   steps.emplace_back("Target.setAutoAttach", attach);
-  connection_->CallAll(steps, session);
+  return steps;
+}
+
+bool Engine::SetUpSession(const std::string& session) {
+  // Every step is in force before the session's first document: all are sent at once, in
+  // order, and each has its answer before this returns.
+  return connection_->CallAll(SessionSetUp(), session);
+}
+
+void Engine::SetUpFrameSession(const std::string& session, int browser) {
+  // Chromium runs a session's commands in order, and the frame waits for the last one: the
+  // steps are sent without waiting for their answers, so no frame ever holds the UI thread.
+  for (auto& [method, params] : SessionSetUp()) {
+    Connection::Callback failed;
+    if (method == "Fetch.enable") {
+      failed = [browser](const Json::Value&, const Json::Value& error) {
+        if (error.isNull()) return;
+        EngineLog(kTnLogError, "Engine::SetUpFrameSession",
+                  "browser " + std::to_string(browser) +
+                      ": a frame's requests cannot be served: " + WriteJson(error));
+      };
+    }
+    connection_->Send(method, params, session, std::move(failed));
+  }
+  connection_->Send("Runtime.runIfWaitingForDebugger", Json::Value(), session, nullptr);
 }
 
 Json::Value Engine::FetchPatterns() {

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "hav/cdp_engine.h"
+#include "hav/json_text.h"
 #include "tnbase/logger.h"
 
 namespace xhav::cdp {
@@ -134,6 +135,36 @@ inline bool SentByTheFramesDocument(const std::string& origin, const DesktopSend
 }
 HAV_API DesktopPlan PlanDesktopRequest(const Json::Value& params, const DesktopSender& sender);
 
+// A member of `value` when it is an object (jsoncpp throws on a member of another type).
+inline const Json::Value& Member(const Json::Value& value, const char* name) {
+  static const Json::Value kNull;
+  return value.isObject() ? value[name] : kNull;
+}
+
+// A console argument as the console would print it: a string as it is, a number or a boolean
+// by its value, an object by its description.
+inline std::string ConsoleText(const Json::Value& arg) {
+  const Json::Value& value = Member(arg, "value");
+  if (value.isString()) return value.asString();
+  if (value.isNumeric() || value.isBool()) return WriteJson(value);
+  for (const char* name : {"unserializableValue", "description", "type"}) {
+    if (Member(arg, name).isString()) return Member(arg, name).asString();
+  }
+  return std::string();
+}
+
+// "address:line" of a stack's top frame, or of an exception's or entry's own place.
+inline std::string Where(const Json::Value& place) {
+  const Json::Value& frames = Member(Member(place, "stackTrace"), "callFrames");
+  const Json::Value& top = frames.isArray() && !frames.empty() ? frames[0] : Json::Value::null;
+  const Json::Value& at = top.isObject() ? top : place;
+  const Json::Value& url = Member(at, "url");
+  if (!url.isString() || url.asString().empty()) return std::string();
+  const Json::Value& line = Member(at, "lineNumber");
+  return Engine::ToClientUrl(url.asString()) + ":" +
+         std::to_string(line.isInt() ? static_cast<long long>(line.asInt()) + 1 : 0);
+}
+
 // Writes one line of the engine's log (the client's logger).
 void EngineLog(int level, const char* function, const std::string& text);
 
@@ -207,8 +238,10 @@ class CallOrder {
     return true;
   }
   // Runs `run` (UI thread) now, or when the calls before it have run. A call of a document that
-  // is not known, or numbered beyond what a page makes, is dropped (false).
-  bool InTurn(const Key& key, int seq, std::function<void()> run) {
+  // is not known, or numbered beyond what a page makes, is dropped (false). `waits` (when
+  // given) tells whether the call waits for calls before it.
+  bool InTurn(const Key& key, int seq, std::function<void()> run, bool* waits = nullptr) {
+    if (waits) *waits = false;
     {
       std::lock_guard<std::mutex> lock(mutex_);
       auto doc = documents_.find(key);
@@ -217,22 +250,33 @@ class CallOrder {
       if (!d.gone && seq > d.next) {
         if (seq - d.next > kMaxAhead || d.waiting.size() >= kMaxWaiting) return false;
         d.waiting.emplace(seq, std::move(run));
+        if (waits) *waits = true;
         return true;
       }
     }
-    for (;;) {
-      run();
+    RunFrom(key, seq, std::move(run));
+    return true;
+  }
+  // The number of the call that the document `key` waits for (0: none, or not known).
+  int Awaited(const Key& key) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto doc = documents_.find(key);
+    return doc == documents_.end() || doc->second.waiting.empty() ? 0 : doc->second.next;
+  }
+  // The document still waits for call `seq`, which is not coming (a call that was dropped on
+  // its way): the calls after it run in their order (UI thread).
+  void SkipMissing(const Key& key, int seq) {
+    std::function<void()> run;
+    {
       std::lock_guard<std::mutex> lock(mutex_);
       auto doc = documents_.find(key);
-      if (doc == documents_.end() || doc->second.gone) return true;
+      if (doc == documents_.end() || doc->second.next != seq || doc->second.waiting.empty()) return;
       Document& d = doc->second;
-      d.next = std::max(d.next, seq + 1);
-      auto due = d.waiting.find(d.next);
-      if (due == d.waiting.end()) return true;
-      seq = due->first;
-      run = std::move(due->second);
-      d.waiting.erase(due);
+      seq = d.waiting.begin()->first;
+      run = std::move(d.waiting.begin()->second);
+      d.waiting.erase(d.waiting.begin());
     }
+    RunFrom(key, seq, std::move(run));
   }
   // From any thread: takes the turn of call `seq` when every call before it has run.
   bool TakeTurn(const Key& key, int seq) {
@@ -273,6 +317,22 @@ class CallOrder {
   }
 
  private:
+  // Runs call `seq`, then each waiting call whose turn that makes.
+  void RunFrom(const Key& key, int seq, std::function<void()> run) {
+    for (;;) {
+      run();
+      std::lock_guard<std::mutex> lock(mutex_);
+      auto doc = documents_.find(key);
+      if (doc == documents_.end() || doc->second.gone) return;
+      Document& d = doc->second;
+      d.next = std::max(d.next, seq + 1);
+      auto due = d.waiting.find(d.next);
+      if (due == d.waiting.end()) return;
+      seq = due->first;
+      run = std::move(due->second);
+      d.waiting.erase(due);
+    }
+  }
   struct Document {
     std::string secret, origin;
     int next = 1;
@@ -289,7 +349,7 @@ class CallOrder {
 // page is as long as `kMaxCall`, and a frame that sends parts without end loses them.
 class PromptCalls {
  public:
-  static constexpr std::size_t kMaxCall = 256u << 20;
+  static constexpr std::size_t kMaxCall = 8u << 20;
   enum class Kind { kNone, kPart, kCall, kHello };
   // What `message` is; for a call or a hello, `body` gets the whole body.
   Kind Take(const std::string& frame, const std::string& message, std::string* body) {
@@ -314,6 +374,17 @@ class PromptCalls {
                  std::string::npos);
     return hello ? Kind::kHello : Kind::kCall;
   }
+  // The parts of one frame (`session` + "\n" + the frame's id), whose document has gone.
+  void ForgetFrame(const std::string& frame) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    parts_.erase(frame);
+  }
+  std::size_t held() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    std::size_t bytes = 0;
+    for (const auto& [frame, parts] : parts_) bytes += parts.size();
+    return bytes;
+  }
   // The frames' parts of a session that has gone.
   void Forget(const std::string& session) {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -325,6 +396,37 @@ class PromptCalls {
  private:
   std::mutex mutex_;
   std::map<std::string, std::string> parts_;  // "<session>\n<frame>" -> the parts so far
+};
+
+// Lets through a few lines of one kind at a time: a page that makes the engine log a line per
+// message it sends cannot fill the log. The lines held back are counted in the next one.
+class LogBudget {
+ public:
+  static constexpr int kLines = 10;
+  static constexpr std::chrono::seconds kPeriod{10};
+  // Whether a line may be written now; `held` gets how many were held back before it.
+  bool Take(std::size_t* held) {
+    const auto now = std::chrono::steady_clock::now();
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (now - start_ >= kPeriod) {
+      start_ = now;
+      lines_ = 0;
+    }
+    if (lines_ >= kLines) {
+      ++held_;
+      return false;
+    }
+    ++lines_;
+    *held = held_;
+    held_ = 0;
+    return true;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::chrono::steady_clock::time_point start_{};
+  int lines_ = 0;
+  std::size_t held_ = 0;
 };
 
 // Answers a page's synchronous call that the UI thread has not served within the limit, so a

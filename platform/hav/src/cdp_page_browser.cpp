@@ -8,8 +8,8 @@
 #include "cdp_render_side.h"
 #include "cef/cef_task.h"
 #include "cef/inproc_v8.h"
+#include "hav/json_text.h"
 #include "host_browser.h"
-#include "json_text.h"
 #include "system_command.h"
 
 namespace xhav::cdp {
@@ -18,12 +18,19 @@ namespace {
 
 // How long a hello that came while its page navigates waits for its document to be named.
 constexpr int kLeavingHelloMs = 300;
+// The hellos that a page's documents may have waiting at once: a document makes one, a page
+// with many frames a few dozen. A page that sends more has them refused at once.
+constexpr std::size_t kMaxHellos = 128;
 
 }  // namespace
 
 PageBrowser::PageBrowser(Engine* engine, int id, BrowserNotify* notify,
                          const inproc::BrowserParamRecord& p)
-    : engine_(engine), id_(id), notify_(notify), param_(p) {
+    : engine_(engine),
+      id_(id),
+      notify_(notify),
+      param_(p),
+      dropLog_(std::make_unique<LogBudget>()) {
   hwnd_ = win::CreateWindowModel("HavWindowClassName", p.parent,
                                  [this](HWND, const win::PostedMessage& m) { OnWindowMessage(m); });
   win::SetWindowTextW(hwnd_, tnbase::TnStringPtr::FromUTF8(p.title)->GetData());
@@ -193,8 +200,20 @@ void PageBrowser::OnDocumentGone(const std::string& session, int executionContex
   render()->DocumentGone({id_, session, executionContextId});
 }
 
+bool PageBrowser::RoomForHello(const std::string& token) {
+  if (hellos_.size() < kMaxHellos || hellos_.count(token)) return true;
+  std::size_t held = 0;
+  if (dropLog_->Take(&held))
+    EngineLog(kTnLogInfo, "PageBrowser::RoomForHello",
+              "browser " + std::to_string(id_) + ": a hello beyond " + std::to_string(kMaxHellos) +
+                  " waiting ones is refused" +
+                  (held ? " (" + std::to_string(held) + " lines before it not logged)" : ""));
+  return false;
+}
+
 void PageBrowser::OnHelloBinding(const std::string& token, const std::string& session,
                                  int context) {
+  if (!RoomForHello(token)) return;
   Hello& hello = hellos_[token];
   if (hello.context != 0 && (hello.session != session || hello.context != context)) {
     // Two documents name one token: neither learns a key by it.
@@ -258,6 +277,10 @@ void PageBrowser::OnHelloRequest(const std::string& session, const std::string& 
     return;
   }
   const std::string token = request["hello"].asString();
+  if (!RoomForHello(token)) {
+    answer("{\"handled\":false}");
+    return;
+  }
   Hello& hello = hellos_[token];
   if (hello.answer) {
     answer("{\"handled\":false}");  // a second request for one hello
@@ -299,6 +322,14 @@ void PageBrowser::AnswerHellosOfALeavingDocument() {
 
 void PageBrowser::OnPageCall(const std::string& session, const Json::Value& params) {
   if (!params["payload"].isString() || !params["executionContextId"].isInt()) return;
+  if (params["payload"] == "{\"close\":true}") {
+    // The page closes its window by script: only the main frame's document may, and the window
+    // closes as the user's close would, asking the view.
+    auto context = contexts_.find({session, params["executionContextId"].asInt()});
+    if (session == session_ && context != contexts_.end() && context->second.frame == target_)
+      win::PostMessageW(hwnd_, win::WM_CLOSE, 0, 0);
+    return;
+  }
   Json::Value hello;
   if (params["payload"].asString().rfind("{\"hello\":", 0) == 0) {
     if (ParseJson(params["payload"].asString(), &hello) && hello["hello"].isString()) {
@@ -330,8 +361,8 @@ void PageBrowser::OnPageCall(const std::string& session, const Json::Value& para
     return;
   }
   // The calls that need no answer within come this way, each in its turn.
-  const bool inTurn = engine_->order_->InTurn(
-      {session, context}, head.seq, [this, document, body = std::move(body)] {
+  const bool inTurn =
+      engine_->InTurn({session, context}, head.seq, [this, document, body = std::move(body)] {
         if (alive_) {
           render()->Call(document, body, false,
                          engine_->TracedCall(id_, body, "binding", [](const std::string&) {}));
@@ -422,8 +453,7 @@ bool PageBrowser::IsTrustedFrame(const std::string& session, const std::string& 
 
 void PageBrowser::OnFrameAttached(const std::string& session, const std::string& targetId) {
   frames_[session] = new Frame(session, targetId, static_cast<int64_t>(frames_.size()) + 1);
-  engine_->SetUpSession(session);
-  engine_->connection().Send("Runtime.runIfWaitingForDebugger", Json::Value(), session, nullptr);
+  engine_->SetUpFrameSession(session, id_);
 }
 
 void PageBrowser::ForgetDocuments(const std::string& session) {
@@ -434,39 +464,16 @@ void PageBrowser::ForgetDocuments(const std::string& session) {
   for (int id : ids) OnDocumentGone(session, id);
 }
 
-namespace {
-
-// A console argument as the console would print it: a string as it is, a number or a boolean
-// by its value, an object by its description.
-std::string ConsoleText(const Json::Value& arg) {
-  const Json::Value& value = arg["value"];
-  if (value.isString()) return value.asString();
-  if (value.isNumeric() || value.isBool()) return WriteJson(value);
-  if (arg["unserializableValue"].isString()) return arg["unserializableValue"].asString();
-  if (arg["description"].isString()) return arg["description"].asString();
-  return arg["type"].isString() ? arg["type"].asString() : std::string();
-}
-
-// "address:line" of a stack's top frame, or of an exception's or entry's own place.
-std::string Where(const Json::Value& place) {
-  const Json::Value& top = place["stackTrace"]["callFrames"][0];
-  const Json::Value& at = top.isObject() ? top : place;
-  if (!at["url"].isString() || at["url"].asString().empty()) return std::string();
-  const int line = at["lineNumber"].isInt() ? at["lineNumber"].asInt() + 1 : 0;
-  return Engine::ToClientUrl(at["url"].asString()) + ":" + std::to_string(line);
-}
-
-}  // namespace
-
 bool PageBrowser::OnPageMessage(const std::string& method, const Json::Value& params) {
   const char* kind = nullptr;
   std::string level, text, where;
   if (method == "Runtime.consoleAPICalled") {
     kind = "console";
     level = params["type"].isString() ? params["type"].asString() : "log";
-    for (const Json::Value& arg : params["args"]) {
+    const Json::Value& args = params["args"];
+    for (Json::ArrayIndex i = 0; args.isArray() && i < args.size(); ++i) {
       if (!text.empty()) text += ' ';
-      text += ConsoleText(arg);
+      text += ConsoleText(args[i]);
     }
     where = Where(params);
   } else if (method == "Runtime.exceptionThrown") {
@@ -537,12 +544,18 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
   }
   if (method == "Runtime.executionContextDestroyed") {
     if (params["executionContextId"].isInt()) {
-      contexts_.erase({session, params["executionContextId"].asInt()});
+      auto context = contexts_.find({session, params["executionContextId"].asInt()});
+      if (context != contexts_.end()) {
+        // The parts of a call that the frame's document began and never ended go with it.
+        engine_->prompts_->ForgetFrame(session + "\n" + context->second.frame);
+        contexts_.erase(context);
+      }
       OnDocumentGone(session, params["executionContextId"].asInt());
     }
     return;
   }
   if (method == "Runtime.executionContextsCleared") {
+    engine_->prompts_->Forget(session);
     ForgetContexts(session);
     ForgetDocuments(session);
     return;
@@ -642,6 +655,9 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
   // The main frame has stopped loading: a document is there. (Its load event can be missed
   // when the navigation moves the page to another renderer process; this one is not.)
   if (method == "Page.frameStoppedLoading" && params["frameId"].asString() == target_) {
+    // A navigation that never commits (a download, an empty answer, a refused document) ends
+    // here too: the page's document stays.
+    navigating_ = false;
     // Chromium drops a close that a navigation overtakes: it is asked again.
     if (closing_) {
       Close(0);

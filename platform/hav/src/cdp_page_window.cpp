@@ -6,8 +6,8 @@
 #include "cdp_render_side.h"
 #include "cef/cef_task.h"
 #include "cef/inproc_v8.h"
+#include "hav/json_text.h"
 #include "host_browser.h"
-#include "json_text.h"
 
 namespace xhav::cdp {
 

@@ -11,7 +11,7 @@
 #include "cdp_engine_internal.h"
 #include "cdp_render_side.h"
 #include "cef/inproc_v8.h"
-#include "json_text.h"
+#include "hav/json_text.h"
 
 namespace xhav::cdp {
 

@@ -14,7 +14,7 @@
 #include "child_process.h"
 #include "hav/cdp_render_host.h"
 #include "hav/inproc_engine.h"
-#include "json_text.h"
+#include "hav/json_text.h"
 
 namespace xhav::cdp {
 

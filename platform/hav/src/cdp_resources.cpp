@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "cdp_engine_internal.h"
-#include "json_text.h"
+#include "hav/json_text.h"
 
 namespace xhav::cdp {
 
@@ -58,7 +58,7 @@ std::string Engine::ToClientUrl(const std::string& url) {
 
 DesktopPlan PlanDesktopRequest(const Json::Value& params, const DesktopSender& sender) {
   DesktopPlan plan;
-  const Json::Value& request = params["request"];
+  const Json::Value& request = Member(params, "request");
   if (!request.isObject() || !request["url"].isString()) return plan;
   plan.url = request["url"].asString();
   // The desktop origin answers a page's requests, never a navigation: a document request (a

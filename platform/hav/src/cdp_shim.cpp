@@ -17,6 +17,17 @@ constexpr char kShim[] = R"JS(
   var beacon = navigator.sendBeacon && navigator.sendBeacon.bind(navigator);
   var context = 0, key = '';
   var ask = window.prompt && window.prompt.bind(window);
+  // A page's window.close() closes its window as a close of the window does: the view is asked
+  // first (a view that hides on close keeps its window), so the document's own close is kept
+  // from it. (A frame's close never closes the window.)
+  if (window === window.top && typeof send === 'function') {
+    try {
+      Object.defineProperty(window, 'close', {
+        value: function close() { send('{"close":true}'); },
+        writable: false, configurable: false, enumerable: true
+      });
+    } catch (e) {}
+  }
   // A call waits for its answer: a synchronous request to the reserved origin, or, once the
   // document's policy has refused that origin (its hello tells), a prompt that the engine
   // answers (a channel that no Content Security Policy governs). Requests come first: a

@@ -27,8 +27,12 @@ inline std::u16string Widen(const std::string& text) {
 inline bool Parse(const std::string& text, Json::Value& out) {
   Json::CharReaderBuilder builder;
   std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  return reader->parse(text.data(), text.data() + text.size(), &out, nullptr) &&
-         (out.isObject() || out.isArray());
+  try {
+    return reader->parse(text.data(), text.data() + text.size(), &out, nullptr) &&
+           (out.isObject() || out.isArray());
+  } catch (const std::exception&) {
+    return false;  // nested deeper than the reader goes: the library throws
+  }
 }
 
 inline std::string Text(const Json::Value& object, const char* key) {

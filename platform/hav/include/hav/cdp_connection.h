@@ -50,6 +50,9 @@ class HAV_API Connection {
   using ReaderHook = std::function<bool(const std::string& method, const Json::Value& params,
                                         const std::string& sessionId)>;
   void SetReaderHook(ReaderHook hook);
+  // Told once, on the reader thread, when Chromium's side of the pipe ends (Chromium has gone)
+  // while the connection was in use: no answer or event comes any more.
+  void SetLostHandler(std::function<void()> handler);
 
   // Sends a command (to a session when `sessionId` isn't empty); returns its id, 0 when the
   // connection is closed. `callback` runs on the runner with the result or the error.
@@ -71,6 +74,13 @@ class HAV_API Connection {
   bool closed() const { return closed_; }
   // Messages read so far (for tests of the reader).
   std::size_t messages_read() const { return messagesRead_; }
+  // Messages skipped for their size (see kMaxMessage).
+  std::size_t messages_skipped() const { return messagesSkipped_; }
+
+  // The longest message that is read: a longer one is skipped. The page's console and log
+  // entries, which nobody needs whole, are read up to kMaxPageMessage.
+  static constexpr std::size_t kMaxMessage = 256u << 20;
+  static constexpr std::size_t kMaxPageMessage = 4u << 20;
 
  private:
   Connection(pid_t pid, int toChromium, int fromChromium);
@@ -80,7 +90,8 @@ class HAV_API Connection {
   void Forget(int id);
   void ReadLoop();
   void Dispatch(const std::string& text);
-  void Post(std::function<void()> task);
+  // Runs `task` on the runner in the order of `lane` (a session), within the lane's share.
+  void Post(const std::string& lane, std::function<void()> task);
   bool WriteMessage(const std::string& text);
 
   const pid_t pid_;
@@ -90,6 +101,10 @@ class HAV_API Connection {
   std::thread reader_;
   std::atomic<bool> closed_{false};
   std::atomic<std::size_t> messagesRead_{0};
+  std::atomic<std::size_t> messagesSkipped_{0};
+  struct Lanes;
+  std::shared_ptr<Lanes> lanes_;  // shared with the tasks on the runner, which may outlive this
+  std::function<void()> lostHandler_;
 
   std::mutex mutex_;
   std::mutex writeMutex_;

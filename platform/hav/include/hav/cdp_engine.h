@@ -42,6 +42,7 @@ class CallOrder;
 struct CallHead;
 struct DocumentId;
 class PromptCalls;
+class LogBudget;
 class RenderSide;
 
 class HAV_API PageBrowser final : public Browser {
@@ -111,6 +112,9 @@ class HAV_API PageBrowser final : public Browser {
                 const std::string& session = std::string());
   // The sessions of the page's cross-site frames.
   std::vector<std::string> frame_sessions() const;
+  // Whether the main frame has begun a navigation that has neither committed nor ended (UI
+  // thread; for tests).
+  bool navigating() const { return navigating_; }
   // The page as PNG bytes.
   bool CaptureScreenshot(std::string* png);
   // A click of the left mouse button at (x, y) of the page's viewport, as a user's.
@@ -213,11 +217,14 @@ class HAV_API PageBrowser final : public Browser {
   // Page functions due, by document, as one script each (UI thread).
   std::map<std::pair<std::string, int>, std::string> runs_;
   void OnHelloBinding(const std::string& token, const std::string& session, int context);
+  // Whether the hello `token` may wait (there is room for it); logged when not.
+  bool RoomForHello(const std::string& token);
   void AnswerHellos();
   void AnswerHellosOfALeavingDocument();
   // The hello of `token`, unless its document has made itself known by now.
   void AnswerHelloOfALeavingDocument(const std::string& token);
   bool navigating_ = false;  // the main frame has begun a navigation that has not committed
+  std::unique_ptr<LogBudget> dropLog_;  // the lines of this page's dropped calls
   // Tells the render side the page's history.
   void ReportState();
   RenderSide* render();
@@ -230,6 +237,8 @@ class HAV_API Engine {
 
   bool ok() const { return connection_ != nullptr; }
   const std::string& error() const { return error_; }
+  // The bytes of prompted calls' parts that the engine holds (for tests).
+  std::size_t prompt_bytes_held() const;
   Core* core();
   // The render host process (EngineOptions::renderHost), or -1.
   pid_t render_process() const;
@@ -313,9 +322,10 @@ class HAV_API Engine {
     // Runs the page functions that a call's reply holds in the calling document (`context`,
     // the one its head proved).
     void RunDeferred(const std::string& session, int context, const std::string& reply);
-    void Close() {
+    void Close() { Reset(nullptr); }
+    void Reset(Connection* connection) {
       std::lock_guard<std::mutex> lock(mutex_);
-      connection_ = nullptr;
+      connection_ = connection;
     }
 
    private:
@@ -337,6 +347,12 @@ class HAV_API Engine {
   bool ServeDialogCall(const std::string& session);
   // The render side in this process, or the link to a render host process.
   bool StartRenderSide();
+  // Starts Chromium and connects to it (again, after a loss); false with `error_` set.
+  bool Connect();
+  // Chromium has gone (UI thread): every window closes.
+  void OnConnectionLost(Connection* connection);
+  // Starts Chromium anew when it was lost; whether there is a connection.
+  bool Reconnect();
   bool CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* notify, Browser** out);
   std::string ContextFor(const std::string& space);
   void OnEvent(const std::string& method, const Json::Value& params, const std::string& session);
@@ -354,7 +370,12 @@ class HAV_API Engine {
   // `done` as it is, or, with a call tracer set, `done` that tells the tracer of the call first.
   using CallDone = std::function<void(const std::string&)>;
   CallDone TracedCall(int browser, const std::string& body, const char* way, CallDone done);
-  // A page's call whose document can't be proven (`way`: how it came), dropped and logged.
+  // Runs a proven call in its document's turn (see CallOrder); false when it is dropped.
+  bool InTurn(const std::pair<std::string, int>& key, int seq, std::function<void()> run);
+  // How long a document's later calls wait for one numbered before them.
+  static constexpr int kMissingCallMs = 1000;
+  // A page's call whose document can't be proven (`way`: how it came), dropped and logged
+  // (a few lines at a time).
   void DropUnproven(PageBrowser* page, const char* way);
   // The one rule by which a call's body proves its document: it begins with the number, the
   // context and the key of a document of `session` that the engine knows, the context that
@@ -370,8 +391,12 @@ class HAV_API Engine {
   void AnswerPageDialog(const std::string& session, const Json::Value& params);
   // Runs `task` on the UI thread after `ms` milliseconds (not once the engine stops).
   void PostDelayed(int ms, std::function<void()> task);
-  // The page-side set-up of a session (the page's or a frame's), each step answered.
-  void SetUpSession(const std::string& session);
+  // The steps that set up a session (the page's or a frame's) for its documents.
+  std::vector<std::pair<std::string, Json::Value>> SessionSetUp();
+  // Sets up the page's session, each step answered; false when one failed.
+  bool SetUpSession(const std::string& session);
+  // Sets up a frame's session and lets it run, without waiting.
+  void SetUpFrameSession(const std::string& session, int browser);
 
   EngineOptions options_;
   tnbase::TaskQueue ui_{"TID_UI"};
@@ -381,6 +406,7 @@ class HAV_API Engine {
   std::mutex directMutex_;
   bool direct_ = false;  // calls go from the reader thread to the render side
   std::unique_ptr<Connection> connection_;
+  bool lost_ = false;  // Chromium has gone: the next window starts it anew (UI thread)
   std::string error_;
   std::unique_ptr<CoreImpl> core_;
   std::unique_ptr<Link> link_;

@@ -5,6 +5,7 @@
 #include <json/reader.h>
 #include <json/writer.h>
 
+#include <exception>
 #include <memory>
 #include <string>
 
@@ -16,13 +17,24 @@ inline std::string WriteJson(const Json::Value& value) {
   return Json::writeString(builder, value);
 }
 
+// Parses with `builder`'s settings; false for text that isn't one JSON value, or is nested
+// deeper than the reader goes (jsoncpp throws then).
+inline bool ParseWith(const Json::CharReaderBuilder& builder, const std::string& text,
+                      Json::Value* value) {
+  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  std::string errors;
+  try {
+    return reader->parse(text.data(), text.data() + text.size(), value, &errors);
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
 // False for text that isn't one JSON value.
 inline bool ParseJson(const std::string& text, Json::Value* value) {
   Json::CharReaderBuilder builder;
   builder["collectComments"] = false;
-  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  std::string errors;
-  return reader->parse(text.data(), text.data() + text.size(), value, &errors);
+  return ParseWith(builder, text, value);
 }
 
 // A page's text, read strictly: one JSON value and nothing after it, no member named twice. A
@@ -32,9 +44,7 @@ inline bool ParsePageJson(const std::string& text, Json::Value* value) {
   Json::CharReaderBuilder builder;
   Json::CharReaderBuilder::strictMode(&builder.settings_);
   builder["allowSpecialFloats"] = false;
-  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  std::string errors;
-  return reader->parse(text.data(), text.data() + text.size(), value, &errors);
+  return ParseWith(builder, text, value);
 }
 
 }  // namespace xhav

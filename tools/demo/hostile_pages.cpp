@@ -1,0 +1,154 @@
+// Demo part: hostile pages try to hurt the client in Debian's Chromium while an honest window
+// keeps calling: frames of another site, hellos and desktop requests by the thousand, calls
+// that prove nothing, one console message of 300 MB, popups, and a page that closes a resident
+// window. Each page reports from its own script; the honest window reports its slowest call.
+
+#include <chrono>
+#include <functional>
+#include <string>
+
+#include "demo.h"
+#include "tnmainui/inproc_host.h"
+#include "win/user.h"
+
+namespace demo {
+
+namespace {
+
+// The honest window's calls, made while `busy` holds (at most a minute): its slowest, in ms.
+double SlowestCallWhile(xhav::cdp::Engine& engine, xhav::cdp::PageBrowser* steady,
+                        const std::function<bool()>& busy) {
+  Json::Value worst;
+  steady->Evaluate("window.results.worst = 0", &worst, 5000);
+  const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+  do {
+    engine.ui().RunUntilIdle();
+    if (!steady->Evaluate("window.measure(5).worst", &worst, 10000)) return -1;
+  } while (busy() && std::chrono::steady_clock::now() < end);
+  return worst.asDouble();
+}
+
+// Whether a hostile page's try has ended, with its results.
+bool Done(xhav::cdp::Engine& engine, xhav::cdp::PageBrowser* page, Json::Value* r) {
+  engine.ui().RunUntilIdle();
+  return page->Evaluate("window.results", r, 300) && (*r)["done"].asBool();
+}
+
+int OpenWindows(xhav::cdp::Engine& engine) {
+  int open = 0;
+  for (xhav::cdp::PageBrowser* b : engine.browsers()) open += b->alive();
+  return open;
+}
+
+// A page that opens windows: six clicks, at most four hidden popup windows, gone with it.
+void Popups(xhav::cdp::Engine& engine, ITnWebUI* factory, BusinessCore* core) {
+  IBrowserView* view = nullptr;
+  xhav::cdp::PageBrowser* page =
+      OpenReadyPage(engine, factory, u"Popups", "file://tavrin5main/popup.html", core, &view);
+  const int before = OpenWindows(engine);
+  Json::Value r;
+  for (int i = 1; i <= 6; ++i) {
+    page->Click(50, 50);
+    WaitFor([&] {
+      engine.ui().RunUntilIdle();
+      return page->Evaluate("window.results", &r, 300) && r["opened"].asInt() == i;
+    });
+  }
+  WaitFor(
+      [&] {
+        engine.ui().RunUntilIdle();
+        return false;
+      },
+      1500);
+  const int popups = OpenWindows(engine) - before;
+  Say("  six clicks on window.open: %d hidden popup windows of the view are open (a page has at "
+      "most 4)",
+      popups);
+  CloseChromiumPart(engine, page, nullptr, view, nullptr, nullptr);
+  WaitFor([&] {
+    engine.ui().RunUntilIdle();
+    return OpenWindows(engine) == before - 1;
+  });
+  Say("  the page closed: %d of its popup windows are left", OpenWindows(engine) - (before - 1));
+  if (popups > 4 || OpenWindows(engine) != before - 1)
+    Fail("a page left more popup windows than it may, or they outlived it");
+}
+
+// A page in a resident view (type 1) closes its window by script: the view keeps it, hidden.
+void ResidentClose(xhav::cdp::Engine& engine, ITnWebUI* factory, BusinessCore* core) {
+  IBrowserViewSetting* settings = nullptr;
+  factory->CreateBrowserViewSetting(&settings);
+  settings->SetName(u"Resident");
+  settings->SetViewType(1);
+  settings->SetBusinessCore(core);
+  IBrowserView* view = nullptr;
+  factory->CreateBrowserView("file://tavrin5main/harm.html?do=close", settings, &view);
+  settings->Release();
+  xhav::cdp::PageBrowser* page = engine.browsers().back();
+  Json::Value r;
+  WaitFor([&] { return Done(engine, page, &r) && !win::IsWindowVisible(view->GetHwnd()); });
+  const bool kept = page->alive() && !win::IsWindowVisible(view->GetHwnd());
+  Say("  a resident view's page calls window.close(): its window is %s",
+      kept ? "hidden and kept, as the view's close does" : "gone");
+  if (!kept) Fail("a page closed a window that its view keeps");
+  CloseChromiumPart(engine, page, nullptr, view, nullptr, nullptr);
+}
+
+}  // namespace
+
+void HostilePages() {
+  g_who = "[host]   ";
+  ShowLog(4);
+  Module m = Load();
+  xhav::cdp::Engine engine(ChromiumOptions());
+  if (!ChromiumReady(engine, "the hostile pages could not run")) return;
+  tnmainui::InProcessHost host(engine.core(), engine.render_host());
+  ITnWebUI* factory = StartModule(m, &host);
+  auto* core = new tnmainui::ScriptedBusinessCore(u"org-7", "account-42");
+
+  Say("== in Chromium: an honest window keeps calling, file://tavrin5main/steady.html, while "
+      "hostile pages try to hurt the client, file://tavrin5main/harm.html");
+  IBrowserView* steadyView = nullptr;
+  xhav::cdp::PageBrowser* steady = OpenReadyPage(
+      engine, factory, u"Steady", "file://tavrin5main/steady.html", core, &steadyView);
+  Say("  the honest window's slowest call, alone: %.1f ms",
+      SlowestCallWhile(engine, steady, [] { return false; }));
+  struct Try {
+    const char* what;
+    const char* url;
+  };
+  double worstOfAll = 0;
+  for (const Try& t :
+       {Try{"ten frames of another site", "file://tavrin5main/harm.html?do=frames&n=10"},
+        Try{"6,000 hellos", "file://tavrin5main/harm.html?do=hellos&n=6000"},
+        Try{"10,000 requests to the desktop origin",
+            "file://tavrin5main/harm.html?do=desktop&n=10000"},
+        Try{"20,000 calls that prove nothing", "file://tavrin5main/harm.html?do=forged&n=20000"},
+        Try{"one console message of 50 million characters",
+            "file://tavrin5main/harm.html?do=console&n=50000000"}}) {
+    IBrowserView* view = nullptr;
+    OpenView(factory, u"Hostile", t.url, core, "{}", &view);
+    xhav::cdp::PageBrowser* page = engine.browsers().back();
+    const auto start = std::chrono::steady_clock::now();
+    Json::Value r;
+    const double worst = SlowestCallWhile(engine, steady, [&] { return !Done(engine, page, &r); });
+    WaitFor([&] { return Done(engine, page, &r); }, 60000);
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+    Say("  %s: the page is done in %.1f s%s; the honest window's slowest call meanwhile %.1f ms",
+        t.what, took.count(),
+        r.isMember("framesWithObject")
+            ? (", " + std::to_string(r["framesWithObject"].asInt()) + " frames found tnpc").c_str()
+            : "",
+        worst);
+    worstOfAll = std::max(worstOfAll, worst);
+    if (!r["done"].asBool() || worst < 0) Fail("a hostile page stopped the client");
+    CloseChromiumPart(engine, page, nullptr, view, nullptr, nullptr);
+  }
+  // A second's worth of calls is as long as the honest window may wait: seconds would be a freeze.
+  if (worstOfAll > 1000) Fail("a hostile page held an honest window's call for a second or more");
+  Popups(engine, factory, core);
+  ResidentClose(engine, factory, core);
+  CloseChromiumPart(engine, steady, "demo-hostile.png", steadyView, factory, core);
+}
+
+}  // namespace demo
