@@ -4,7 +4,7 @@
 // written, skips one longer than its limit (a page's console entry has a lower one) to its end,
 // and never holds more than a limit; the engine's readers of what pages put in a message (a
 // console call's arguments and place, a paused request's body, a call's head) take any shape
-// without throwing.
+// without throwing. An event's method and session read at its head are the ones it names.
 
 #include <cstddef>
 #include <cstdint>
@@ -28,8 +28,28 @@ void Check(bool ok) {
 
 // The engine's reading of one message, as its handlers read it.
 void Use(const std::string& text) {
+  std::string method, session;
+  const bool event = xhav::cdp::PeekEvent(text, &method, &session);
   Json::Value message;
   if (!xhav::ParseJson(text, &message) || !message.isObject()) return;
+  // An event written as Chromium writes one (compact, members in order) is read at its head
+  // as it parses.
+  auto plain = [](const Json::Value& v) {
+    if (!v.isString()) return v.isNull();
+    for (char c : v.asString()) {
+      if (c < 0x20 || c > 0x7e || c == '"' || c == '\\') return false;
+    }
+    return true;
+  };
+  bool chromiums = true;  // only the members Chromium writes in an event
+  for (const std::string& name : message.getMemberNames())
+    chromiums = chromiums && (name == "method" || name == "params" || name == "sessionId");
+  if (chromiums && message["method"].isString() && plain(message["method"]) &&
+      plain(message["sessionId"]) && xhav::WriteJson(message) == text) {
+    Check(event && method == message["method"].asString());
+    Check(session ==
+          (message["sessionId"].isString() ? message["sessionId"].asString() : std::string()));
+  }
   const Json::Value& params = Member(message, "params");
   const Json::Value& args = Member(params, "args");
   for (Json::ArrayIndex i = 0; args.isArray() && i < args.size(); ++i)

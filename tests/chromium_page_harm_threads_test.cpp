@@ -9,91 +9,112 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 
 #include "chromium_fixture.h"
 #include "win/user.h"
 
-class ChromiumHarm : public ChromiumPages {
+// The fixture's helpers, over the render side in this process or in a render host.
+template <class Base>
+class Harm : public Base {
  protected:
-  // An honest window whose page makes synchronous calls on request (steady.html).
+  // An honest window whose page makes synchronous calls (steady.html).
   xhav::cdp::PageBrowser* OpenSteady() {
-    auto* page = Open(u"Steady", u"org-2", "file://tavrin5main/steady.html", "{}");
+    auto* page = this->Open(u"Steady", u"org-2", "file://tavrin5main/steady.html", "{}");
     Json::Value results;
-    if (!page || !PumpResults(page, &results, [](const Json::Value& r) { return r.isObject(); }))
+    if (!page ||
+        !this->PumpResults(page, &results, [](const Json::Value& r) { return r.isObject(); }))
       return nullptr;
     return page;
   }
-  // The slowest of the honest window's calls, in milliseconds, made while `busy` holds (at
-  // most `ms`); -1 when the window stopped answering.
+  // The slowest of the honest window's calls, in milliseconds, while `busy` holds (at most
+  // `ms`): the page calls every 20 ms on its own, as a page at work does. -1 when it stopped
+  // answering.
   double WorstWaitWhile(xhav::cdp::PageBrowser* steady, const std::function<bool()>& busy, int ms) {
     Json::Value value;
-    if (!EvaluatePumping(steady, "window.results.worst = 0", &value)) return -1;
+    if (!this->EvaluatePumping(steady, "window.results.worst = 0", &value)) return -1;
+    if (!steady_.count(steady)) {
+      steady_.insert(steady);
+      this->EvaluatePumping(steady, "window.keepCalling(20)", &value);
+    }
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
     do {
-      if (!EvaluatePumping(steady, "window.measure(5).worst", &value)) return -1;
+      this->PumpFor(20);
     } while (busy() && std::chrono::steady_clock::now() < end);
-    return value.asDouble();
+    this->PumpFor(100);  // a last call or two
+    return this->EvaluatePumping(steady, "window.results.worst", &value) ? value.asDouble() : -1;
   }
   // Whether the page's try has ended (its `results.done`).
   bool Done(xhav::cdp::PageBrowser* page) {
     Json::Value results;
-    return EvaluatePumping(page, "window.results", &results) && results["done"].asBool();
+    return this->EvaluatePumping(page, "window.results", &results) && results["done"].asBool();
   }
   // A view of `type` named `name` on `url`.
   xhav::cdp::PageBrowser* OpenOfType(int type, const char16_t* name, const char* url) {
     auto* core = new tnmainui::ScriptedBusinessCore(u"org-1", "account");
-    cores.push_back(core);
+    this->cores.push_back(core);
     IBrowserViewSetting* settings = nullptr;
-    factory->CreateBrowserViewSetting(&settings);
+    this->factory->CreateBrowserViewSetting(&settings);
     settings->SetName(name);
     settings->SetBusinessCore(core);
     settings->SetViewType(type);
     IBrowserView* view = nullptr;
-    factory->CreateBrowserView(url, settings, &view);
+    this->factory->CreateBrowserView(url, settings, &view);
     settings->Release();
     if (!view) return nullptr;
-    views.push_back(view);
-    return engine.browsers().back();
+    this->views.push_back(view);
+    return this->engine.browsers().back();
   }
+  // Frames of another site, hellos without end and a flood of desktop requests: another
+  // window's calls go on being answered, and the page's own frames get their objects.
+  void ExpectNoPageHoldsOtherWindows() {
+    auto* steady = OpenSteady();
+    ASSERT_NE(steady, nullptr);
+    struct Try {
+      const char* url;
+      int seconds;  // how long the try may take
+    };
+    int hellos = 0;
+    for (const Try& t : {Try{"file://tavrin5main/harm.html?do=frames&n=10", 20},
+                         Try{"file://tavrin5main/harm.html?do=hellos&n=6000", 20},
+                         Try{"file://tavrin5main/harm.html?do=desktop&n=10000", 60}}) {
+      SCOPED_TRACE(t.url);
+      auto* page = this->Open(u"Harm", u"org-1", t.url, "{}");
+      ASSERT_NE(page, nullptr);
+      const double worst = WorstWaitWhile(
+          steady, [&] { return !Done(page); }, t.seconds * 1000);
+      // Tens of milliseconds on a quiet machine (hundreds under the sanitizers on a busy one);
+      // before, 2.5 s and more for the requests, 40 s and more for the frames and the hellos.
+      std::printf("the honest window's slowest call: %.1f ms\n", worst);
+      EXPECT_GE(worst, 0);
+      EXPECT_LT(worst, 1500);
+      EXPECT_TRUE(this->PumpUntil([&] { return Done(page); }, t.seconds * 1000));
+      Json::Value results;
+      ASSERT_TRUE(this->EvaluatePumping(page, "window.results", &results));
+      if (results["what"] == "hellos") hellos = page->GetId();
+      if (results["what"] == "frames") {
+        EXPECT_EQ(results["framesWithObject"].asInt(), 10);
+      }
+      page->Close(0);
+      ASSERT_TRUE(this->PumpUntil([&] { return !page->alive(); }, 10000));
+    }
+    EXPECT_GT(this->log.Count("browser " + std::to_string(hellos) +
+                                  ": a hello beyond 128 waiting ones is refused",
+                              kTnLogInfo, "PageBrowser::RoomForHello"),
+              0);
+  }
+
+ private:
+  std::set<xhav::cdp::PageBrowser*> steady_;  // honest pages that call on their own
 };
 
-// Frames of another site, hellos without end and a flood of desktop requests: another window's
-// calls go on being answered, and the page's own frames get their objects.
-TEST_F(ChromiumHarm, NoPageHoldsTheUiThreadFromOtherWindows) {
-  auto* steady = OpenSteady();
-  ASSERT_NE(steady, nullptr);
-  struct Try {
-    const char* url;
-    int seconds;  // how long the try may take
-  };
-  int hellos = 0;
-  for (const Try& t : {Try{"file://tavrin5main/harm.html?do=frames&n=10", 20},
-                       Try{"file://tavrin5main/harm.html?do=hellos&n=6000", 20},
-                       Try{"file://tavrin5main/harm.html?do=desktop&n=10000", 40}}) {
-    SCOPED_TRACE(t.url);
-    auto* page = Open(u"Harm", u"org-1", t.url, "{}");
-    ASSERT_NE(page, nullptr);
-    const double worst = WorstWaitWhile(
-        steady, [&] { return !Done(page); }, t.seconds * 1000);
-    // Tens of milliseconds on a quiet machine; before, seconds to a minute.
-    EXPECT_GE(worst, 0);
-    EXPECT_LT(worst, 1000);
-    std::printf("the honest window's slowest call: %.1f ms\n", worst);
-    EXPECT_TRUE(PumpUntil([&] { return Done(page); }, t.seconds * 1000));
-    Json::Value results;
-    ASSERT_TRUE(EvaluatePumping(page, "window.results", &results));
-    if (results["what"] == "hellos") hellos = page->GetId();
-    if (results["what"] == "frames") {
-      EXPECT_EQ(results["framesWithObject"].asInt(), 10);
-    }
-    page->Close(0);
-    ASSERT_TRUE(PumpUntil([&] { return !page->alive(); }, 10000));
-  }
-  EXPECT_GT(log.Count("browser " + std::to_string(hellos) +
-                          ": a hello beyond 128 waiting ones is refused",
-                      kTnLogInfo, "PageBrowser::RoomForHello"),
-            0);
+using ChromiumHarm = Harm<ChromiumPages>;
+using ChromiumHarmRenderHost = Harm<ChromiumRenderHost>;
+
+TEST_F(ChromiumHarm, NoPageHoldsTheUiThreadFromOtherWindows) { ExpectNoPageHoldsOtherWindows(); }
+TEST_F(ChromiumHarmRenderHost, NoPageHoldsTheUiThreadFromOtherWindows) {
+  ExpectNoPageHoldsOtherWindows();
 }
 
 // One console message of 300 MB is skipped; the engine goes on, and a new window opens.

@@ -22,6 +22,7 @@ interface Window {
   runClose(): void;
   /** steady.html: makes `count` synchronous calls and keeps the slowest one's milliseconds. */
   measure(count: number): unknown;
+  keepCalling(ms: number): void;
   summary(): unknown;
   /** conformance.html: resolves the wait for the end of a voice. */
   onVoiceEnd?: (value?: unknown) => void;

@@ -91,6 +91,10 @@ std::unique_ptr<Connection> Connection::Launch(const LaunchOptions& options, std
       options.executable, "--remote-debugging-pipe", "--user-data-dir=" + profile,
       "--disable-background-networking", "--disable-component-update", "--disable-sync",
       "--no-first-run", "--disable-gpu", "--disable-breakpad", "--disable-crash-reporter",
+      // Every page is a window of its own on the user's screen, none a background tab: none is
+      // given a lower priority, or its timers slowed, for being out of sight.
+      "--disable-renderer-backgrounding", "--disable-background-timer-throttling",
+      "--disable-backgrounding-occluded-windows",
       // A page that is left goes away, as in an embedded browser:
       // no back-forward cache keeps it frozen.
       "--disable-features=BackForwardCache"};
@@ -195,9 +199,10 @@ void Connection::SetEventHandler(EventHandler handler) {
   eventHandler_ = std::move(handler);
 }
 
-void Connection::SetReaderHook(ReaderHook hook) {
+void Connection::SetReaderHook(ReaderHook hook, HookFilter wants) {
   std::lock_guard<std::mutex> lock(mutex_);
   readerHook_ = std::move(hook);
+  hookFilter_ = std::move(wants);
 }
 
 void Connection::SetLostHandler(std::function<void()> handler) {
@@ -343,7 +348,8 @@ void Connection::ReadLoop() {
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) break;
     reader.Feed(
-        chunk.data(), static_cast<std::size_t>(n), [this](std::string text) { Dispatch(text); },
+        chunk.data(), static_cast<std::size_t>(n),
+        [this](std::string text) { Dispatch(std::move(text)); },
         [this](const std::string& start, std::size_t limit) {
           ++messagesSkipped_;
           Log(kTnLogInfo, "Connection::ReadLoop",
@@ -375,8 +381,35 @@ void Connection::ReadLoop() {
   if (lost) lost();
 }
 
-void Connection::Dispatch(const std::string& text) {
+void Connection::Dispatch(std::string text) {
   ++messagesRead_;
+  std::string method, session;
+  if (PeekEvent(text, &method, &session)) {
+    EventHandler handler;
+    ReaderHook hook;
+    HookFilter wants;
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      handler = eventHandler_;
+      hook = readerHook_;
+      wants = hookFilter_;
+    }
+    if (!(hook && wants && wants(method, text))) {
+      // Read on the runner, in the session's share of it: the reader goes on at once, so a
+      // session that floods costs the others no more than the look at each message's head.
+      if (!handler) return;
+      auto raw = std::make_shared<std::string>(std::move(text));
+      Post(session, [handler, raw] {
+        Json::Value message;
+        if (!ParseJson(*raw, &message) || !message.isObject() || !message["method"].isString())
+          return;
+        const Json::Value& session = message["sessionId"];
+        handler(message["method"].asString(), message["params"],
+                session.isString() ? session.asString() : std::string());
+      });
+      return;
+    }
+  }
   Json::Value message;
   if (!ParseJson(text, &message) || !message.isObject()) return;
   if (message.isMember("id") && message["id"].isInt()) {
@@ -412,9 +445,8 @@ void Connection::Dispatch(const std::string& text) {
     handler = eventHandler_;
     hook = readerHook_;
   }
-  const std::string method = message["method"].asString();
-  const std::string session =
-      message["sessionId"].isString() ? message["sessionId"].asString() : "";
+  method = message["method"].asString();
+  session = message["sessionId"].isString() ? message["sessionId"].asString() : "";
   if (hook && hook(method, message["params"], session)) return;
   if (!handler) return;
   auto params = std::make_shared<Json::Value>(std::move(message["params"]));

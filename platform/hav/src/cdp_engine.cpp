@@ -86,6 +86,11 @@ bool Engine::Connect() {
   connection_->SetReaderHook(
       [this](const std::string& method, const Json::Value& params, const std::string& session) {
         return TakeCallOnReader(method, params, session);
+      },
+      // Only a page's calls are taken there: its requests to the call origin and its dialogs.
+      [](const std::string& method, const std::string& text) {
+        return method == "Page.javascriptDialogOpening" ||
+               (method == "Fetch.requestPaused" && text.find(kCallHost) != std::string::npos);
       });
   connection_->SetEventHandler(
       [this](const std::string& method, const Json::Value& params, const std::string& session) {

@@ -30,6 +30,7 @@ inline bool IsCallUrl(const Json::Value& url) {
   return url.isString() && url.asString().rfind("https://tnpc-call.pages.invalid/", 0) == 0;
 }
 inline constexpr char kCallUrl[] = "https://tnpc-call.pages.invalid/call";
+inline constexpr char kCallHost[] = "tnpc-call.pages.invalid";
 inline constexpr char kHelloUrl[] = "https://tnpc-call.pages.invalid/hello";
 // Answered at once, empty, by the connection's reader: the bare cost of a page's synchronous
 // request (benchmarks).

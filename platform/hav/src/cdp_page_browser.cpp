@@ -709,6 +709,7 @@ void PageBrowser::OnHistory(const Json::Value& result, int navigations) {
 
 void PageBrowser::FinishClose() {
   if (!alive_.exchange(false)) return;
+  answersWaiting_.clear();
   engine_->order_->ForgetSession(session_);
   engine_->prompts_->Forget(session_);
   for (const auto& [session, frame] : frames_) {

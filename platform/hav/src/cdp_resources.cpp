@@ -124,7 +124,7 @@ void Engine::ServeDesktopRequest(const std::string& session, const Json::Value& 
     Json::Value failed;
     failed["requestId"] = params["requestId"];
     failed["errorReason"] = reason;
-    connection_->Send("Fetch.failRequest", failed, session, nullptr);
+    AnswerRequest(page, "Fetch.failRequest", std::move(failed), session);
   };
   if (plan.kind == DesktopPlan::kStay) {
     EngineLog(kTnLogInfo, "Engine::ServeDesktopRequest",
@@ -133,7 +133,7 @@ void Engine::ServeDesktopRequest(const std::string& session, const Json::Value& 
     Json::Value stay;
     stay["requestId"] = params["requestId"];
     stay["responseCode"] = 204;
-    connection_->Send("Fetch.fulfillRequest", stay, session, nullptr);
+    AnswerRequest(page, "Fetch.fulfillRequest", std::move(stay), session);
     return;
   }
   if (plan.kind == DesktopPlan::kRefuse) {
@@ -155,7 +155,7 @@ void Engine::ServeDesktopRequest(const std::string& session, const Json::Value& 
   for (const auto& [name, value] : plan.headers) header(name, value);
   if (plan.kind == DesktopPlan::kPreflight) {
     answer["responseCode"] = 204;
-    connection_->Send("Fetch.fulfillRequest", answer, session, nullptr);
+    AnswerRequest(page, "Fetch.fulfillRequest", std::move(answer), session);
     return;
   }
   HandlerCreator* creator = FindCreator(page, plan.url);
@@ -175,7 +175,7 @@ void Engine::ServeDesktopRequest(const std::string& session, const Json::Value& 
   header("Content-Type", "application/x-protobuf");
   answer["responseCode"] = 200;
   answer["body"] = Base64(bytes);
-  connection_->Send("Fetch.fulfillRequest", answer, session, nullptr);
+  AnswerRequest(page, "Fetch.fulfillRequest", std::move(answer), session);
 }
 
 void Engine::ServeResource(const std::string& session, const Json::Value& params) {
@@ -232,7 +232,37 @@ void Engine::ServeResource(const std::string& session, const Json::Value& params
     }
   }
   fulfil["body"] = Base64(body);
-  connection_->Send("Fetch.fulfillRequest", fulfil, session, nullptr);
+  AnswerRequest(PageOf(session), "Fetch.fulfillRequest", std::move(fulfil), session);
+}
+
+void Engine::AnswerRequest(PageBrowser* page, const char* method, Json::Value params,
+                           const std::string& session) {
+  if (page) {
+    page->AnswerRequest(method, std::move(params), session);
+  } else {
+    connection_->Send(method, params, session, nullptr);
+  }
+}
+
+void PageBrowser::AnswerRequest(const char* method, Json::Value params,
+                                const std::string& session) {
+  answersWaiting_.emplace_back(method, std::move(params), session);
+  SendAnswers();
+}
+
+void PageBrowser::SendAnswers() {
+  if (!alive_ || !engine_->ok()) return;  // closed, or the engine is ending
+  while (answersInFlight_ < kAnswersInFlight && !answersWaiting_.empty()) {
+    auto [method, params, session] = std::move(answersWaiting_.front());
+    answersWaiting_.pop_front();
+    ++answersInFlight_;
+    const int sent =
+        engine_->connection().Send(method, params, session, [this](const auto&, const auto&) {
+          --answersInFlight_;
+          SendAnswers();
+        });
+    if (sent == 0) --answersInFlight_;  // the connection has gone
+  }
 }
 
 }  // namespace xhav::cdp

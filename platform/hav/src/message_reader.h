@@ -12,6 +12,25 @@
 
 namespace xhav::cdp {
 
+// An event's method and session, read from its text without parsing it: Chromium writes an
+// event as {"method":"<name>","params":{...}} with ,"sessionId":"<id>" last when it has one.
+// False for any other text (an answer). A session that can't be read so is empty.
+inline bool PeekEvent(const std::string& text, std::string* method, std::string* session) {
+  static constexpr char kHead[] = "{\"method\":\"", kSession[] = ",\"sessionId\":\"";
+  constexpr std::size_t kHeadSize = sizeof kHead - 1, kSessionSize = sizeof kSession - 1;
+  if (text.compare(0, kHeadSize, kHead) != 0) return false;
+  const std::size_t end = text.find_first_of("\"\\", kHeadSize);
+  if (end == std::string::npos || text[end] != '"') return false;
+  method->assign(text, kHeadSize, end - kHeadSize);
+  session->clear();
+  if (text.size() < 2 || text.compare(text.size() - 2, 2, "\"}") != 0) return true;
+  const std::size_t at = text.rfind(kSession);
+  if (at == std::string::npos || at < end) return true;
+  const std::size_t from = at + kSessionSize, length = text.size() - 2 - from;
+  if (text.find_first_of("\"\\", from) == text.size() - 2) session->assign(text, from, length);
+  return true;
+}
+
 class MessageReader {
  public:
   // `limit` for every message, `pageLimit` for the pages' console and log entries.

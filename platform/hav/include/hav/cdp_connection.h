@@ -45,11 +45,13 @@ class HAV_API Connection {
   // Events and command callbacks run on `runner`; without one they run on the reader thread.
   void SetRunner(tnbase::TaskQueue* runner);
   void SetEventHandler(EventHandler handler);
-  // Sees every event on the reader thread before it is posted; it must never wait. An event
-  // that it takes (returns true) is not posted.
+  // Sees, on the reader thread, the events that `wants` picks by their method and text (it
+  // must be cheap: it sees every event), before they are posted; it must never wait. An event
+  // that it takes (returns true) is not posted. Other events are read on the runner.
   using ReaderHook = std::function<bool(const std::string& method, const Json::Value& params,
                                         const std::string& sessionId)>;
-  void SetReaderHook(ReaderHook hook);
+  using HookFilter = std::function<bool(const std::string& method, const std::string& text)>;
+  void SetReaderHook(ReaderHook hook, HookFilter wants);
   // Told once, on the reader thread, when Chromium's side of the pipe ends (Chromium has gone)
   // while the connection was in use: no answer or event comes any more.
   void SetLostHandler(std::function<void()> handler);
@@ -89,7 +91,7 @@ class HAV_API Connection {
                  Callback taken);
   void Forget(int id);
   void ReadLoop();
-  void Dispatch(const std::string& text);
+  void Dispatch(std::string text);
   // Runs `task` on the runner in the order of `lane` (a session), within the lane's share.
   void Post(const std::string& lane, std::function<void()> task);
   bool WriteMessage(const std::string& text);
@@ -114,6 +116,7 @@ class HAV_API Connection {
   tnbase::TaskQueue* runner_ = nullptr;
   EventHandler eventHandler_;
   ReaderHook readerHook_;
+  HookFilter hookFilter_;
 };
 
 }  // namespace xhav::cdp

@@ -9,12 +9,14 @@
 // Protocol events run on the engine's browser UI thread (`ui()`), as hav's notifications do.
 
 #include <atomic>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "cef/cef_v8.h"
@@ -223,6 +225,15 @@ class HAV_API PageBrowser final : public Browser {
   void AnswerHellosOfALeavingDocument();
   // The hello of `token`, unless its document has made itself known by now.
   void AnswerHelloOfALeavingDocument(const std::string& token);
+  // Answers to the page's paused requests, at most kAnswersInFlight of them unacknowledged at
+  // a time: Chromium takes commands in the order they came, so a page that floods waits for
+  // its own answers, and other windows' commands do not queue behind thousands of its (UI
+  // thread).
+  static constexpr int kAnswersInFlight = 8;
+  void AnswerRequest(const char* method, Json::Value params, const std::string& session);
+  void SendAnswers();
+  std::deque<std::tuple<std::string, Json::Value, std::string>> answersWaiting_;
+  int answersInFlight_ = 0;
   bool navigating_ = false;  // the main frame has begun a navigation that has not committed
   std::unique_ptr<LogBudget> dropLog_;  // the lines of this page's dropped calls
   // Tells the render side the page's history.
@@ -440,6 +451,9 @@ class HAV_API Engine {
   Json::Value FetchPatterns();
   // Who serves `url` for `page`: its own registrations first, then the registry's.
   HandlerCreator* FindCreator(PageBrowser* page, const std::string& url);
+  // Answers a paused request of `page` (through its share) or of no page (at once).
+  void AnswerRequest(PageBrowser* page, const char* method, Json::Value params,
+                     const std::string& session);
   // A page's request to an intercepted host: its handler's writes, or a network error.
   void ServeDesktopRequest(const std::string& session, const Json::Value& params);
 };
