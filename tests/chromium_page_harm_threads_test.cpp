@@ -50,8 +50,9 @@ class Harm : public Base {
     Json::Value results;
     return this->EvaluatePumping(page, "window.results", &results) && results["done"].asBool();
   }
-  // A view of `type` named `name` on `url`.
-  xhav::cdp::PageBrowser* OpenOfType(int type, const char16_t* name, const char* url) {
+  // A view of `type` named `name` on `url`, hidden rather than closed when `hideOnClose`.
+  xhav::cdp::PageBrowser* OpenOfType(int type, const char16_t* name, const char* url,
+                                     bool hideOnClose = false) {
     auto* core = new tnmainui::ScriptedBusinessCore(u"org-1", "account");
     this->cores.push_back(core);
     IBrowserViewSetting* settings = nullptr;
@@ -59,6 +60,7 @@ class Harm : public Base {
     settings->SetName(name);
     settings->SetBusinessCore(core);
     settings->SetViewType(type);
+    settings->SetHideOnClose(hideOnClose ? 1 : 0);
     IBrowserView* view = nullptr;
     this->factory->CreateBrowserView(url, settings, &view);
     settings->Release();
@@ -172,19 +174,24 @@ TEST_F(ChromiumHarm, PopupWindowsAreFewAndCloseWithTheirOpener) {
   for (xhav::cdp::PageBrowser* b : engine.browsers()) EXPECT_FALSE(b->alive());
 }
 
-// window.close() asks the view as a close of the window does: a resident view hides and keeps
-// its window, another view closes.
+// window.close() closes the window as a close of the window does: a resident view, and a view
+// set to hide on close, hide and keep their windows; another view closes.
 TEST_F(ChromiumHarm, APagesOwnCloseAsksItsView) {
   auto* resident = OpenOfType(1, u"Resident", "file://tavrin5main/harm.html?do=close");
-  ASSERT_NE(resident, nullptr);
-  ASSERT_TRUE(PumpUntil([&] { return !win::IsWindowVisible(resident->GetWindowHandle()); }, 10000));
+  auto* hides = OpenOfType(0, u"Hides", "file://tavrin5main/harm.html?do=close", true);
+  for (xhav::cdp::PageBrowser* kept : {resident, hides}) {
+    ASSERT_NE(kept, nullptr);
+    ASSERT_TRUE(PumpUntil([&] { return !win::IsWindowVisible(kept->GetWindowHandle()); }, 10000));
+  }
   PumpFor(500);
-  EXPECT_TRUE(resident->alive());
-  EXPECT_TRUE(Done(resident));
+  for (xhav::cdp::PageBrowser* kept : {resident, hides}) {
+    EXPECT_TRUE(kept->alive());
+    EXPECT_TRUE(Done(kept));
+  }
   auto* plain = OpenOfType(0, u"Plain", "file://tavrin5main/harm.html?do=close");
   ASSERT_NE(plain, nullptr);
   EXPECT_TRUE(PumpUntil([&] { return !plain->alive(); }, 10000));
-  EXPECT_TRUE(resident->alive());
+  EXPECT_TRUE(resident->alive() && hides->alive());
 }
 
 // Bodies that prove nothing are dropped with a few log lines, not one each.

@@ -65,8 +65,14 @@ void PageBrowser::OnWindowMessage(const win::PostedMessage& m) {
       RunSystemCommand(this, m.wParam);
       break;
     case win::WM_CLOSE:
-      // The user's or the host's close asks the view first.
-      if (!(notify_ && notify_->OnClosing())) Close(1);
+      // The user's, the host's or the page's close asks the view first; a window that its
+      // settings keep on close hides.
+      if (notify_ && notify_->OnClosing()) break;
+      if (param_.hideOnClose) {
+        Show(false);
+      } else {
+        Close(1);
+      }
       break;
   }
 }
