@@ -1,7 +1,7 @@
 # Set-up and the everyday entry points. Every target installs what is missing first.
 JOBS ?= $(shell nproc)
 
-.PHONY: deps demo test tsan bench fuzz fuzzers format bitmaps install docs clean
+.PHONY: deps demo test tsan bench soak fuzz fuzzers format bitmaps install docs clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -54,7 +54,13 @@ bitmaps: deps
 bench: deps
 	cmake --preset release >/dev/null
 	cmake --build --preset release -j $(JOBS)
-	for b in ./build/release/bench/*_bench; do $$b; done
+	for b in ./build/release/bench/*_bench; do SOAK_MINUTES=$${SOAK_MINUTES:-1} $$b; done
+
+# Fifty windows of hostile and honest pages for SOAK_MINUTES (ten unless told).
+soak: deps
+	cmake --preset release >/dev/null
+	cmake --build --preset release -j $(JOBS) --target soak_bench
+	SOAK_MINUTES=$${SOAK_MINUTES:-10} ./build/release/bench/soak_bench
 
 format:
 	find include platform src tests bench fuzz tools -name '*.h' -o -name '*.cpp' | xargs clang-format -i
