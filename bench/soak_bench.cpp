@@ -150,12 +150,17 @@ int main() {
   std::fflush(stdout);
 
   std::vector<double> calls;
-  int unanswered = 0;
+  int unanswered = 0, starts = 1;  // Chromium's starts: the engine starts it anew when it goes
+  pid_t chromium = soak.engine->connection().pid();
   const Clock::time_point start = Clock::now();
   const Clock::time_point end = start + std::chrono::duration_cast<Clock::duration>(
                                             std::chrono::duration<double>(minutes * 60));
   auto report = start;
   for (std::size_t round = 0; Clock::now() < end; ++round) {
+    if (soak.engine->connection().pid() != chromium) {
+      chromium = soak.engine->connection().pid();
+      ++starts;
+    }
     const double took = soak.Call(honest[round % kHonest].page);
     if (took < 0) {
       ++unanswered;
@@ -218,7 +223,8 @@ int main() {
       startKiB / 1024.0, endKiB / 1024.0, tries);
   std::printf(
       "soak: Chromium's processes: %ld at the start, %ld at the end with the windows "
-      "open, %ld once they closed\n",
-      startProcesses, openProcesses, closedProcesses);
+      "open, %ld once they closed; Chromium started %d time(s)\n",
+      startProcesses, openProcesses, closedProcesses, starts);
+  std::fflush(stdout);
   return unanswered == 0 ? 0 : 1;
 }

@@ -65,25 +65,27 @@ Engine::Engine(EngineOptions options, int processType)
   if (!Connect()) return;
   if (!StartRenderSide()) {
     answers_->Close();
-    connection_.reset();
+    live_.store(nullptr);
+    connections_.clear();
   }
 }
 
 bool Engine::Connect() {
-  connection_ = Connection::Launch(options_.launch, &error_);
-  if (!connection_) return false;
-  connection_->SetRunner(&ui_);
+  std::unique_ptr<Connection> fresh = Connection::Launch(options_.launch, &error_);
+  if (!fresh) return false;
+  Connection* connection = fresh.get();
+  connection->SetRunner(&ui_);
   // Targets that pages open (popups) and the end of every target are told on the browser's
   // own session.
   Json::Value discover;
   discover["discover"] = true;
-  connection_->Call("Target.setDiscoverTargets", discover, "", nullptr);
+  connection->Call("Target.setDiscoverTargets", discover, "", nullptr);
   if (answers_) {
-    answers_->Reset(connection_.get());
+    answers_->Reset(connection);
   } else {
-    answers_ = std::make_shared<CallAnswers>(connection_.get());
+    answers_ = std::make_shared<CallAnswers>(connection);
   }
-  connection_->SetReaderHook(
+  connection->SetReaderHook(
       [this](const std::string& method, const Json::Value& params, const std::string& session) {
         return TakeCallOnReader(method, params, session);
       },
@@ -92,18 +94,19 @@ bool Engine::Connect() {
         return method == "Page.javascriptDialogOpening" ||
                (method == "Fetch.requestPaused" && text.find(kCallHost) != std::string::npos);
       });
-  connection_->SetEventHandler(
+  connection->SetEventHandler(
       [this](const std::string& method, const Json::Value& params, const std::string& session) {
         OnEvent(method, params, session);
       });
-  Connection* connection = connection_.get();
-  connection_->SetLostHandler(
+  connection->SetLostHandler(
       [this, connection] { ui_.PostTask([this, connection] { OnConnectionLost(connection); }); });
+  connections_.push_back(std::move(fresh));
+  live_.store(connection);
   return true;
 }
 
 void Engine::OnConnectionLost(Connection* connection) {
-  if (connection != connection_.get()) return;
+  if (connection != live_.load()) return;
   // Every window of the lost browser has gone with it: each view hears that its page ended
   // and that its browser closed. The next window starts Chromium anew.
   EngineLog(kTnLogError, "Engine::OnConnectionLost",
@@ -118,14 +121,13 @@ void Engine::OnConnectionLost(Connection* connection) {
 }
 
 bool Engine::Reconnect() {
-  if (!lost_) return connection_ != nullptr;
-  lost_ = false;
-  connection_.reset();  // ends what is left of the lost browser
+  if (!lost_) return ok();
   {
     std::lock_guard<std::mutex> lock(mutex_);
     contexts_.clear();  // the cookie spaces of the browser that has gone
   }
-  return Connect();
+  lost_ = !Connect();  // the lost one stays, closed, until the engine ends
+  return !lost_;
 }
 
 Engine::~Engine() {
@@ -137,7 +139,8 @@ Engine::~Engine() {
   ui_.Stop();
   if (watchdog_) watchdog_->Stop();  // it writes to the connection
   if (answers_) answers_->Close();
-  connection_.reset();  // ends Chromium
+  live_.store(nullptr);
+  connections_.clear();  // ends Chromium
   ui_.RunUntilIdle();
   renderSide_.reset();  // ends a render host process
   ui_.RunUntilIdle();
@@ -236,7 +239,7 @@ std::string Engine::ContextFor(const std::string& space) {
     if (it != contexts_.end()) return it->second;
   }
   Json::Value result;
-  if (!connection_->Call("Target.createBrowserContext", Json::Value(), "", &result)) return "";
+  if (!connection().Call("Target.createBrowserContext", Json::Value(), "", &result)) return "";
   const std::string id = result["browserContextId"].asString();
   std::lock_guard<std::mutex> lock(mutex_);
   contexts_[space] = id;
@@ -246,18 +249,18 @@ std::string Engine::ContextFor(const std::string& space) {
 bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* notify,
                            Browser** out) {
   if (out) *out = nullptr;
-  if (!connection_ || !Reconnect()) return false;
+  if (!ok() || !Reconnect()) return false;
   const inproc::BrowserParamRecord record = inproc::ReadBrowserParam(param);
   // Each cookie space is a browser context: two accounts never share cookies.
   const std::string context = ContextFor(record.cookieSpace);
   Json::Value create, created;
   create["url"] = "about:blank";
   if (!context.empty()) create["browserContextId"] = context;
-  if (!connection_->Call("Target.createTarget", create, "", &created)) return false;
+  if (!connection().Call("Target.createTarget", create, "", &created)) return false;
   Json::Value attach, attached;
   attach["targetId"] = created["targetId"];
   attach["flatten"] = true;
-  if (!connection_->Call("Target.attachToTarget", attach, "", &attached)) return false;
+  if (!connection().Call("Target.attachToTarget", attach, "", &attached)) return false;
 
   PageBrowser* browser;
   {
@@ -347,7 +350,7 @@ std::vector<std::pair<std::string, Json::Value>> Engine::SessionSetUp() {
 bool Engine::SetUpSession(const std::string& session) {
   // Every step is in force before the session's first document: all are sent at once, in
   // order, and each has its answer before this returns.
-  return connection_->CallAll(SessionSetUp(), session);
+  return connection().CallAll(SessionSetUp(), session);
 }
 
 void Engine::SetUpFrameSession(const std::string& session, int browser) {
@@ -363,9 +366,9 @@ void Engine::SetUpFrameSession(const std::string& session, int browser) {
                       ": a frame's requests cannot be served: " + WriteJson(error));
       };
     }
-    connection_->Send(method, params, session, std::move(failed));
+    connection().Send(method, params, session, std::move(failed));
   }
-  connection_->Send("Runtime.runIfWaitingForDebugger", Json::Value(), session, nullptr);
+  connection().Send("Runtime.runIfWaitingForDebugger", Json::Value(), session, nullptr);
 }
 
 Json::Value Engine::FetchPatterns() {
@@ -393,10 +396,10 @@ void Engine::Intercept(const std::string& address) {
     for (const auto& [session, browser] : bySession_) sessions.push_back(session);
   }
   // Sessions that exist already take the new host too.
-  if (!connection_) return;
+  if (!ok()) return;
   const Json::Value fetch = FetchPatterns();
   for (const std::string& session : sessions)
-    connection_->Send("Fetch.enable", fetch, session, nullptr);
+    connection().Send("Fetch.enable", fetch, session, nullptr);
 }
 
 HandlerCreator* Engine::FindCreator(PageBrowser* page, const std::string& url) {
@@ -432,8 +435,8 @@ void Engine::OnEvent(const std::string& method, const Json::Value& params,
     if (params["targetInfo"]["type"] != "iframe") {
       Json::Value detach;
       detach["sessionId"] = child;
-      connection_->Send("Runtime.runIfWaitingForDebugger", Json::Value(), child, nullptr);
-      connection_->Send("Target.detachFromTarget", detach, session, nullptr);
+      connection().Send("Runtime.runIfWaitingForDebugger", Json::Value(), child, nullptr);
+      connection().Send("Target.detachFromTarget", detach, session, nullptr);
       return;
     }
     {
@@ -481,7 +484,7 @@ bool Engine::OnBrowserTargetEvent(const std::string& method, const Json::Value& 
     if (!opener) return false;
     Json::Value close;
     close["targetId"] = info["targetId"];
-    connection_->Send("Target.closeTarget", close, "", nullptr);
+    connection().Send("Target.closeTarget", close, "", nullptr);
     EngineLog(kTnLogInfo, "Engine::OnBrowserTargetEvent",
               "browser " + std::to_string(opener->id_) + ": a page it opened is closed (" +
                   (info["url"].isString() ? info["url"].asString() : std::string()) + ")");

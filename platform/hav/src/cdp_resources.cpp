@@ -240,7 +240,7 @@ void Engine::AnswerRequest(PageBrowser* page, const char* method, Json::Value pa
   if (page) {
     page->AnswerRequest(method, std::move(params), session);
   } else {
-    connection_->Send(method, params, session, nullptr);
+    connection().Send(method, params, session, nullptr);
   }
 }
 

@@ -246,7 +246,7 @@ class HAV_API Engine {
   explicit Engine(EngineOptions options, int processType = kProcessTypeBrowser);
   ~Engine();
 
-  bool ok() const { return connection_ != nullptr; }
+  bool ok() const { return live_.load() != nullptr; }
   const std::string& error() const { return error_; }
   // The bytes of prompted calls' parts that the engine holds (for tests).
   std::size_t prompt_bytes_held() const;
@@ -256,7 +256,9 @@ class HAV_API Engine {
   // The render side's host: the script extension and the notify object.
   RenderHost* render_host();
   tnbase::TaskQueue& ui() { return ui_; }
-  Connection& connection() { return *connection_; }
+  // The connection to the Chromium that runs now; one that was lost stays valid, closed, until
+  // the engine ends, so a thread that holds it meets no freed memory.
+  Connection& connection() { return *live_.load(); }
   std::vector<PageBrowser*> browsers() const;
 
   // Calls of page bindings other than the render side's own, as (page, name, payload); they
@@ -416,7 +418,8 @@ class HAV_API Engine {
   std::shared_ptr<CallAnswers> answers_;
   std::mutex directMutex_;
   bool direct_ = false;  // calls go from the reader thread to the render side
-  std::unique_ptr<Connection> connection_;
+  std::vector<std::unique_ptr<Connection>> connections_;  // every one made, the live one last
+  std::atomic<Connection*> live_{nullptr};
   bool lost_ = false;  // Chromium has gone: the next window starts it anew (UI thread)
   std::string error_;
   std::unique_ptr<CoreImpl> core_;
