@@ -32,6 +32,7 @@ class ChromiumClient {
     tnbase::SetLogSink([](const tnbase::LogRecord&) {});
     xhav::cdp::EngineOptions options;
     options.pagesDir = TNWEBUI_PAGES_DIR;
+    options.clientWebDomain = tnmainui::kDefaultWebDomain;
     if (renderHost) options.renderHost = {TNWEBUI_RENDER_HOST, "--module=" TNWEBUI_MODULE};
     engine = std::make_unique<xhav::cdp::Engine>(options);
     if (!engine->ok()) return;

@@ -16,6 +16,7 @@
 #include "demo.h"
 #include "hav/handler_table.h"
 #include "tnbase/logger.h"
+#include "tnmainui/inproc_host.h"
 #include "win/paint.h"
 #include "win/user.h"
 #include "win/window.h"
@@ -197,6 +198,7 @@ xhav::cdp::PageBrowser* OpenFramedPage(xhav::cdp::Engine& engine, ITnWebUI* fact
 xhav::cdp::EngineOptions ChromiumOptions() {
   xhav::cdp::EngineOptions options;
   options.pagesDir = TNWEBUI_PAGES_DIR;
+  options.clientWebDomain = tnmainui::kDefaultWebDomain;
   char library[PATH_MAX];
   if (!realpath(g_library, library)) std::snprintf(library, sizeof library, "%s", g_library);
   options.renderHost = {TNWEBUI_RENDER_HOST, std::string("--module=") + library, "--log=1",

@@ -239,6 +239,7 @@ int Run(const Options& options, const Layout& layout) {
   Module m = Load();
   xhav::cdp::EngineOptions engineOptions = ChromiumOptions();
   engineOptions.pagesDir = app.pagesDir;
+  engineOptions.clientWebDomain = hostFile.webDomain;
   engineOptions.renderHost[0] = layout.renderHost;
   engineOptions.renderHost[2] = "--log=4";
   engineOptions.launch.headless = !options.headful;

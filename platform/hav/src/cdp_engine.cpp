@@ -13,6 +13,7 @@
 #include "hav/handler_table.h"
 #include "hav/json_text.h"
 #include "host_browser.h"
+#include "window_news.h"
 
 namespace xhav::cdp {
 
@@ -301,7 +302,10 @@ bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* 
   const std::string address = url ? url : "";
   ui_.PostTask([browser, address] {
     if (!browser->alive_) return;
-    if (browser->notify_) browser->notify_->OnBrowserCreated();
+    if (browser->notify_) {
+      browser->notify_->OnBrowserCreated();
+      if (browser->alive_) browser->news_->Created(browser->notify_, browser->hwnd_);
+    }
     if (!address.empty()) browser->LoadUrl(address.c_str());
   });
   return true;
@@ -333,9 +337,17 @@ std::vector<std::pair<std::string, Json::Value>> Engine::SessionSetUp() {
     std::lock_guard<std::mutex> lock(mutex_);
     if (pageMessageTracer_) steps.emplace_back("Log.enable", Json::Value());
   }
+  Json::Value drag;
+  drag["name"] = kDragBinding;
+  drag["executionContextName"] = kDragWorld;
+  Json::Value dragScript;
+  dragScript["source"] = DragScript();
+  dragScript["worldName"] = kDragWorld;
   steps.emplace_back("Runtime.addBinding", binding);
   steps.emplace_back("Runtime.addBinding", fetchMessages);
+  steps.emplace_back("Runtime.addBinding", drag);
   steps.emplace_back("Page.addScriptToEvaluateOnNewDocument", shim);
+  steps.emplace_back("Page.addScriptToEvaluateOnNewDocument", dragScript);
   for (const std::string& extension : renderSide_->ExtensionScripts()) {
     Json::Value script;
     script["source"] = extension;
@@ -373,6 +385,11 @@ void Engine::SetUpFrameSession(const std::string& session, int browser) {
 
 Json::Value Engine::FetchPatterns() {
   Json::Value fetch;
+  // Every document request: a main frame's navigation is the view's to allow first.
+  Json::Value documents;
+  documents["urlPattern"] = "*";
+  documents["resourceType"] = "Document";
+  fetch["patterns"].append(documents);
   for (const char* host : {kPagesHost, kFramesHost}) {
     Json::Value pattern;
     pattern["urlPattern"] = std::string("https://*") + host + "/*";

@@ -25,6 +25,12 @@ namespace xhav::cdp {
 // The script that every document runs at its start (cdp_shim.cpp).
 std::string ShimScript();
 
+// The world of every document where the engine watches files dragged onto the window, and the
+// binding that only that world has (cdp_drag.cpp).
+inline constexpr char kDragWorld[] = "tnwebui-drag";
+inline constexpr char kDragBinding[] = "__tnwebuiDrag";
+std::string DragScript();
+
 // The reserved origin of the pages' calls (see the shim).
 inline bool IsCallUrl(const Json::Value& url) {
   return url.isString() && url.asString().rfind("https://tnpc-call.pages.invalid/", 0) == 0;

@@ -10,7 +10,9 @@
 #include "cef/inproc_v8.h"
 #include "hav/json_text.h"
 #include "host_browser.h"
+#include "navigation_rule.h"
 #include "system_command.h"
+#include "window_news.h"
 
 namespace xhav::cdp {
 
@@ -30,6 +32,7 @@ PageBrowser::PageBrowser(Engine* engine, int id, BrowserNotify* notify,
       id_(id),
       notify_(notify),
       param_(p),
+      news_(std::make_unique<WindowNews>()),
       dropLog_(std::make_unique<LogBudget>()) {
   hwnd_ = win::CreateWindowModel("HavWindowClassName", p.parent,
                                  [this](HWND, const win::PostedMessage& m) { OnWindowMessage(m); });
@@ -57,8 +60,14 @@ void PageBrowser::OnWindowMessage(const win::PostedMessage& m) {
   switch (m.message) {
     case win::WM_SIZE:
       if (!placed_ || !notify_) return;
-      engine_->ui().PostTask([this] {
-        if (alive_ && notify_) notify_->OnStateChanged(kStateSizeChanged);
+      engine_->ui().PostTask([this, state = m.wParam] {
+        if (alive_ && notify_) news_->Sized(notify_, state);
+      });
+      break;
+    case win::WM_ACTIVATE:
+      if (!notify_) return;
+      engine_->ui().PostTask([this, active = m.wParam != win::WA_INACTIVE] {
+        if (alive_ && notify_) news_->Activated(notify_, active);
       });
       break;
     case win::WM_SYSCOMMAND:
@@ -98,12 +107,14 @@ void PageBrowser::ReportState() {
 
 void PageBrowser::Reload() {
   if (!alive_) return;
+  pageNavigation_ = false;
   ++navigations_;
   engine_->connection().Send("Page.reload", Json::Value(), session_, nullptr);
 }
 
 void PageBrowser::GoInHistory(int offset) {
   if (!alive_) return;
+  pageNavigation_ = false;
   ++navigations_;
   // The browser's own history, as it stands when the step is taken.
   Connection* connection = &engine_->connection();
@@ -587,6 +598,10 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
       OnFetchJSMessage(session, params);
       return;
     }
+    if (params["name"] == kDragBinding) {
+      if (main) OnDragMessage(params);
+      return;
+    }
     Engine::BindingHandler handler;
     {
       std::lock_guard<std::mutex> lock(engine_->mutex_);
@@ -609,6 +624,18 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
   }
   // A main-frame document has committed: its address is known at once (the page's first calls
   // may come before the load ends), and the history follows when the load does.
+  // A navigation to an address of a program's scheme never makes a document request: the view
+  // is asked here (the other navigations are asked when their document is requested).
+  if (method == "Page.frameRequestedNavigation") {
+    if (!main || params["frameId"] != target_ || !params["url"].isString()) return;
+    const std::string url = params["url"].asString();
+    if (!IsPageScheme(url)) {
+      AskBeforeNavigating(url, true);
+    } else if (params["disposition"] == "currentTab") {
+      pageNavigation_ = true;  // its document request (and each redirect) is filtered
+    }
+    return;
+  }
   if (method == "Page.frameStartedNavigating" && params["frameId"].asString() == target_ &&
       params["navigationType"] != "sameDocument") {
     navigating_ = true;
@@ -726,6 +753,7 @@ void PageBrowser::FinishClose() {
   if (notify_) notify_->OnBeforeBrowserClose();
   win::DestroyWindow(hwnd_);
   hwnd_ = nullptr;
+  news_->Closed();
   if (notify_) notify_->OnBrowserDestroyed();
 }
 
@@ -746,8 +774,26 @@ TnString* PageBrowser::GetUrl() {
              : allocStringFromUTF8(current.data(), static_cast<int32_t>(current.size()));
 }
 
+NavigationAnswer PageBrowser::AskBeforeNavigating(const std::string& url, bool pageStarted) {
+  if (!alive_) return NavigationAnswer::kLoad;
+  const NavigationAnswer answer =
+      xhav::AskBeforeNavigating(notify_, url, pageStarted, engine_->options_.clientWebDomain);
+  if (answer != NavigationAnswer::kLoad)
+    EngineLog(kTnLogInfo, "PageBrowser::AskBeforeNavigating",
+              "browser " + std::to_string(id_) + ": the view stays on its page: " + url + " is " +
+                  NavigationAnswerText(answer));
+  return answer;
+}
+
 void PageBrowser::LoadUrl(const char* url) {
   if (!alive_ || !url) return;
+  if (!IsPageScheme(url)) {
+    // No page is served under this scheme: Chromium won't load it, the view is still asked.
+    engine_->ui().PostTask(
+        [this, address = std::string(url)] { AskBeforeNavigating(address, false); });
+    return;
+  }
+  pageNavigation_ = false;
   ++navigations_;
   Json::Value params;
   params["url"] = Engine::ToEngineUrl(url);

@@ -8,6 +8,7 @@
 
 #include "cdp_engine_internal.h"
 #include "hav/json_text.h"
+#include "navigation_rule.h"
 
 namespace xhav::cdp {
 
@@ -182,6 +183,7 @@ void Engine::ServeResource(const std::string& session, const Json::Value& params
   if (!params.isObject() || !params["request"].isObject() || !params["request"]["url"].isString())
     return;
   const std::string url = params["request"]["url"].asString();
+  if (params["resourceType"] == "Document" && StaysBeforeNavigating(session, params, url)) return;
   if (IsIntercepted(url)) {
     ServeDesktopRequest(session, params);
     return;
@@ -190,6 +192,13 @@ void Engine::ServeResource(const std::string& session, const Json::Value& params
     ServeCall(session, params["request"]["url"] == kHelloUrl, RequestBody(params["request"]),
               params["requestId"],
               params["frameId"].isString() ? params["frameId"].asString() : "");
+    return;
+  }
+  if (!IsServedHere(url)) {
+    // A document of another site, paused only to be asked about.
+    Json::Value go;
+    go["requestId"] = params["requestId"];
+    AnswerRequest(PageOf(session), "Fetch.continueRequest", std::move(go), session);
     return;
   }
   std::string path = ToClientUrl(url);
@@ -233,6 +242,29 @@ void Engine::ServeResource(const std::string& session, const Json::Value& params
   }
   fulfil["body"] = Base64(body);
   AnswerRequest(PageOf(session), "Fetch.fulfillRequest", std::move(fulfil), session);
+}
+
+bool Engine::IsServedHere(const std::string& url) {
+  for (const char* root : kRoots) {
+    for (const char* host : {kPagesHost, kFramesHost}) {
+      if (url.rfind("https://" + std::string(root) + host + "/", 0) == 0) return true;
+    }
+  }
+  return false;
+}
+
+bool Engine::StaysBeforeNavigating(const std::string& session, const Json::Value& params,
+                                   const std::string& url) {
+  PageBrowser* page = PageOf(session);
+  if (!page || session != page->session_ || params["frameId"] != page->target_) return false;
+  if (page->AskBeforeNavigating(ToClientUrl(url), page->pageNavigation_) == NavigationAnswer::kLoad)
+    return false;
+  // No Content: the navigation ends where it began, and the page stays as it was.
+  Json::Value stay;
+  stay["requestId"] = params["requestId"];
+  stay["responseCode"] = 204;
+  AnswerRequest(page, "Fetch.fulfillRequest", std::move(stay), session);
+  return true;
 }
 
 void Engine::AnswerRequest(PageBrowser* page, const char* method, Json::Value params,

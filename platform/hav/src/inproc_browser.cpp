@@ -6,7 +6,10 @@
 #include "hav/inproc_engine.h"
 #include "host_browser.h"
 #include "inproc_browser_param.h"
+#include "navigation_rule.h"
 #include "system_command.h"
+#include "tnbase/logger.h"
+#include "window_news.h"
 
 namespace xhav::inproc {
 
@@ -35,6 +38,7 @@ BrowserImpl::BrowserImpl(Engine* engine, int id, std::string url, const BrowserP
           id,
           [engine, id](CefRefPtr<CefProcessMessage> m) { return engine->SendToRenderer(id, m); })),
       url_(std::move(url)) {
+  news_ = std::make_unique<WindowNews>();
   hwnd_ = win::CreateWindowModel("HavWindowClassName", param.parent,
                                  [this](HWND, const win::PostedMessage& m) {
                                    switch (m.message) {
@@ -45,7 +49,11 @@ BrowserImpl::BrowserImpl(Engine* engine, int id, std::string url, const BrowserP
                                        break;
                                      case win::WM_SIZE:
                                        if (placed_ && alive_ && notify_)
-                                         notify_->OnStateChanged(kStateSizeChanged);
+                                         news_->Sized(notify_, m.wParam);
+                                       break;
+                                     case win::WM_ACTIVATE:
+                                       if (alive_ && notify_)
+                                         news_->Activated(notify_, m.wParam != win::WA_INACTIVE);
                                        break;
                                      case win::WM_SYSCOMMAND:
                                        if (alive_) RunSystemCommand(this, m.wParam);
@@ -132,6 +140,7 @@ void BrowserImpl::FinishClose() {
   if (notify_) notify_->OnBeforeBrowserClose();
   win::DestroyWindow(hwnd_);
   hwnd_ = nullptr;
+  news_->Closed();
   if (notify_) notify_->OnBrowserDestroyed();
   if (page_) {
     page_.reset();
@@ -168,14 +177,35 @@ TnString* BrowserImpl::GetUrl() {
 
 void BrowserImpl::LoadUrl(const char* url) {
   Record(std::string("LoadUrl(") + (url ? url : "") + ")");
-  Load(url ? url : "");
+  Go(url ? url : "", false);
 }
 
-void BrowserImpl::Navigate(const std::string& url) {
-  engine_->ui().PostTask([this, url] {
+void BrowserImpl::Navigate(const std::string& url) { Go(url, true); }
+
+void BrowserImpl::DragFiles(const FileList& files, bool drop) {
+  engine_->ui().PostTask([this, files, drop] {
     if (!alive_ || !notify_) return;
-    tnbase::TnStringPtr text = tnbase::TnStringPtr::FromUTF8(url);
-    if (notify_->OnBeforeNavigate(text.get()) == 0) Load(url);
+    const bool takenByPage = notify_->OnDragEnter();
+    if (!drop || takenByPage || files.empty()) return;
+    notify_->OnFilesDragged(files);
+    if (alive_) notify_->OnFilesDropped(files);
+  });
+}
+
+void BrowserImpl::Go(const std::string& url, bool pageStarted) {
+  engine_->ui().PostTask([this, url, pageStarted] {
+    if (!alive_) return;
+    const NavigationAnswer answer =
+        AskBeforeNavigating(notify_, url, pageStarted, engine_->client_web_domain());
+    if (answer == NavigationAnswer::kLoad) {
+      Load(url);
+      return;
+    }
+    Record("Stayed(" + url + ")");
+    const std::string line = "browser " + std::to_string(id_) +
+                             ": the view stays on its page: " + url + " is " +
+                             NavigationAnswerText(answer);
+    logger_write(kTnLogInfo, __FILE__, __LINE__, "BrowserImpl::Navigate", line.data(), line.size());
   });
 }
 

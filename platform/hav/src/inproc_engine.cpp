@@ -1,5 +1,7 @@
 #include "hav/inproc_engine.h"
 
+#include "window_news.h"
+
 #include <algorithm>
 #include <atomic>
 #include <map>
@@ -269,11 +271,23 @@ bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* 
     transport_->SendControl({Control::kOpenPage, browser->id_, browser->url_});
   }
   ui_.PostTask([browser] {
-    if (browser->alive_ && browser->notify_) browser->notify_->OnBrowserCreated();
+    if (!browser->alive_ || !browser->notify_) return;
+    browser->notify_->OnBrowserCreated();
+    if (browser->alive_) browser->news_->Created(browser->notify_, browser->hwnd_);
   });
-  if (!browser->url_.empty()) browser->Load(browser->url_);
+  if (!browser->url_.empty()) browser->Go(browser->url_, false);
   if (out) *out = browser;
   return true;
+}
+
+void Engine::SetClientWebDomain(const std::string& domain) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  clientWebDomain_ = domain;
+}
+
+std::string Engine::client_web_domain() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return clientWebDomain_;
 }
 
 std::vector<BrowserImpl*> Engine::browsers() const {

@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 #include "model.h"
@@ -191,11 +192,80 @@ HWND CreateWindowModel(const std::string& className, HWND parent, WindowProc pro
   return AddWindow(std::move(window));
 }
 
+namespace {
+
+uintptr_t SizeState(const WindowState& s) {
+  return s.minimized ? SIZE_MINIMIZED : s.maximized ? SIZE_MAXIMIZED : SIZE_RESTORED;
+}
+
+// A window's size and state, as WM_SIZE tells them.
+struct Sized {
+  int width = 0, height = 0;
+  uintptr_t state = SIZE_RESTORED;
+  explicit Sized(const WindowState& s) : width(s.width), height(s.height), state(SizeState(s)) {}
+  bool operator==(const Sized& o) const {
+    return width == o.width && height == o.height && state == o.state;
+  }
+};
+
+// Sends WM_SIZE, with the window's state, when its size or its state changed from `before`.
+void TellSize(HWND hwnd, const Sized& before) {
+  std::unique_lock<std::mutex> lock(M().mutex);
+  auto w = Find(hwnd);
+  if (!w) return;
+  const Sized now(w->state);
+  lock.unlock();
+  if (now == before) return;
+  SendMessageW(hwnd, WM_SIZE, now.state, MAKELPARAM(now.width, now.height));
+}
+
+// The top-level window of `hwnd` (itself when it has no parent); under M().mutex.
+HWND TopLevel(HWND hwnd) {
+  for (auto w = Find(hwnd); w && w->state.parent; w = Find(hwnd)) hwnd = w->state.parent;
+  return Find(hwnd) ? hwnd : nullptr;
+}
+
+// The window that takes activation when `leaving` gives it up: the front-most visible top-level
+// window that isn't minimised; under M().mutex.
+HWND NextActive(HWND leaving) {
+  HWND next = nullptr;
+  int z = 0;
+  for (const auto& [h, w] : M().windows) {
+    const WindowState& s = w->state;
+    if (h == leaving || s.parent || !s.visible || s.minimized || w->destroying) continue;
+    if (!next || s.zOrder > z) {
+      next = h;
+      z = s.zOrder;
+    }
+  }
+  return next;
+}
+
+// Moves activation to `hwnd` (null: to no window) and tells the two windows, outside the lock.
+HWND Activate(HWND hwnd, bool tellLeaving = true) {
+  HWND previous = nullptr;
+  {
+    std::lock_guard<std::mutex> lock(M().mutex);
+    previous = M().active;
+    M().active = hwnd;
+    M().foreground = hwnd;
+    if (previous == hwnd) return previous;
+  }
+  if (previous && tellLeaving)
+    SendMessageW(previous, WM_ACTIVATE, WA_INACTIVE, reinterpret_cast<intptr_t>(hwnd));
+  if (hwnd) SendMessageW(hwnd, WM_ACTIVATE, WA_ACTIVE, reinterpret_cast<intptr_t>(previous));
+  return previous;
+}
+
+}  // namespace
+
 void DestroyWindow(HWND hwnd) {
   // The window and its children, parents first. They stay in the model while they hear
   // WM_DESTROY (parents first) and WM_NCDESTROY (children first), so that their procedures
   // still find their data, and leave it afterwards.
   std::vector<std::pair<HWND, std::shared_ptr<Window>>> destroyed;
+  bool activateNext = false;
+  HWND next = nullptr;
   {
     std::lock_guard<std::mutex> lock(M().mutex);
     std::vector<HWND> pending{hwnd};
@@ -217,9 +287,15 @@ void DestroyWindow(HWND hwnd) {
                      timers.end());
       }
       if (M().foreground == h) M().foreground = nullptr;
-      if (M().active == h) M().active = nullptr;
+      if (M().active == h) {
+        M().active = nullptr;
+        activateNext = true;
+      }
     }
+    if (activateNext) next = NextActive(hwnd);
   }
+  // The window that goes takes activation with it: the front-most other window has it next.
+  if (next) Activate(next, false);
   for (auto& [h, w] : destroyed) {
     if (w->wndProc) {
       w->wndProc(h, WM_DESTROY, 0, 0);
@@ -283,29 +359,18 @@ bool IsIconic(HWND hwnd) {
   return w && w->state.minimized;
 }
 
-namespace {
-
-// Sends WM_SIZE when a window's size changed from `before`.
-void TellSize(HWND hwnd, int beforeWidth, int beforeHeight) {
-  int width = 0, height = 0;
-  if (!GetClientRect(hwnd, &width, &height)) return;
-  if (width == beforeWidth && height == beforeHeight) return;
-  SendMessageW(hwnd, WM_SIZE, 0, MAKELPARAM(width, height));
-}
-
-}  // namespace
-
 bool ShowWindow(HWND hwnd, int command) {
-  int width = 0, height = 0;
+  std::optional<Sized> before;
   bool wasVisible = false;
+  HWND activate = nullptr;
+  bool deactivate = false;
   {
     std::lock_guard<std::mutex> lock(M().mutex);
     auto w = Find(hwnd);
     if (!w) return false;
+    before.emplace(w->state);
     wasVisible = w->state.visible;
     WindowState& s = w->state;
-    width = s.width;
-    height = s.height;
     switch (command) {
       case SW_HIDE:
         s.visible = false;
@@ -340,19 +405,27 @@ bool ShowWindow(HWND hwnd, int command) {
         s.visible = true;
         break;
     }
+    if (!s.parent) {
+      if (command == SW_HIDE || command == SW_MINIMIZE) {
+        deactivate = M().active == hwnd;
+        if (deactivate) activate = NextActive(hwnd);
+      } else {
+        activate = hwnd;
+      }
+    }
   }
-  TellSize(hwnd, width, height);
+  TellSize(hwnd, *before);
+  if (activate || deactivate) Activate(activate);
   return wasVisible;
 }
 
 bool SetWindowPos(HWND hwnd, HWND insertAfter, int x, int y, int cx, int cy, uint32_t flags) {
-  int width = 0, height = 0;
+  std::optional<Sized> before;
   {
     std::lock_guard<std::mutex> lock(M().mutex);
     auto w = Find(hwnd);
     if (!w) return false;
-    width = w->state.width;
-    height = w->state.height;
+    before.emplace(w->state);
     if (!(flags & SWP_NOMOVE)) {
       w->state.x = x;
       w->state.y = y;
@@ -366,23 +439,28 @@ bool SetWindowPos(HWND hwnd, HWND insertAfter, int x, int y, int cx, int cy, uin
       if (insertAfter == nullptr || w->state.topmost) w->state.zOrder = M().nextZ++;
     }
   }
-  TellSize(hwnd, width, height);
+  TellSize(hwnd, *before);
   return true;
 }
 
 bool SetForegroundWindow(HWND hwnd) {
-  std::lock_guard<std::mutex> lock(M().mutex);
-  if (!Find(hwnd)) return false;
-  M().foreground = hwnd;
+  HWND top = nullptr;
+  {
+    std::lock_guard<std::mutex> lock(M().mutex);
+    top = TopLevel(hwnd);
+  }
+  if (!top) return false;
+  Activate(top);
   return true;
 }
 
 HWND SetActiveWindow(HWND hwnd) {
-  std::lock_guard<std::mutex> lock(M().mutex);
-  if (!Find(hwnd)) return nullptr;
-  HWND previous = M().active;
-  M().active = hwnd;
-  return previous;
+  HWND top = nullptr;
+  {
+    std::lock_guard<std::mutex> lock(M().mutex);
+    top = TopLevel(hwnd);
+  }
+  return top ? Activate(top) : nullptr;
 }
 
 bool PostMessageW(HWND hwnd, uint32_t message, uintptr_t wParam, intptr_t lParam) {

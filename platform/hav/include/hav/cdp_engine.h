@@ -25,6 +25,11 @@
 #include "hav/hav.h"
 #include "hav/inproc_engine.h"
 
+namespace xhav {
+class WindowNews;
+enum class NavigationAnswer;
+}  // namespace xhav
+
 namespace xhav::cdp {
 
 struct EngineOptions {
@@ -36,6 +41,9 @@ struct EngineOptions {
   // pages lives there (see cdp_render_host.h). Empty: the render side runs in this process, on
   // the UI thread, and `Engine::render_host()` is its host.
   std::vector<std::string> renderHost;
+  // The company's web domain: main-frame navigations to "https://<domain>/" are the client's
+  // to open (the view hands them over), and don't load in the view.
+  std::string clientWebDomain;
 };
 
 class Engine;
@@ -86,6 +94,9 @@ class HAV_API PageBrowser final : public Browser {
   // The page's bridge hands over its queued messages: the view gets "havFetchJSMessage", when
   // they come from the window's main document or a document of its origin.
   void OnFetchJSMessage(const std::string& session, const Json::Value& params);
+  // A drag of files entering the main frame's document, or dropped on it (cdp_drag.cpp).
+  void OnDragMessage(const Json::Value& params);
+  void ReadDroppedFiles(int context, int count);
   // A new document's request for its native object, from `frame` (its id; empty when not
   // told); `answer` gets the names and its context.
   void OnHelloRequest(const std::string& session, const std::string& frame, const std::string& body,
@@ -121,6 +132,9 @@ class HAV_API PageBrowser final : public Browser {
   bool CaptureScreenshot(std::string* png);
   // A click of the left mouse button at (x, y) of the page's viewport, as a user's.
   bool Click(double x, double y);
+  // A person drags `files` (full paths) from the desktop to the middle of the page and drops
+  // them, or lets go elsewhere, as Chromium's input takes a drag (cdp_drag.cpp).
+  void DragFiles(const std::vector<std::string>& files, bool drop);
   // Makes the page's renderer crash, as a fault would (tests).
   void CrashRenderer();
 
@@ -162,6 +176,9 @@ class HAV_API PageBrowser final : public Browser {
   bool placed_ = false;
   // The page's viewport follows the browser's child window.
   void SetViewport(int width, int height);
+  // Asks the view whether its main frame may go to `url` (client form), and logs a refusal.
+  // `pageStarted`: the page started this navigation (see navigation_rule.h).
+  NavigationAnswer AskBeforeNavigating(const std::string& url, bool pageStarted);
   // The window's size, its system commands and its close.
   void OnWindowMessage(const win::PostedMessage& m);
   std::atomic<bool> alive_{true};
@@ -235,6 +252,10 @@ class HAV_API PageBrowser final : public Browser {
   std::deque<std::tuple<std::string, Json::Value, std::string>> answersWaiting_;
   int answersInFlight_ = 0;
   bool navigating_ = false;  // the main frame has begun a navigation that has not committed
+  std::atomic<bool> pageNavigation_{false};
+  bool dragTakenByPage_ = false;  // the view's answer to the drag that entered last  // the main
+                                  // frame's latest navigation is the page's own
+  std::unique_ptr<WindowNews> news_;    // what the window tells the view (UI thread)
   std::unique_ptr<LogBudget> dropLog_;  // the lines of this page's dropped calls
   // Tells the render side the page's history.
   void ReportState();
@@ -372,6 +393,11 @@ class HAV_API Engine {
   // The browser's own target events: popups and pages' ends. True when it took the event.
   bool OnBrowserTargetEvent(const std::string& method, const Json::Value& params);
   void ServeResource(const std::string& session, const Json::Value& params);
+  // A request of the client's page files (either reserved site).
+  static bool IsServedHere(const std::string& url);
+  // For a main frame's document request: the view keeps its page, and the request is answered.
+  bool StaysBeforeNavigating(const std::string& session, const Json::Value& params,
+                             const std::string& url);
   // `hello`: the document asks for its object; otherwise a call of the render side.
   // `frame`: the id of the frame that made the call (its request's or its prompt's), if told.
   void ServeCall(const std::string& session, bool hello, const std::string& body,

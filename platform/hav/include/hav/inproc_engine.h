@@ -20,6 +20,10 @@
 #include "hav/handler_table.h"
 #include "hav/hav.h"
 
+namespace xhav {
+class WindowNews;
+}
+
 namespace xhav::inproc {
 
 // What the browser side tells a render process that lives apart from it. Other engines may use
@@ -176,8 +180,12 @@ class HAV_API BrowserImpl final : public Browser {
   void GoBack() override;
   void Reload() override;
 
-  // A navigation of the page itself: hav asks the view first, then loads.
+  // A navigation of the page itself (a link, a form, `location`): hav asks the view first, then
+  // loads (see navigation_rule.h).
   void Navigate(const std::string& url);
+  // A person drags `files` (full paths) from the desktop onto the page and drops them, or lets
+  // go elsewhere: the view hears what the Chromium engine tells it (see cdp_drag.cpp).
+  void DragFiles(const FileList& files, bool drop);
 
   BrowserNotify* notify() const { return notify_; }
   // The scripts run in the page, in order (UTF-8).
@@ -213,6 +221,8 @@ class HAV_API BrowserImpl final : public Browser {
   void Record(std::string call);
   // Loads `url` on the UI thread: the page-loaded and navigation-state notifications follow.
   void Load(const std::string& url);
+  // Asks the view on the UI thread, then loads or stays.
+  void Go(const std::string& url, bool pageStarted);
 
   Engine* engine_;
   const int id_;
@@ -220,6 +230,7 @@ class HAV_API BrowserImpl final : public Browser {
   BrowserParam* settings_ = nullptr;  // made on first request
   bool placed_ = false;
   BrowserNotify* notify_;
+  std::unique_ptr<WindowNews> news_;  // what the window tells the view
   HWND hwnd_ = nullptr;
   HWND hostWindow_ = nullptr;
   std::vector<std::string> history_;
@@ -337,6 +348,11 @@ class HAV_API Engine {
   // Registered addresses, in order of registration (repeats included).
   std::vector<std::pair<std::string, HandlerCreator*>> registrations() const;
 
+  // The company's web domain: main-frame navigations to "https://<domain>/" are the client's to
+  // open, and don't load in the view (see navigation_rule.h).
+  void SetClientWebDomain(const std::string& domain);
+  std::string client_web_domain() const;
+
   // The host's business channel that every browser gives as property 21 (null: none).
   void SetBusinessChannel(BusinessChannel* channel) { channel_.store(channel); }
   BusinessChannel* business_channel() const { return channel_.load(); }
@@ -365,6 +381,7 @@ class HAV_API Engine {
   ScriptTracer scriptTrace_;
   RequestTracer requestTrace_;
   std::atomic<BusinessChannel*> channel_{nullptr};
+  std::string clientWebDomain_;  // under mutex_
 
   mutable std::mutex mutex_;
   int nextId_ = 1;

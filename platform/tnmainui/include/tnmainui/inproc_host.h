@@ -18,12 +18,16 @@ class __attribute__((visibility("default"))) StringTable final : public StringTa
   bool LoadString(const char* key, char* buffer, uint32_t size) override;
 };
 
+// The company's web domain of a host that sets none; an engine that hands that domain's
+// addresses to the client is given the same text.
+inline constexpr char kDefaultWebDomain[] = "intra.example.com";
+
 class __attribute__((visibility("default"))) ClientInfo final : public ClientInfoService {
  public:
   const char* GetDeviceId() override { return deviceId.c_str(); }
   const char* GetWebDomain() override { return webDomain.c_str(); }
   std::string deviceId = "device-0001";
-  std::string webDomain = "intra.example.com";
+  std::string webDomain = kDefaultWebDomain;
 };
 
 class __attribute__((visibility("default"))) AccessOverride final : public AccessOverrideService {

@@ -27,6 +27,15 @@ constexpr uint32_t SWP_NOMOVE = 0x2;
 constexpr uint32_t SWP_NOZORDER = 0x4;
 constexpr uint32_t SWP_FRAMECHANGED = 0x20;
 constexpr uint32_t WM_DESTROY = 0x2;
+// Sent to a top-level window that gains (wParam WA_ACTIVE) or loses (WA_INACTIVE) activation;
+// lParam is the other window.
+constexpr uint32_t WM_ACTIVATE = 0x6;
+constexpr uintptr_t WA_INACTIVE = 0;
+constexpr uintptr_t WA_ACTIVE = 1;
+// wParam of WM_SIZE: the window's state after the change.
+constexpr uintptr_t SIZE_RESTORED = 0;
+constexpr uintptr_t SIZE_MINIMIZED = 1;
+constexpr uintptr_t SIZE_MAXIMIZED = 2;
 constexpr uint32_t WM_PAINT = 0xF;
 constexpr uint32_t WM_CLOSE = 0x10;
 constexpr uint32_t WM_QUIT = 0x12;
@@ -78,9 +87,15 @@ TNWIN_API HWND GetForegroundWindow();
 TNWIN_API HWND GetActiveWindow();
 
 TNWIN_API bool IsIconic(HWND hwnd);
+// Shows, hides, minimises, maximises or restores. A change of size or of state sends WM_SIZE
+// with the state (SIZE_*). Showing, maximising or restoring a top-level window activates it;
+// hiding or minimising the active one activates the front-most other visible window.
 TNWIN_API bool ShowWindow(HWND hwnd, int command);
 TNWIN_API bool SetWindowPos(HWND hwnd, HWND insertAfter, int x, int y, int cx, int cy,
                             uint32_t flags);
+// Both activate the window's top-level window: the one that had activation hears WM_ACTIVATE
+// with WA_INACTIVE, then the new one with WA_ACTIVE (the process has one active window, which
+// is also the foreground one).
 TNWIN_API bool SetForegroundWindow(HWND hwnd);
 TNWIN_API HWND SetActiveWindow(HWND hwnd);
 TNWIN_API bool PostMessageW(HWND hwnd, uint32_t message, uintptr_t wParam, intptr_t lParam);
