@@ -109,6 +109,27 @@ TEST_F(PageLifeCycle, FramedWindowsLayOutTheTitleAboveTheBrowser) {
   view->Release();
 }
 
+// hav takes a Pb view's dispatcher once and listens to its state changes: the layout of a
+// minimised window is skipped, and restoring it lays it out again.
+TEST_F(PageLifeCycle, AMinimisedPbWindowIsNotLaidOut) {
+  IBrowserViewSetting* s = Settings(u"framed", 4, R"({"id":""})");
+  s->SetRect({0, 0, 800, 600});
+  IBrowserView* view = Create(s);
+  auto* title = static_cast<tnwebui::CWebTitleChildWindowWin*>(Pb(view)->title_window());
+  ASSERT_NE(title, nullptr);
+  HWND hwnd = view->GetHwnd();
+  win::SetWindowPos(hwnd, nullptr, 0, 0, 820, 600, win::SWP_NOZORDER);
+  EXPECT_EQ(win::GetWindowState(title->GetWindowHandle()).width, 820);
+  BrowserOf(view)->Minimize();
+  engine.RunUntilIdle();
+  win::SetWindowPos(hwnd, nullptr, 0, 0, 900, 600, win::SWP_NOZORDER);
+  EXPECT_EQ(win::GetWindowState(title->GetWindowHandle()).width, 820);
+  BrowserOf(view)->Restore();
+  engine.RunUntilIdle();
+  EXPECT_EQ(win::GetWindowState(title->GetWindowHandle()).width, 900);
+  view->Release();
+}
+
 TEST_F(PageLifeCycle, AlwaysOnTopComesFromTheInitialData) {
   IBrowserView* top = Create(Settings(u"t", 0, R"({"alwaysOnTop":true})"));
   IBrowserView* odd = Create(Settings(u"o", 0, R"({"alwaysOnTop":"yes"})"));

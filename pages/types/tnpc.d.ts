@@ -68,8 +68,8 @@ type TnpcEventCallback = (messageType: number, eventName: string, format: string
 interface TnpcEvents {
   /** The user closes a light window: "json", empty text. The page closes it with /window/close. */
   'tn.onclose': '';
-  /** A light window's state changed: "json", the state as a decimal text. */
-  'tn.onwindowChange': string;
+  /** A light window's state changed: "json", the state as a decimal text, {@link TnWindowState}. */
+  'tn.onwindowChange': TnWindowState;
   /** Files dropped on the view: the client's file-list event (a serialised `CoreMediaInfoList`). */
   'tn.ondragfile': ArrayBuffer | string;
   /** The files a page chose through /window/open's file dialog: "pbtext", whose `data_buf`
@@ -84,6 +84,21 @@ interface TnpcEvents {
   /** A folder's size (reserved; no command raises it): "json", a folder object or `{"code":-2}`. */
   'tn.getfilesize': string;
 }
+
+/**
+ * A window's state as "tn.onwindowChange" gives it: "0" restored, "1" minimised, "2" maximised
+ * (told when it changes: by the title bar's buttons, `minwnd`/`maxwnd`/`restorewnd`,
+ * /window/min|max|restore, the host's own calls).
+ */
+type TnWindowState = '0' | '1' | '2';
+
+/**
+ * The window's activation, as a page hears it after subscribing with the classic call
+ * `tnpc.exebusinessaction('regcallback', 'updateactivestate', '', '', '', callback)`: the
+ * callback's `data` each time the window becomes active or stops being so (another window took
+ * the focus, the window was minimised, hidden or closed).
+ */
+type TnActiveState = 'active' | 'inactive';
 
 /** The JSON of "tn.messagebox". */
 interface TnMessageBoxResult {

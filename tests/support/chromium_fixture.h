@@ -36,6 +36,7 @@
 inline xhav::cdp::EngineOptions ChromiumOptions(bool renderHost) {
   xhav::cdp::EngineOptions options;
   options.pagesDir = TNWEBUI_PAGES_DIR;
+  options.clientWebDomain = tnmainui::kDefaultWebDomain;
   options.syncCallLimitMs = 1500;  // well above the 300 ms that the tests block the UI thread
   if (renderHost) options.renderHost = {TNWEBUI_RENDER_HOST, "--module=" TNWEBUI_MODULE};
   return options;
@@ -98,7 +99,8 @@ class ChromiumViews : public ::testing::Test {
         [&] { return EvaluatePumping(page, "window.results", results) && until(*results); });
   }
   xhav::cdp::PageBrowser* Open(const std::u16string& name, const char16_t* org, const char* url,
-                               const std::string& initData) {
+                               const std::string& initData,
+                               const std::function<void(IBrowserViewSetting*)>& tweak = {}) {
     auto* core = new tnmainui::ScriptedBusinessCore(org, "account");
     cores.push_back(core);
     IBrowserViewSetting* settings = nullptr;
@@ -106,6 +108,7 @@ class ChromiumViews : public ::testing::Test {
     settings->SetName(name.c_str());
     settings->SetBusinessCore(core);
     settings->SetInitData(initData.c_str());
+    if (tweak) tweak(settings);
     IBrowserView* view = nullptr;
     EXPECT_EQ(factory->CreateBrowserView(url, settings, &view), S_OK);
     settings->Release();

@@ -33,7 +33,8 @@ int main(int argc, char** argv) {
                {"conformance", Conformance},
                {"a light app's guests", PageGuests},
                {"back button", BackButton},
-               {"hostile pages", HostilePages}};
+               {"hostile pages", HostilePages},
+               {"window news", WindowNews}};
   for (const auto& part : parts) {
     if (only && std::atoi(only) != ++index) continue;
     SetTracePart(part.name);
