@@ -7,10 +7,12 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <optional>
 
 #include "chromium_fixture.h"
 #include "coretnmedia.pb.h"
 #include "hav/inproc_engine.h"
+#include "light/desktop_origin.h"
 #include "scratch_dir.h"
 #include "win/user.h"
 
@@ -30,6 +32,9 @@ class World {
   // The address the view's main frame shows, in the client's form.
   virtual std::string Url(xhav::Browser* browser) = 0;
   virtual void RunUi() = 0;
+  // The page of `browser` asks the desktop origin for `path` with no body; what the handler
+  // wrote, once it has answered.
+  virtual std::vector<std::string> AskDesktop(xhav::Browser* browser, const char* path) = 0;
   // A person drags files from the desktop onto the page, and drops them or lets go elsewhere.
   virtual void DragFiles(xhav::Browser* browser, const std::vector<std::string>& files,
                          bool drop) = 0;
@@ -165,6 +170,9 @@ class InProcessWorld final : public World {
   void PageGoes(xhav::Browser* b, const std::string& url) override { Impl(b)->Navigate(url); }
   std::string Url(xhav::Browser* b) override { return Impl(b)->url(); }
   void RunUi() override { engine_.RunUntilIdle(); }
+  std::vector<std::string> AskDesktop(xhav::Browser* b, const char* path) override {
+    return engine_.SendRequest(b->GetId(), tnwebui::DesktopAddress(path), nullptr).writes;
+  }
   void DragFiles(xhav::Browser* b, const std::vector<std::string>& files, bool drop) override {
     xhav::FileList wide;
     for (const std::string& f : files) wide.push_back(tnbase::TnStringPtr::FromUTF8(f)->GetData());
@@ -203,6 +211,17 @@ class ChromiumWorld final : public World {
   void RunUi() override { engine_.ui().RunUntilIdle(); }
   void DragFiles(xhav::Browser* b, const std::vector<std::string>& files, bool drop) override {
     Page(b)->DragFiles(files, drop);
+  }
+  std::vector<std::string> AskDesktop(xhav::Browser* b, const char* path) override {
+    auto answer = std::make_shared<std::optional<std::vector<std::string>>>();
+    engine_.SetRequestTracer([answer](int, const std::string&, const std::vector<std::string>& w,
+                                      double) { *answer = w; });
+    Json::Value params;
+    params["expression"] = "fetch('" + tnwebui::DesktopAddress(path) + "', {method: 'POST'}); 0";
+    engine_.connection().Send("Runtime.evaluate", params, Page(b)->session(), nullptr);
+    Pump([&] { return answer->has_value(); });
+    engine_.SetRequestTracer(nullptr);
+    return answer->value_or(std::vector<std::string>());
   }
   xhav::Browser* Newest() override { return engine_.browsers().back(); }
 
@@ -313,5 +332,32 @@ TEST_P(BothEngines, DroppedFilesReachTheClient) {
 
 INSTANTIATE_TEST_SUITE_P(Engines, BothEngines, ::testing::Values("inprocess", "chromium"),
                          [](const auto& info) { return info.param; });
+
+// The desktop origin answers a window's page the same, byte for byte, on either engine.
+TEST(BothEnginesAlike, TheDesktopOriginAnswersAPageTheSame) {
+  if (access(xhav::cdp::LaunchOptions().executable.c_str(), X_OK) != 0)
+    GTEST_SKIP() << "Chromium is not available";
+  auto answers = [](World& world) {
+    std::vector<std::vector<std::string>> all;
+    xhav::Browser* page = world.Open(kPage, {});
+    if (!page) return all;
+    for (const char* path : {"/window/init", "/window/getwindowtemp"})
+      all.push_back(world.AskDesktop(page, path));
+    return all;
+  };
+  std::vector<std::vector<std::string>> inProcess, chromium;
+  {
+    InProcessWorld world;
+    inProcess = answers(world);
+  }
+  {
+    ChromiumWorld world;
+    ASSERT_TRUE(world.ok());
+    chromium = answers(world);
+  }
+  ASSERT_EQ(inProcess.size(), 2u);
+  EXPECT_FALSE(inProcess[0].empty());
+  EXPECT_EQ(chromium, inProcess);
+}
 
 }  // namespace
