@@ -170,11 +170,13 @@ TEST_F(ChromiumPages, APolicyThatShutsEveryChannelIsToldOnceAndOthersSeeNoRefusa
 // origin leaves it where it is.
 TEST_F(ChromiumPages, OnlyDocumentsOfTheWindowsOriginActForIt) {
   Json::Value results;
-  auto* page = OpenAnswered(u"Widgets", "file://tavrin5main/widgets.html", u"the app's data",
-                            &results, [](const Json::Value& r) {
-                              return r["widgets"].size() == 3 && r["mine"].isString() &&
-                                     r["answered"].size() >= 1;
-                            });
+  // A view that lets its pages go to other sites: only the desktop origin keeps the window here.
+  auto* page = OpenAnswered(
+      u"Widgets", "file://tavrin5main/widgets.html", u"the app's data", &results,
+      [](const Json::Value& r) {
+        return r["widgets"].size() == 3 && r["mine"].isString() && r["answered"].size() >= 1;
+      },
+      [](IBrowserViewSetting* s) { s->SetFilterUrl(0); });
   ASSERT_NE(page, nullptr) << results.toStyledString();
   const Json::Value& foreign = results["widgets"]["foreign"];
   const Json::Value& sandboxed = results["widgets"]["sandboxed"];
@@ -221,9 +223,13 @@ namespace {
 // A client window (its initial data the user's) with a sign-in frame of another site that, once
 // clicked, sends the window's main frame to `to`. The app reads its own data first; the frame is
 // then clicked. Null when any step fails.
-xhav::cdp::PageBrowser* BreakOutOf(ChromiumPages* test, const char* to) {
+// `filter`: the view's settings filter addresses (the default); the window then stays on the
+// app's page, which is returned once a click has been refused.
+xhav::cdp::PageBrowser* BreakOutOf(ChromiumPages* test, const char* to, bool filter = false) {
   const std::string url = std::string("file://tavrin5main/breakout.html?to=") + to;
-  auto* page = test->OpenView(u"Breakout", url.c_str(), R"({"name":"the user","token":"session"})");
+  auto* page =
+      test->OpenView(u"Breakout", url.c_str(), R"({"name":"the user","token":"session"})",
+                     [filter](IBrowserViewSetting* s) { s->SetFilterUrl(filter ? 1 : 0); });
   Json::Value results;
   if (!page || !test->PumpResultsOf(page, &results, [](const Json::Value& r) {
         return r["signin"].asBool() && r["app"].isString() &&
@@ -236,6 +242,7 @@ xhav::cdp::PageBrowser* BreakOutOf(ChromiumPages* test, const char* to) {
   for (int i = 0; i < 40; ++i) {
     if (!page->Click(100, 50)) return nullptr;
     if (test->PumpUntil([&] { return page->url() != app; }, 250)) return page;
+    if (filter && test->Refused() > 0) return page;
   }
   return nullptr;
 }
@@ -260,6 +267,19 @@ TEST_F(ChromiumPages, APageThatTookTheWindowReadsNoneOfItsData) {
                       "https://tavrin5main.frames.invalid/landed.html",
                       kTnLogError, "TnBrowserAdaptUI::SendInitData"),
             1);
+}
+
+// In a view that filters addresses (the settings' default) the frame's click is refused before
+// the other site's document is fetched: the window stays on the app, whose page goes on.
+TEST_F(ChromiumPages, AFilteringViewKeepsItsWindowFromAFrameThatBreaksOut) {
+  auto* page = BreakOutOf(this, "foreign", true);
+  ASSERT_NE(page, nullptr);
+  EXPECT_GE(Refused(), 1);
+  Pump([] { return false; }, 300);
+  EXPECT_EQ(page->url(), "file://tavrin5main/breakout.html?to=foreign");
+  Json::Value results;
+  ASSERT_TRUE(EvaluatePumping(page, "window.results", &results));
+  EXPECT_TRUE(results["signin"].asBool()) << results.toStyledString();
 }
 
 // The same frame sends the window to about:blank, whose document the frame's site may script:

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 
@@ -111,6 +112,12 @@ TEST_F(ChromiumWindowNews, NavigationsAreAskedOfTheViewFirst) {
 // maximised 2), and a page hears "updateactivestate" as another window takes the focus.
 TEST_F(ChromiumWindowNews, StateAndActivationReachThePage) {
   module.SetAppFolder(TNWEBUI_BUILD_DIR);
+  // The page's subscriptions reach the host a moment after its script made them.
+  auto subscriptions = std::make_shared<std::atomic<int>>(0);
+  engine.SetTracer(
+      [subscriptions](const char* hop, CefProcessId, int, CefRefPtr<CefProcessMessage> m) {
+        if (std::string(hop) == "deliver" && m->GetName() == "registerEvent") ++*subscriptions;
+      });
   xhav::BrowserParam* param = tnwebui::NewBrowserParam();
   param->SetShowTitleBar(true);
   param->SetViewType(4);
@@ -122,6 +129,7 @@ TEST_F(ChromiumWindowNews, StateAndActivationReachThePage) {
   Json::Value results;
   ASSERT_TRUE(
       PumpResults(light, &results, [](const Json::Value& r) { return r["ready"].asBool(); }));
+  ASSERT_TRUE(Pump([&] { return *subscriptions >= 2; }));
   HWND bar = nullptr;
   for (HWND child : win::GetChildren(light->GetWindowHandle())) {
     if (win::GetWindowState(child).className == "TN_WEB_TITLE") bar = child;

@@ -137,10 +137,19 @@ class ChromiumPages : public ChromiumViews {
     Pump([] { return false; }, ms / 5);
   }
   bool PumpUntil(const std::function<bool()>& done, int ms) { return Pump(done, ms / 5); }
+  // How many navigations a view refused for its filter (the engine's log).
+  int Refused() const {
+    int n = 0;
+    for (const auto& r : log.records())
+      n += r.function == "PageBrowser::AskBeforeNavigating" &&
+           r.message.find("is filtered by the view") != std::string::npos;
+    return n;
+  }
   // Open for helpers outside the fixture: a view of org-1 on `url`.
   xhav::cdp::PageBrowser* OpenView(const std::u16string& name, const char* url,
-                                   const std::string& initData) {
-    return Open(name, u"org-1", url, initData);
+                                   const std::string& initData,
+                                   const std::function<void(IBrowserViewSetting*)>& tweak = {}) {
+    return Open(name, u"org-1", url, initData, tweak);
   }
 
  protected:
@@ -168,10 +177,11 @@ class ChromiumPages : public ChromiumViews {
   }
   // Opens `url` in a view of org-1 whose core answers every call with `answer`, and pumps until
   // the page's results meet `until`; null when either fails.
-  xhav::cdp::PageBrowser* OpenAnswered(const std::u16string& name, const char* url,
-                                       std::u16string answer, Json::Value* results,
-                                       const std::function<bool(const Json::Value&)>& until) {
-    auto* page = Open(name, u"org-1", url, "{}");
+  xhav::cdp::PageBrowser* OpenAnswered(
+      const std::u16string& name, const char* url, std::u16string answer, Json::Value* results,
+      const std::function<bool(const Json::Value&)>& until,
+      const std::function<void(IBrowserViewSetting*)>& tweak = {}) {
+    auto* page = Open(name, u"org-1", url, "{}", tweak);
     if (!page) return nullptr;
     AnswerEveryCallWith(std::move(answer));
     return PumpResults(page, results, until) ? page : nullptr;

@@ -67,8 +67,9 @@ bool WaitFor(const std::function<bool()>& done, int ms = 10000);
 void AnswerEveryAction(tnmainui::ScriptedBusinessCore* core, const char* line);
 
 // Opens the view `name` at `url` through the host's factory; `core` and `initData` may be null.
+// `filterUrl`: the settings' address filter (the settings' default, on, unless 0 or 1).
 HRESULT OpenView(ITnWebUI* factory, const char16_t* name, const char* url, BusinessCore* core,
-                 const char* initData, IBrowserView** view);
+                 const char* initData, IBrowserView** view, int filterUrl = -1);
 
 // Opens `url` as the framed view `name` (view type 4: the client's title bar) with `core` and
 // "{}" as its initial data, its window at `rect`; the page.

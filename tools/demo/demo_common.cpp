@@ -165,10 +165,11 @@ bool WaitFor(const std::function<bool()>& done, int ms) {
 
 // Opens the view `name` at `url` through the host's factory; `core` and `initData` may be null.
 HRESULT OpenView(ITnWebUI* factory, const char16_t* name, const char* url, BusinessCore* core,
-                 const char* initData, IBrowserView** view) {
+                 const char* initData, IBrowserView** view, int filterUrl) {
   IBrowserViewSetting* settings = nullptr;
   factory->CreateBrowserViewSetting(&settings);
   settings->SetName(name);
+  if (filterUrl >= 0) settings->SetFilterUrl(filterUrl);
   if (core) settings->SetBusinessCore(core);
   if (initData) settings->SetInitData(initData);
   *view = nullptr;

@@ -108,6 +108,13 @@ void WindowNews() {
     Fail("the light window's page did not get ready");
     return;
   }
+  // The page's subscriptions reach the client a moment after its script made them.
+  WaitFor(
+      [&] {
+        engine.ui().RunUntilIdle();
+        return false;
+      },
+      1000);
   HWND bar = ChildOfClass(light->GetWindowHandle(), "TN_WEB_TITLE");
   const std::vector<HWND> buttons = bar ? win::GetChildren(bar) : std::vector<HWND>();
   if (buttons.size() < 2) {

@@ -1,6 +1,7 @@
 // The browser of one page target: its documents and their native objects, navigation and
 // history, frames of other sites. Its window, cookies and script are in cdp_page_window.cpp.
 
+#include <QUrl>
 #include <QUuid>
 
 #include "arg_list.h"
@@ -107,27 +108,27 @@ void PageBrowser::ReportState() {
 
 void PageBrowser::Reload() {
   if (!alive_) return;
-  pageNavigation_ = false;
+  HostLoads(Engine::ToEngineUrl(url()));
   ++navigations_;
   engine_->connection().Send("Page.reload", Json::Value(), session_, nullptr);
 }
 
 void PageBrowser::GoInHistory(int offset) {
   if (!alive_) return;
-  pageNavigation_ = false;
   ++navigations_;
   // The browser's own history, as it stands when the step is taken.
   Connection* connection = &engine_->connection();
   const std::string session = session_;
   connection->Send(
       "Page.getNavigationHistory", Json::Value(), session,
-      [connection, session, offset](const Json::Value& result, const Json::Value&) {
+      [this, connection, session, offset](const Json::Value& result, const Json::Value&) {
         const int index =
             result["currentIndex"].isInt() ? result["currentIndex"].asInt() + offset : -1;
         const Json::Value& entries = result["entries"];
         if (!entries.isArray() || index < 0 || index >= static_cast<int>(entries.size()) ||
             entries[index]["url"] == "about:blank")  // where every page target starts
           return;
+        if (entries[index]["url"].isString()) HostLoads(entries[index]["url"].asString());
         Json::Value params;
         params["entryId"] = entries[index]["id"];
         connection->Send("Page.navigateToHistoryEntry", params, session, nullptr);
@@ -629,11 +630,7 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
   if (method == "Page.frameRequestedNavigation") {
     if (!main || params["frameId"] != target_ || !params["url"].isString()) return;
     const std::string url = params["url"].asString();
-    if (!IsPageScheme(url)) {
-      AskBeforeNavigating(url, true);
-    } else if (params["disposition"] == "currentTab") {
-      pageNavigation_ = true;  // its document request (and each redirect) is filtered
-    }
+    if (!IsPageScheme(url)) AskBeforeNavigating(url, true);
     return;
   }
   if (method == "Page.frameStartedNavigating" && params["frameId"].asString() == target_ &&
@@ -656,6 +653,7 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
   }
   if (method == "Page.frameNavigated" && params["frame"]["url"].isString()) {
     navigating_ = false;
+    hostRequests_.clear();
     const std::string url = Engine::ToClientUrl(params["frame"]["url"].asString());
     std::unique_lock<std::mutex> lock(mutex_);
     ++navigations_;
@@ -774,6 +772,39 @@ TnString* PageBrowser::GetUrl() {
              : allocStringFromUTF8(current.data(), static_cast<int32_t>(current.size()));
 }
 
+namespace {
+
+// An address as a document request names it: no fragment, a root path for a bare origin, the
+// host in lower case and the rest percent-encoded.
+std::string RequestForm(const std::string& url) {
+  QUrl u(QString::fromStdString(url));
+  if (!u.isValid()) return url;
+  u.setFragment(QString());
+  if (u.path().isEmpty() && (u.scheme() == "https" || u.scheme() == "http")) u.setPath("/");
+  return u.toEncoded().toStdString();
+}
+
+}  // namespace
+
+void PageBrowser::HostLoads(const std::string& url) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  hostLoad_ = RequestForm(url);
+}
+
+bool PageBrowser::HostStarted(const Json::Value& params, const std::string& url) {
+  const Json::Value& redirectedFrom = params["redirectedRequestId"];
+  bool host = false;
+  if (redirectedFrom.isString()) {
+    host = hostRequests_.count(redirectedFrom.asString()) != 0;
+  } else {
+    std::lock_guard<std::mutex> lock(mutex_);
+    host = !hostLoad_.empty() && hostLoad_ == RequestForm(url);
+    if (host) hostLoad_.clear();
+  }
+  if (host && params["requestId"].isString()) hostRequests_.insert(params["requestId"].asString());
+  return host;
+}
+
 NavigationAnswer PageBrowser::AskBeforeNavigating(const std::string& url, bool pageStarted) {
   if (!alive_) return NavigationAnswer::kLoad;
   const NavigationAnswer answer =
@@ -793,7 +824,7 @@ void PageBrowser::LoadUrl(const char* url) {
         [this, address = std::string(url)] { AskBeforeNavigating(address, false); });
     return;
   }
-  pageNavigation_ = false;
+  HostLoads(Engine::ToEngineUrl(url));
   ++navigations_;
   Json::Value params;
   params["url"] = Engine::ToEngineUrl(url);

@@ -257,7 +257,7 @@ bool Engine::StaysBeforeNavigating(const std::string& session, const Json::Value
                                    const std::string& url) {
   PageBrowser* page = PageOf(session);
   if (!page || session != page->session_ || params["frameId"] != page->target_) return false;
-  if (page->AskBeforeNavigating(ToClientUrl(url), page->pageNavigation_) == NavigationAnswer::kLoad)
+  if (page->AskBeforeNavigating(ToClientUrl(url), !page->HostStarted(params, url)) == NavigationAnswer::kLoad)
     return false;
   // No Content: the navigation ends where it began, and the page stays as it was.
   Json::Value stay;

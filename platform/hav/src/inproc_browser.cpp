@@ -39,27 +39,29 @@ BrowserImpl::BrowserImpl(Engine* engine, int id, std::string url, const BrowserP
           [engine, id](CefRefPtr<CefProcessMessage> m) { return engine->SendToRenderer(id, m); })),
       url_(std::move(url)) {
   news_ = std::make_unique<WindowNews>();
-  hwnd_ = win::CreateWindowModel("HavWindowClassName", param.parent,
-                                 [this](HWND, const win::PostedMessage& m) {
-                                   switch (m.message) {
-                                     case win::WM_CLOSE:
-                                       // The user's or the host's close asks the view first.
-                                       if (alive_ && !(notify_ && notify_->OnClosing()))
-                                         FinishClose();
-                                       break;
-                                     case win::WM_SIZE:
-                                       if (placed_ && alive_ && notify_)
-                                         news_->Sized(notify_, m.wParam);
-                                       break;
-                                     case win::WM_ACTIVATE:
-                                       if (alive_ && notify_)
-                                         news_->Activated(notify_, m.wParam != win::WA_INACTIVE);
-                                       break;
-                                     case win::WM_SYSCOMMAND:
-                                       if (alive_) RunSystemCommand(this, m.wParam);
-                                       break;
-                                   }
-                                 });
+  hwnd_ = win::CreateWindowModel(
+      "HavWindowClassName", param.parent, [this](HWND, const win::PostedMessage& m) {
+        switch (m.message) {
+          case win::WM_CLOSE:
+            // The user's or the host's close asks the view first.
+            if (alive_ && !(notify_ && notify_->OnClosing())) FinishClose();
+            break;
+          case win::WM_SIZE:
+            if (placed_ && alive_ && notify_) news_->Sized(notify_, m.wParam);
+            break;
+          case win::WM_ACTIVATE:
+            // Told on the UI thread, after whatever activated it
+            // (the host may hold its own locks while it shows a
+            // window).
+            engine_->ui().PostTask([this, active = m.wParam != win::WA_INACTIVE] {
+              if (alive_ && notify_) news_->Activated(notify_, active);
+            });
+            break;
+          case win::WM_SYSCOMMAND:
+            if (alive_) RunSystemCommand(this, m.wParam);
+            break;
+        }
+      });
   win::SetWindowTextW(hwnd_, tnbase::TnStringPtr::FromUTF8(param.title)->GetData());
   PlaceBrowserWindow(hwnd_, param);
   hostWindow_ = win::CreateWindowModel("HavBrowserHost", hwnd_, nullptr);

@@ -252,9 +252,14 @@ class HAV_API PageBrowser final : public Browser {
   std::deque<std::tuple<std::string, Json::Value, std::string>> answersWaiting_;
   int answersInFlight_ = 0;
   bool navigating_ = false;  // the main frame has begun a navigation that has not committed
-  std::atomic<bool> pageNavigation_{false};
-  bool dragTakenByPage_ = false;  // the view's answer to the drag that entered last  // the main
-                                  // frame's latest navigation is the page's own
+  // The address of the host's latest load of the main frame (LoadUrl, a reload, a step in the
+  // history) until its document is requested (under mutex_), and the requests of the host's
+  // loads with their redirects (UI thread): every other main-frame document is the page's own.
+  std::string hostLoad_;
+  std::set<std::string> hostRequests_;
+  void HostLoads(const std::string& url);
+  bool HostStarted(const Json::Value& params, const std::string& url);
+  bool dragTakenByPage_ = false;        // the view's answer to the drag that entered last
   std::unique_ptr<WindowNews> news_;    // what the window tells the view (UI thread)
   std::unique_ptr<LogBudget> dropLog_;  // the lines of this page's dropped calls
   // Tells the render side the page's history.
