@@ -623,8 +623,6 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
     }
     return;
   }
-  // A main-frame document has committed: its address is known at once (the page's first calls
-  // may come before the load ends), and the history follows when the load does.
   // A navigation to an address of a program's scheme never makes a document request: the view
   // is asked here (the other navigations are asked when their document is requested).
   if (method == "Page.frameRequestedNavigation") {
@@ -633,6 +631,8 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
     if (!IsPageScheme(url)) AskBeforeNavigating(url, true);
     return;
   }
+  // A main-frame document has committed: its address is known at once (the page's first calls
+  // may come before the load ends), and the history follows when the load does.
   if (method == "Page.frameStartedNavigating" && params["frameId"].asString() == target_ &&
       params["navigationType"] != "sameDocument") {
     navigating_ = true;
