@@ -137,12 +137,14 @@ class ChromiumPages : public ChromiumViews {
     Pump([] { return false; }, ms / 5);
   }
   bool PumpUntil(const std::function<bool()>& done, int ms) { return Pump(done, ms / 5); }
-  // How many navigations a view refused for its filter (the engine's log).
-  int Refused() const {
+  // How many navigations a view kept its page from, for `why` ("is filtered by the view", "is
+  // the client's to open"), as the engine logs them.
+  int Stayed(const std::string& why) const {
     int n = 0;
     for (const auto& r : log.records())
-      n += r.function == "PageBrowser::AskBeforeNavigating" &&
-           r.message.find("is filtered by the view") != std::string::npos;
+      n += r.function == "PageBrowser::AskBeforeNavigating" && r.level == kTnLogInfo &&
+           r.message.find("the view stays on its page") != std::string::npos &&
+           r.message.find(why) != std::string::npos;
     return n;
   }
   // Open for helpers outside the fixture: a view of org-1 on `url`.

@@ -1,8 +1,9 @@
 #pragma once
 
 // What a browser's native window tells its view, the same in every engine. The window's
-// procedure hears WM_SIZE and WM_ACTIVATE on whatever thread changed the window; the engine
-// posts them to its user-interface thread, where these run.
+// procedure hears WM_SIZE and WM_ACTIVATE on whatever thread changed the window; these run on
+// the engine's user-interface thread (the Chromium engine posts both there; the in-process
+// engine, whose calling thread stands for it, posts activation and lays out at once).
 //
 // - A change of size lays the view out: OnStateChanged(kStateSizeChanged).
 // - A change of the window's state is told after it by OnWindowChange, with the system's value
