@@ -77,9 +77,19 @@ while read -r line; do
 done <"$root/examples/faulty/expected-report.txt"
 grep -q "^ *[0-9.]*  sdk" "$out/log" && fail "--quiet still printed the calls"
 
-# --load-limit: a page whose server never answers.
+# A page that never loads fails the check: a server that never answers (--load-limit), an
+# address that refuses, a page of the client's that isn't there; and a missing script or style
+# sheet of a served folder answers 404 and is named.
 listen
-expect 1 "the page did not load within 2 s" -- --load-limit 2 "http://127.0.0.1:$port/app.html"
+expect 1 "the page did not load within 2 s" -- --check --load-limit 2 "http://127.0.0.1:$port/app.html"
+grep -q "no mistakes" "$out/log" && fail "--check passed a page that never loaded"
+expect 1 "not loaded: http://127.0.0.1:9/app.html" -- --check "http://127.0.0.1:9/app.html"
+expect 1 "the page could not be loaded: file://tavrin5main/nothere.html" -- --check "file://tavrin5main/nothere.html"
+mkdir -p "$out/app404"
+printf '<!doctype html><title>Parts missing</title><script src="missing.js"></script>\n<link rel="stylesheet" href="gone.css"><p>hi</p>\n' >"$out/app404/index.html"
+expect 3 "not loaded: https://tavrin5.frames.invalid/lightapp/missing.js" -- --check --for 2 "$out/app404"
+grep -qF "lightapp/gone.css: Failed to load resource: the server responded with a status of 404" "$out/log" \
+  || fail "the missing style sheet was not named"
 
 # --headful: a window on a display, seen on the X screen's own picture.
 display=${DISPLAY-}; unset DISPLAY
@@ -110,8 +120,9 @@ kids=$(pgrep -P "$pid")
 [ -n "$kids" ] || fail "tnwebui-run started no Chromium"
 kill -INT "$pid"
 wait "$pid"; status=$?
-[ "$status" = 0 ] || fail "after Ctrl-C tnwebui-run exited $status"
-grep -q "stopped" "$out/int.log" || fail "after Ctrl-C the run did not say it stopped"
+[ "$status" = 130 ] || fail "after Ctrl-C tnwebui-run exited $status, not 130"
+grep -q "interrupted" "$out/int.log" || fail "after Ctrl-C the run did not say it was interrupted"
+grep -q "no mistakes" "$out/int.log" && fail "an interrupted run claimed no mistakes"
 sleep 0.5
 for kid in $kids; do
   kill -0 "$kid" 2>/dev/null && fail "a child of tnwebui-run ($(ps -o comm= -p "$kid")) outlived it"

@@ -53,7 +53,8 @@ options
   --check             report the app's mistakes when the run ends and exit 3 if there are any:
                       an SDK name the client doesn't serve, a payload the declarations refuse,
                       a call never answered, an uncaught error or rejection, a content security
-                      policy's refusal, a business action the rights rule refused
+                      policy's refusal, a business action the rights rule refused, a page or a
+                      file of it that failed to load or answered an error status
   --for SECONDS       run so long, then close the window (default: until the page closes its
                       window with ui.closeWindow, or Ctrl-C; with --check, 30 seconds at most)
   --screenshot FILE   save the whole window, title bar and page, as PNG when the run ends (an
@@ -74,6 +75,7 @@ exit status
   2  a usage error: an unknown option, a missing value, no such file or folder, a host file
      that can't be read or has a wrong key or value
   3  --check found mistakes
+  130  interrupted (Ctrl-C; 143 for SIGTERM): no verdict
 
 examples
   tnwebui-run examples/hello
@@ -81,9 +83,9 @@ examples
   tnwebui-run --check --host host.json ./my-app     # in the app's CI
 )";
 
-std::atomic<bool> g_stop{false};
+std::atomic<int> g_stop{0};  // the signal that stops the run
 
-void OnSignal(int) { g_stop = true; }
+void OnSignal(int signal) { g_stop = signal; }
 
 int Usage(const std::string& error) {
   std::fprintf(stderr, "tnwebui-run: %s\nRun 'tnwebui-run --help' for the options.\n",
@@ -265,6 +267,7 @@ int Run(const Options& options, const Layout& layout) {
 
   std::fprintf(out, "tnwebui-run: %s opens as %s (module %s)\n", options.app.c_str(),
                app.address.c_str(), g_library);
+  watch.SetMainAddress(app.address);
   xhav::cdp::PageBrowser* page = OpenLightWindow(engine, factory, hostFile.orgId, app.address);
   if (!page) {
     std::fprintf(stderr, "tnwebui-run: the module opened no window for %s\n", app.address.c_str());
@@ -283,6 +286,10 @@ int Run(const Options& options, const Layout& layout) {
     engine.ui().RunUntilIdle();
     if (!page->alive()) {
       outcome = "the page closed its window";
+      break;
+    }
+    if (watch.MainFailed()) {
+      outcome = nullptr;
       break;
     }
     if (!loaded && page->url() == app.address) {
@@ -307,8 +314,12 @@ int Run(const Options& options, const Layout& layout) {
   }
   int status = 0;
   if (!outcome) {
-    std::fprintf(stderr, "tnwebui-run: the page did not load within %g s: %s\n", options.loadLimit,
-                 app.address.c_str());
+    if (watch.MainFailed()) {
+      std::fprintf(stderr, "tnwebui-run: the page could not be loaded: %s\n", app.address.c_str());
+    } else {
+      std::fprintf(stderr, "tnwebui-run: the page did not load within %g s: %s\n",
+                   options.loadLimit, app.address.c_str());
+    }
     status = 1;
   }
   if (!options.screenshot.empty()) {
@@ -342,11 +353,14 @@ int Run(const Options& options, const Layout& layout) {
   factory->Release();
   tnbase::SetLogSink(nullptr);
   watch.Finish();
-  if (outcome) {
-    std::fprintf(stderr, "tnwebui-run: the run ended after %.1f s: %s\n", elapsed(),
-                 g_stop ? "stopped" : outcome);
+  if (g_stop) {
+    // Stopped by the user: neither a pass nor a finding.
+    std::fprintf(stderr, "tnwebui-run: interrupted after %.1f s\n", elapsed());
+    status = 128 + g_stop;
+  } else if (outcome) {
+    std::fprintf(stderr, "tnwebui-run: the run ended after %.1f s: %s\n", elapsed(), outcome);
   }
-  if (options.check && outcome) {
+  if (options.check && !g_stop) {
     std::printf("tnwebui-run --check: %s", watch.Report().c_str());
     if (status == 0 && !watch.mistakes().empty()) status = 3;
   }

@@ -240,10 +240,29 @@ void Watch::OnPageMessage(int browser, const std::string& kind, const std::strin
   } else if (kind == "error") {
     Say("error", Shorten(text) + at);
     Found("page error", Shorten(text) + at);
+  } else if (kind == "load") {
+    // The icon Chromium asks for by itself is no file of the app's.
+    static const std::string kIcon = "/favicon.ico";
+    if (where.size() > kIcon.size() &&
+        where.compare(where.size() - kIcon.size(), kIcon.size(), kIcon) == 0)
+      return;
+    Say("load", Shorten(text) + at);
+    Found("not loaded", where + ": " + Shorten(text));
+    if (where == mainAddress_) mainFailed_ = true;
   } else {
     Say("csp", Shorten(text) + at);
     Found("CSP violation", Shorten(text) + at);
   }
+}
+
+void Watch::SetMainAddress(const std::string& address) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  mainAddress_ = address;
+}
+
+bool Watch::MainFailed() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return mainFailed_;
 }
 
 void Watch::Finish() {

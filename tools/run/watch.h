@@ -5,7 +5,8 @@
 // transfers' progress, the page's console, its uncaught errors and its policy's refusals.
 // It also keeps the app's mistakes for --check: a name the SDK doesn't serve, a payload the
 // declarations refuse, a call never answered, an uncaught error or rejection, a content
-// security policy's refusal, a business action that the rights rule refused.
+// security policy's refusal, a business action that the rights rule refused, a document or file
+// that did not load.
 //
 // Each On... may come from any thread.
 
@@ -46,6 +47,10 @@ class Watch {
   // The page's own words: a console call, an uncaught error, a policy's refusal.
   void OnPageMessage(int browser, const std::string& kind, const std::string& level,
                      const std::string& text, const std::string& where);
+  // The address of the app's page, and whether that document failed to load or answered an
+  // error status.
+  void SetMainAddress(const std::string& address);
+  bool MainFailed() const;
   // The run is over: the calls still waiting for their answers become mistakes.
   void Finish();
 
@@ -71,6 +76,8 @@ class Watch {
   mutable std::mutex mutex_;
   std::map<std::string, Call> calls_;  // by callback id
   std::vector<Mistake> mistakes_;
+  std::string mainAddress_;
+  bool mainFailed_ = false;
 };
 
 // A process message's argument list as JSON, for Watch::OnMessage: binary values as

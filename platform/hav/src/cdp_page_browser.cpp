@@ -505,24 +505,36 @@ bool PageBrowser::OnPageMessage(const std::string& method, const Json::Value& pa
     where = Where(details);
   } else if (method == "Log.entryAdded") {
     const Json::Value& entry = params["entry"];
-    if (entry["source"] != "security" || !entry["text"].isString() ||
-        entry["text"].asString().find("Content Security Policy") == std::string::npos) {
+    if (!entry["text"].isString()) return true;
+    text = entry["text"].asString();
+    level = entry["level"].isString() ? entry["level"].asString() : "error";
+    if (entry["source"] == "network" && level == "error" && entry["url"].isString()) {
+      // A document, script, style sheet or picture that failed or answered an error status:
+      // where is the address that was asked for.
+      kind = "load";
+      where = Engine::ToClientUrl(entry["url"].asString());
+    } else if (entry["source"] == "security" &&
+               text.find("Content Security Policy") != std::string::npos) {
+      kind = "violation";
+      where = Where(entry);
+    } else {
       return true;  // other entries the page message tracer does not see
     }
-    kind = "violation";
-    level = entry["level"].isString() ? entry["level"].asString() : "error";
-    text = entry["text"].asString();
-    where = Where(entry);
   } else {
     return false;
   }
+  TellPageMessage(kind, level, text, where);
+  return true;
+}
+
+void PageBrowser::TellPageMessage(const char* kind, const std::string& level,
+                                  const std::string& text, const std::string& where) {
   Engine::PageMessageTracer tracer;
   {
     std::lock_guard<std::mutex> lock(engine_->mutex_);
     tracer = engine_->pageMessageTracer_;
   }
   if (tracer) tracer(id_, kind, level, text, where);
-  return true;
 }
 
 void PageBrowser::ForgetContexts(const std::string& session) {
@@ -654,6 +666,11 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
   if (method == "Page.frameNavigated" && params["frame"]["url"].isString()) {
     navigating_ = false;
     hostRequests_.clear();
+    // Chromium's error page stands under the address that could not be reached.
+    if (params["frame"]["unreachableUrl"].isString()) {
+      TellPageMessage("load", "error", "the page could not be reached",
+                      Engine::ToClientUrl(params["frame"]["unreachableUrl"].asString()));
+    }
     const std::string url = Engine::ToClientUrl(params["frame"]["url"].asString());
     std::unique_lock<std::mutex> lock(mutex_);
     ++navigations_;

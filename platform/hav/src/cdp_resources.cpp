@@ -211,12 +211,16 @@ void Engine::ServeResource(const std::string& session, const Json::Value& params
   const auto query = path.find_first_of("?#");
   if (query != std::string::npos) path.resize(query);
   std::string body;
-  // A missing file shows the client's error page under the address that was asked for. (It
-  // goes out as a plain answer: Chromium's handling of an error status here is not steady.)
-  const int status = 200;
+  // A missing file answers 404, as a server does; a missing page shows the client's error page
+  // under the address that was asked for.
+  int status = 200;
   if (path.find("..") != std::string::npos || !ReadFile(options_.pagesDir + "/" + path, &body)) {
-    ReadFile(options_.pagesDir + "/tavrin4/error.html", &body);
-    path = "error.html";
+    status = 404;
+    body.clear();
+    if (params["resourceType"] == "Document") {
+      ReadFile(options_.pagesDir + "/tavrin4/error.html", &body);
+      path = "error.html";
+    }
   }
   Json::Value fulfil;
   fulfil["requestId"] = params["requestId"];

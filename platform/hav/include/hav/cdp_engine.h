@@ -157,6 +157,8 @@ class HAV_API PageBrowser final : public Browser {
   void SetWindowBounds(const Json::Value& bounds);
   // A console call, an uncaught exception or a policy's refusal: to the page message tracer.
   bool OnPageMessage(const std::string& method, const Json::Value& params);
+  void TellPageMessage(const char* kind, const std::string& level, const std::string& text,
+                       const std::string& where);
 
   Engine* engine_;
   const int id_;
@@ -328,7 +330,9 @@ class HAV_API Engine {
   // Sees what a page's documents say for themselves (browser id, kind, level, text, where):
   // "console" for a console call (its level: "log", "warning", "error", ...), "error" for an
   // exception the page did not catch (an unhandled rejection too), "violation" for a load or
-  // script that the page's content security policy refused; for tools that watch a page.
+  // script that the page's content security policy refused, "load" for a document or a file
+  // that failed or answered an error status (where: its address, the main document's among
+  // them); for tools that watch a page.
   using PageMessageTracer =
       std::function<void(int browserId, const char* kind, const std::string& level,
                          const std::string& text, const std::string& where)>;
