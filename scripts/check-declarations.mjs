@@ -190,6 +190,28 @@ const wrong = [
 for (const [why, type, value] of wrong) {
   lines.push(`// ${why}`, '// @ts-expect-error', `export const wrong${n++}: ${type} = ${value};`);
 }
+// Calls a page must not be able to write: tsc refuses each (and accepts the right ones beside
+// them, so that a refusal is the mistake's and not the line's).
+const refusedCalls = [
+  ['a name the client does not serve', "TavrinJsBridge.callHandler('media.takePhoto', {payload: {}})"],
+  ['a payload of the wrong type', "TavrinJsBridge.callHandler('utils.downloadFile', {payload: {url: 42}})"],
+  ['a required field missing', "TavrinJsBridge.callHandler('utils.share', {payload: {title: 't', content: 'c'}})"],
+  ['a payload left out where fields are required', "TavrinJsBridge.callHandler('utils.downloadFile', {})"],
+  ['a misspelt key', "TavrinJsBridge.callHandler('media.chooseImage', {payload: {cuont: 3}})"],
+  ['a payload not wrapped in payload', "TavrinJsBridge.callHandler('utils.downloadFile', {url: 'https://a/b?c=1'})"],
+  ['an answer read as another name\'s', "TavrinJsBridge.callHandler('media.chooseImage', {payload: {count: 1}}, (a) => a.data.fileList)"],
+  ['a failed download\'s data read as a success', "TavrinJsBridge.callHandler('utils.downloadFile', {payload: {url: 'https://a/b?c=1'}}, (a) => { if (TavrinJsBridge.hasCode(a, 41)) { const id: `res://local/${string}` = a.data.localId; } })"],
+];
+const rightCalls = [
+  "TavrinJsBridge.callHandler('utils.downloadFile', {payload: {url: 'https://a/b?c=1'}}, (a) => { if (TavrinJsBridge.hasCode(a, 0)) { const id: `res://local/${string}` = a.data.localId; } })",
+  "TavrinJsBridge.callHandler('media.chooseImage', {}, (a) => { if (TavrinJsBridge.hasCode(a, -7)) { const none: [] = a.data.tempFiles; } })",
+  "TavrinJsBridge.callHandler('config', {payload: {appId: '7-1'}}, (a) => { if (TavrinJsBridge.hasCode(a, 62524)) { const c: 62524 = a.status.code; } })",
+  "TavrinJsBridge.callUnknown('media.takePhoto', {payload: {}}, (a) => { const c: 0 = a.status.code; })",
+];
+for (const [why, call] of refusedCalls) {
+  lines.push(`// ${why}`, `export function refused${n++}() {`, '  // @ts-expect-error', `  ${call};`, '}');
+}
+for (const call of rightCalls) lines.push(`export function right${n++}() { ${call}; }`);
 // tnwebui-run's own table of the payloads (tools/run/sdk_declarations.cpp), which its --check
 // judges pages by: the same names, each with the declared fields and the same required ones.
 const table = fs.readFileSync(path.join(root, 'tools', 'run', 'sdk_declarations.cpp'), 'utf8');
@@ -245,5 +267,5 @@ if (unseen.length) console.log(`declarations: no test saw a reply of ${unseen.jo
 console.log(`declarations: ${answers.size} answers of ${answered.size} names, ${events.size} ` +
             `handler calls, ${backs.size} back answers and ${replies.size} desktop replies of ` +
             `${commands.size} addresses type-check, and tnwebui-run's table of the ${tabled.size} ` +
-            `payloads agrees; ${wrong.length} wrong shapes ` +
-            `are refused; ${unparsed} answers were no JSON and never reach a page`);
+            `payloads agrees; ${wrong.length} wrong shapes and ${refusedCalls.length} wrong ` +
+            `calls are refused, ${rightCalls.length} narrowed calls accepted; ${unparsed} answers were no JSON and never reach a page`);

@@ -86,8 +86,24 @@
     return JSON.stringify({result: !!handlers[message.handlerName]});
   }
 
+  /**
+   * Whether an answer has the status code `code`.
+   * @template {{status: {code: number}}} A
+   * @template {A['status']['code']} C
+   * @param {A} answer
+   * @param {C} code
+   * @returns {answer is SdkWithCode<A, C>}
+   */
+  function hasCode(answer, code) {
+    return !!answer && typeof answer === 'object' && !!answer.status &&
+        answer.status.code === code;
+  }
+
   global.TavrinJsBridge = {
     callHandler: callHandler,
+    // A name the declarations don't know, called as it stands.
+    callUnknown: callHandler,
+    hasCode: hasCode,
     registerHandler: registerHandler,
     // Queues a message as it stands (for tests of the protocol itself).
     sendRaw: send,
