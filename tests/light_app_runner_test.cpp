@@ -82,9 +82,21 @@ TEST(LightAppRunner, EachKindOfMistakeIsReportedOnceWithItsCount) {
   w.watch.OnLog(4, "TnBrowserAdaptUI::ExecuteBusinessAction",
                 "check auth fail for action = contact, action = hello");
   w.Answer(R"({"responseId":"cb_1","responseData":{"status":{"code":0,"message":"ok"}}})");
+  // A framework's caught error, the page checks' finding, a file that failed (Chromium's own
+  // icon request is no file of the app's), and classic actions of a light window: the one
+  // whose callback waits is a mistake, the one without a callback is not.
+  w.watch.OnPageMessage(1, "console", "error", "[vue] render failed", "https://a/b.html:4");
+  w.watch.OnPageMessage(1, "console", "error", "[tnwebui-run] its json is an object", "");
+  w.watch.OnPageMessage(1, "load", "error", "Failed to load resource: 404", "https://a/app.js");
+  w.watch.OnPageMessage(1, "load", "error", "Failed to load resource: 404",
+                        "https://a/favicon.ico");
+  w.watch.OnMessage(true, 1, "exebusinessaction", Args({"expense", "submit", "", "{}", "7"}));
+  w.watch.OnMessage(true, 1, "exebusinessaction", Args({"expense", "note", "", "{}", ""}));
+  w.watch.OnActionUnanswered("expense/submit");
+  w.watch.OnActionUnanswered("expense/note");
   w.watch.Finish();
   EXPECT_EQ(w.watch.Report(),
-            "12 mistakes\n"
+            "16 mistakes\n"
             "  unknown SDK name: media.takePhoto\n"
             "  payload refused: utils.share: data.payload.title is a number, not a string\n"
             "  payload refused: utils.share: data.payload.url is missing (a string)\n"
@@ -94,6 +106,12 @@ TEST(LightAppRunner, EachKindOfMistakeIsReportedOnceWithItsCount) {
             "  page error: Uncaught TypeError: x (https://a/b.html:9) (2 times)\n"
             "  CSP violation: Loading the image 'x' violates\n"
             "  business action refused: contact/hello\n"
+            "  console error: [vue] render failed (https://a/b.html:4)\n"
+            "  wrong argument: its json is an object\n"
+            "  not loaded: https://a/app.js: Failed to load resource: 404\n"
+            "  never answered: tnpc.exebusinessaction(expense/submit) with callback 7: a light "
+            "window's classic business actions get no answer, so the callback never runs; a "
+            "light app asks the client through the JS SDK (TavrinJsBridge.callHandler)\n"
             "  callback never answered: utils.share (callback cb_2)\n"
             "  callback never answered: media.chooseImage (callback cb_3)\n");
 }
@@ -119,6 +137,20 @@ TEST(LightAppRunner, TheDeclarationsHaveThirtyNamesAndCheckTypesNotJustPresence)
       run::RefusedPayload(*run::FindSdkName("biz.chooseContacts"), Json::Value(Json::objectValue))
           .empty());
   EXPECT_TRUE(run::RefusedPayload(*image, Json::Value()).empty());  // no data at all
+  // Fields beside the payload, and a misspelt or unknown key in it.
+  Json::Value unwrapped;
+  unwrapped["meta"] = Json::objectValue;
+  unwrapped["current"] = "a";
+  EXPECT_EQ(run::RefusedPayload(*image, unwrapped),
+            std::vector<std::string>{
+                "data has current but no payload: the client reads only data.payload"});
+  Json::Value misspelt;
+  misspelt["payload"]["curent"] = "a";
+  misspelt["payload"]["zoom"] = 2;
+  EXPECT_EQ(run::RefusedPayload(*image, misspelt),
+            (std::vector<std::string>{
+                "data.payload.curent is no field of media.previewImage (did you mean current?)",
+                "data.payload.zoom is no field of media.previewImage (the client ignores it)"}));
   EXPECT_EQ(run::FindSdkName("media.takePhoto"), nullptr);
 }
 
@@ -126,9 +158,11 @@ TEST(LightAppRunner, AHostFileSetsWhatItNamesAndRefusesWhatItDoesNotKnow) {
   run::HostFile file;
   std::string error;
   ASSERT_TRUE(run::ParseHostFile(
-      R"({"user":{"orgId":9},"secret":"s","chooser":{"images":["a.png"]},)"
+      R"({"user":{"orgId":9},"secret":"s",)"
       R"("server":{"port":18000,"files":{"/a":{"size":5},"/b":{"file":"b.bin","slow":true}}},)"
-      R"("voices":{"hi.wav":3},"actions":{"A/B":{"code":-1,"data":{"x":1}}},"allowAnyPage":true})",
+      R"("voices":{"hi.wav":3},"allowAnyPage":true,)"
+      R"("chooser":{"images":["a.png"],"contacts":{"users":[{"staffId":"ou_c","name":"C"}],)"
+      R"("sectors":[]}}})",
       "h.json", &file, &error))
       << error;
   EXPECT_EQ(file.orgId, 9);
@@ -138,8 +172,7 @@ TEST(LightAppRunner, AHostFileSetsWhatItNamesAndRefusesWhatItDoesNotKnow) {
   EXPECT_EQ(file.downloads.size(), 2u);
   EXPECT_TRUE(file.downloads["/b"].slow);
   EXPECT_EQ(file.voices["hi.wav"], 3u);
-  EXPECT_EQ(file.actions["A/B"].code, -1);
-  EXPECT_EQ(file.actions["A/B"].data, R"({"x":1})");
+  EXPECT_EQ(file.contacts, R"({"sectors":[],"users":[{"name":"C","staffId":"ou_c"}]})");
   EXPECT_TRUE(file.allowAnyPage);
 
   const std::pair<const char*, const char*> bad[] = {
@@ -151,7 +184,13 @@ TEST(LightAppRunner, AHostFileSetsWhatItNamesAndRefusesWhatItDoesNotKnow) {
       {R"({"server":{"port":70000}})", "h.json: server.port is not a whole number from 0 to 65535"},
       {R"({"server":{"files":{"a":{"size":1}}}})", "does not begin with /"},
       {R"({"server":{"files":{"/a":{}}}})", "needs one of \"file\" and \"size\""},
-      {R"({"actions":{"nobusiness":{}}})", "is not named \"business/action\""},
+      // A light window's classic actions get no answer: a key for their answers can't act.
+      {R"({"actions":{"A/B":{}}})", "h.json: actions can't act: a light window's"},
+      // Chooser results the client never raises.
+      {R"({"chooser":{"contacts":{"people":[]}}})", "chooser.contacts.people is not a key"},
+      {R"({"chooser":{"contacts":{"sectors":[]}}})", "chooser.contacts.users is missing"},
+      {R"({"chooser":{"departments":{"users":[{"staffId":7,"name":"x"}]}}})",
+       "chooser.departments.users[0].staffId is not a string"},
       {R"({"allowAnyPage":"yes"})", "h.json: allowAnyPage is not true or false"},
       {R"({"voices":{"a.wav":true}})", "h.json: voices.a.wav is not a whole number"},
   };

@@ -27,9 +27,9 @@ interface TnwebuiRunHostFile {
     /** Files for biz.chooseLocalFile (default: a small PDF made for the run). */
     files?: string[];
     /** The contact chooser's result, as the client raises it (default: Bob). */
-    contacts?: Record<string, unknown>;
+    contacts?: TnwebuiRunChooserResult;
     /** The department chooser's result (default: the sector "os_sales"). */
-    departments?: Record<string, unknown>;
+    departments?: TnwebuiRunChooserResult;
   };
   /** The loopback download server, at http://127.0.0.1:<port>/<path>. */
   server?: {
@@ -40,9 +40,9 @@ interface TnwebuiRunHostFile {
   };
   /** Voice lengths in seconds by file name; a WAVE file's header gives it otherwise. */
   voices?: Record<string, number>;
-  /** Business actions' answers by "business/action"; others get code 0 and "{}". */
-  actions?: Record<string, {code?: number; data?: unknown}>;
-  /** Whether the rights rule lets every page run business actions (default false). */
+  /** Whether the rights rule lets every page's business actions reach the business core
+   * (default false). A light window's classic actions get no answer there: there is no key
+   * for their answers ("actions" is refused). */
   allowAnyPage?: boolean;
 }
 
@@ -51,3 +51,9 @@ interface TnwebuiRunHostFile {
 type TnwebuiRunServedFile =
   | {file: string; size?: never; slow?: boolean}
   | {size: number; file?: never; slow?: boolean};
+
+/** What the client's contact and department choosers raise as "tn.onchooseresult". */
+interface TnwebuiRunChooserResult {
+  users: Array<{staffId: string; name: string}>;
+  sectors?: Array<{sectorId: string}>;
+}

@@ -10,6 +10,7 @@
 #include "../demo/demo.h"
 #include "hav/cdp_engine.h"
 #include "hav/json_text.h"
+#include "tnmainui/signature.h"
 
 namespace run {
 namespace {
@@ -58,6 +59,7 @@ AppHost::AppHost(xhav::cdp::Engine& engine, const HostFile& file, const std::str
     watch_.OnHost("the business core answers " + call.operation);
     tnmainui::GoAnswer answer;
     if (organisation_.AnswerCore(call, &answer)) return answer;
+    if (call.operation == "BatchQuery") CheckConfig(call, secret);
     return demo::IdentityCore(call, secret);
   });
   service_.SetBusinessCore(file.orgId, core_);
@@ -96,20 +98,32 @@ AppHost::AppHost(xhav::cdp::Engine& engine, const HostFile& file, const std::str
   engine_.SetBusinessChannel(&channel_);
   core_->SetHandler([this](const tnmainui::BusinessCall& call) {
     const std::string name = Utf8(call.business) + "/" + Utf8(call.action);
-    auto scripted = file_.actions.find(name);
-    const ActionAnswer answer = scripted == file_.actions.end() ? ActionAnswer() : scripted->second;
     // A light window's actions come without a callback: nothing can answer them.
     if (!call.callback) {
       watch_.OnHost("the business core takes " + name + " (a light window's action: no answer)");
+      watch_.OnActionUnanswered(name);
       return S_OK;
     }
-    watch_.OnHost("the business core answers " + name + " with " + std::to_string(answer.code) +
-                  " " + answer.data);
+    watch_.OnHost("the business core answers " + name + " with 0 {}");
     call.callback->OnBusinessResult(call.business.c_str(), call.action.c_str(),
-                                    call.callbackId.c_str(), answer.code,
-                                    Utf16(answer.data).c_str());
+                                    call.callbackId.c_str(), 0, u"{}");
     return S_OK;
   });
+}
+
+// A "config" whose signature the core will refuse, said with what was signed, so that the
+// author can compare it with what the app's server signed.
+void AppHost::CheckConfig(const tnmainui::GoCall& call, const std::string& secret) {
+  tnmainui::SignedFields fields;
+  const std::string wrong = tnmainui::ReadSignedFields(call, &fields);
+  if (!wrong.empty()) return watch_.OnMistake("config refused", wrong);
+  const std::string expected =
+      tnmainui::SignFields(secret, fields.appId, fields.nonce, fields.timestamp, fields.url);
+  if (fields.signature == expected) return;
+  watch_.OnMistake("config refused",
+                   "the signature " + (fields.signature.empty() ? "(none)" : fields.signature) +
+                       " is not HMAC-SHA256(secret, \"" + tnmainui::SignedText(fields) + "\") = " +
+                       expected + " (the host file's secret; 'tnwebui-run sign' makes one)");
 }
 
 AppHost::~AppHost() {

@@ -47,6 +47,7 @@ class AppHost {
  private:
   std::vector<tnmainui::ChannelAnswer> Answer(const tnmainui::ChannelCall& call);
   void MakeSamples();
+  void CheckConfig(const tnmainui::GoCall& call, const std::string& secret);
 
   xhav::cdp::Engine& engine_;
   HostFile file_;

@@ -75,11 +75,31 @@ class Reader {
     *out = object[key].asBool();
   }
   // Any JSON object, kept as its text.
-  void JsonObject(const Json::Value& object, const std::string& path, const char* key,
-                  std::string* out) {
+  // A chooser's result as the client raises it: {"users": [{"staffId", "name"}, ...]} and,
+  // optionally, "sectors": [{"sectorId"}, ...].
+  void ChooserResult(const Json::Value& object, const std::string& path, const char* key,
+                     std::string* out) {
     if (!ok() || !object.isMember(key)) return;
-    if (!object[key].isObject()) return (void)Fail(Join(path, key), "an object");
-    *out = Compact(object[key]);
+    const std::string at = Join(path, key);
+    const Json::Value& result = object[key];
+    if (!Object(result, at, {"users", "sectors"})) return;
+    const std::pair<const char*, std::vector<const char*>> lists[] = {
+        {"users", {"staffId", "name"}}, {"sectors", {"sectorId"}}};
+    for (const auto& [list, fields] : lists) {
+      if (!result.isMember(list)) {
+        if (std::string(list) == "users") return (void)Fail(Join(at, list), nullptr, "is missing");
+        continue;
+      }
+      if (!result[list].isArray()) return (void)Fail(Join(at, list), "an array");
+      for (Json::ArrayIndex i = 0; i < result[list].size(); ++i) {
+        const std::string item = Join(at, list) + "[" + std::to_string(i) + "]";
+        if (!result[list][i].isObject()) return (void)Fail(item, "an object");
+        for (const char* field : fields) {
+          if (!result[list][i][field].isString()) return (void)Fail(Join(item, field), "a string");
+        }
+      }
+    }
+    *out = Compact(result);
   }
 
   bool Fail(const std::string& path, const char* wanted, const std::string& why = "") {
@@ -124,18 +144,6 @@ void ReadMaps(Reader& r, const Json::Value& root, HostFile* file) {
     for (const std::string& name : root["voices"].getMemberNames())
       r.Number(root["voices"], "voices", name.c_str(), &file->voices[name], 0, 24 * 3600);
   }
-  if (!r.ok() || !root.isMember("actions") || !r.Object(root["actions"], "actions", {})) return;
-  for (const std::string& name : root["actions"].getMemberNames()) {
-    const std::string at = "actions[\"" + name + "\"]";
-    if (name.find('/') == std::string::npos)
-      return (void)r.Fail(at, nullptr, "is not named \"business/action\"");
-    const Json::Value& entry = root["actions"][name];
-    if (!r.Object(entry, at, {"code", "data"})) return;
-    ActionAnswer& answer = file->actions[name];
-    r.Number(entry, at, "code", &answer.code, INT32_MIN, INT32_MAX);
-    if (r.ok() && entry.isMember("data"))
-      answer.data = entry["data"].isString() ? entry["data"].asString() : Compact(entry["data"]);
-  }
 }
 
 // A relative path of the file names a file beside it.
@@ -156,9 +164,16 @@ bool ParseHostFile(const std::string& text, const std::string& name, HostFile* f
     return false;
   }
   Reader r(name, error);
+  // tnwebui-run runs the app in a light window, whose classic business actions go to the core
+  // without a callback: no answer the file gave could reach the page.
+  if (root.isObject() && root.isMember("actions")) {
+    r.Fail("actions", nullptr,
+           "can't act: a light window's tnpc.exebusinessaction gets no answer (its callback "
+           "never runs); remove the key, and reach the client through the JS SDK");
+    return false;
+  }
   if (!r.Object(root, "",
-                {"$schema", "user", "secret", "chooser", "server", "voices", "actions",
-                 "allowAnyPage"})) {
+                {"$schema", "user", "secret", "chooser", "server", "voices", "allowAnyPage"})) {
     return false;
   }
   if (root.isMember("user") &&
@@ -175,8 +190,8 @@ bool ParseHostFile(const std::string& text, const std::string& name, HostFile* f
     r.Strings(chooser, "chooser", "images", &file->images);
     r.Strings(chooser, "chooser", "videos", &file->videos);
     r.Strings(chooser, "chooser", "files", &file->files);
-    r.JsonObject(chooser, "chooser", "contacts", &file->contacts);
-    r.JsonObject(chooser, "chooser", "departments", &file->departments);
+    r.ChooserResult(chooser, "chooser", "contacts", &file->contacts);
+    r.ChooserResult(chooser, "chooser", "departments", &file->departments);
   }
   if (r.ok() && root.isMember("server")) ReadServer(r, root["server"], file);
   if (r.ok()) ReadMaps(r, root, file);

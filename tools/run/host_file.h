@@ -20,11 +20,6 @@ struct Download {
   bool slow = false;  // in blocks of 16 KiB, 20 ms apart
 };
 
-struct ActionAnswer {
-  int32_t code = 0;
-  std::string data = "{}";  // JSON text
-};
-
 struct HostFile {
   // The user: the organisation, the account, the device and the web domain.
   int32_t orgId = 7;
@@ -44,10 +39,8 @@ struct HostFile {
   std::map<std::string, Download> downloads = {{"/files/report.pdf", {"", 64 * 1024, true}}};
   // Voice lengths in seconds, by file name (a WAVE file's header gives it otherwise).
   std::map<std::string, uint32_t> voices;
-  // Business actions' answers by "business/action" (case as the page writes it); any other
-  // action is answered 0 and "{}".
-  std::map<std::string, ActionAnswer> actions;
-  // Whether the rights rule lets every page run business actions.
+  // Whether the rights rule lets every page's business actions reach the core (a light window's
+  // get no answer there).
   bool allowAnyPage = false;
 };
 

@@ -21,8 +21,10 @@
 #include "app_host.h"
 #include "app_source.h"
 #include "hav/handler_table.h"
+#include "page_checks.h"
 #include "tnbase/logger.h"
 #include "tnbase/task_queue.h"
+#include "tnmainui/signature.h"
 #include "watch.h"
 #include "win/paint.h"
 #include "win/user.h"
@@ -30,6 +32,7 @@
 namespace {
 
 constexpr char kUsage[] = R"(usage: tnwebui-run [options] PATH_OR_URL
+       tnwebui-run sign [--secret SECRET | --host FILE] APP_ID NONCE TIMESTAMP ADDRESS
 
 Runs a light app against the TnWebUI module in Debian's Chromium: in a light window of the
 client with its title bar, the JS SDK and the desktop commands, the sample host and business
@@ -76,6 +79,14 @@ exit status
      that can't be read or has a wrong key or value
   3  --check found mistakes
   130  interrupted (Ctrl-C; 143 for SIGTERM): no verdict
+
+sign
+  prints the signature that "config" must carry: HMAC-SHA256 under the app's secret of
+  "APP_ID|NONCE|TIMESTAMP|ADDRESS", in lower-case hex. APP_ID is "oid-id" (the organisation and
+  the app, as config's appId), TIMESTAMP the number config passes, ADDRESS the page's address
+  as the client sees it (https://tavrin5.frames.invalid/lightapp/index.html for a folder). The
+  secret is the host file's ("secret"), else the default one, "sample-app-secret". An app's
+  server signs the same way with the secret it shares with the client.
 
 examples
   tnwebui-run examples/hello
@@ -242,6 +253,7 @@ int Run(const Options& options, const Layout& layout) {
   xhav::cdp::EngineOptions engineOptions = ChromiumOptions();
   engineOptions.pagesDir = app.pagesDir;
   engineOptions.clientWebDomain = hostFile.webDomain;
+  engineOptions.toolScripts = {run::kPageChecks};
   engineOptions.renderHost[0] = layout.renderHost;
   engineOptions.renderHost[2] = "--log=4";
   engineOptions.launch.headless = !options.headful;
@@ -370,8 +382,41 @@ int Run(const Options& options, const Layout& layout) {
 
 }  // namespace
 
+// tnwebui-run sign ...: the signature of config's fields under the secret.
+int Sign(int argc, char** argv) {
+  run::HostFile host;
+  std::vector<std::string> fields;
+  for (int i = 2; i < argc; ++i) {
+    const std::string arg = argv[i];
+    if (arg == "--secret" || arg == "--host") {
+      if (i + 1 >= argc) return Usage("sign: " + arg + " needs a value");
+      std::string error;
+      if (arg == "--secret") {
+        host.secret = argv[++i];
+      } else if (!run::ReadHostFile(argv[++i], &host, &error)) {
+        return Usage("the host file " + error);
+      }
+    } else if (arg.rfind("--", 0) == 0) {
+      return Usage("sign: unknown option " + arg);
+    } else {
+      fields.push_back(arg);
+    }
+  }
+  if (fields.size() != 4)
+    return Usage("sign needs APP_ID NONCE TIMESTAMP ADDRESS (" + std::to_string(fields.size()) +
+                 " given)");
+  const tnmainui::SignedFields signed_{fields[0], fields[1], fields[2], fields[3], ""};
+  std::fprintf(stderr, "tnwebui-run: HMAC-SHA256 of \"%s\"\n",
+               tnmainui::SignedText(signed_).c_str());
+  std::printf(
+      "%s\n",
+      tnmainui::SignFields(host.secret, fields[0], fields[1], fields[2], fields[3]).c_str());
+  return 0;
+}
+
 int main(int argc, char** argv) {
   setvbuf(stdout, nullptr, _IOLBF, 0);
+  if (argc > 1 && std::string(argv[1]) == "sign") return Sign(argc, argv);
   Options options;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];

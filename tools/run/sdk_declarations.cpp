@@ -1,5 +1,8 @@
 #include "sdk_declarations.h"
 
+#include <algorithm>
+#include <cctype>
+
 namespace run {
 namespace {
 
@@ -44,6 +47,39 @@ std::string TypeOf(const Json::Value& value) {
     default:
       return "a number";
   }
+}
+
+char Lower(char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); }
+
+// The edit distance of two short names.
+std::size_t Distance(const std::string& a, const std::string& b) {
+  std::vector<std::size_t> row(b.size() + 1);
+  for (std::size_t j = 0; j <= b.size(); ++j) row[j] = j;
+  for (std::size_t i = 1; i <= a.size(); ++i) {
+    std::size_t diagonal = row[0];
+    row[0] = i;
+    for (std::size_t j = 1; j <= b.size(); ++j) {
+      const std::size_t above = row[j];
+      row[j] = std::min(
+          {row[j] + 1, row[j - 1] + 1, diagonal + (Lower(a[i - 1]) == Lower(b[j - 1]) ? 0 : 1)});
+      diagonal = above;
+    }
+  }
+  return row[b.size()];
+}
+
+// The declared field whose name is a slip of the pen away from `name`, if one is.
+const SdkField* Nearest(const std::vector<SdkField>& fields, const std::string& name) {
+  const SdkField* nearest = nullptr;
+  std::size_t best = 3;  // at most two letters apart
+  for (const SdkField& field : fields) {
+    const std::size_t d = Distance(name, field.name);
+    if (d < best) {
+      best = d;
+      nearest = &field;
+    }
+  }
+  return nearest;
 }
 
 }  // namespace
@@ -113,7 +149,29 @@ std::vector<std::string> RefusedPayload(const SdkName& declared, const Json::Val
   if (!payload.isNull() && !payload.isObject()) {
     return {"data.payload is " + TypeOf(payload) + ", not an object"};
   }
+  // Fields beside `payload` rather than in it: the client reads only data.payload.
+  if (payload.isNull() && data.isObject()) {
+    std::string beside;
+    for (const std::string& name : data.getMemberNames()) {
+      if (name != "meta") beside += (beside.empty() ? "" : ", ") + name;
+    }
+    if (!beside.empty())
+      refused.push_back("data has " + beside +
+                        " but no payload: the client reads only data.payload");
+  }
   if (declared.anyObject) return refused;
+  for (const std::string& name :
+       payload.isObject() ? payload.getMemberNames() : std::vector<std::string>()) {
+    const SdkField* known = nullptr;
+    for (const SdkField& field : declared.fields) {
+      if (name == field.name) known = &field;
+    }
+    if (known) continue;
+    std::string text = "data.payload." + name + " is no field of " + declared.name;
+    const SdkField* near = Nearest(declared.fields, name);
+    text += near ? std::string(" (did you mean ") + near->name + "?)" : " (the client ignores it)";
+    refused.push_back(text);
+  }
   for (const SdkField& field : declared.fields) {
     const bool present = payload.isObject() && payload.isMember(field.name);
     if (!present) {

@@ -4,9 +4,11 @@
 #include <json/writer.h>
 
 #include <cstdio>
+#include <cstring>
 #include <memory>
 
 #include "hav/json_text.h"
+#include "page_checks.h"
 #include "sdk_declarations.h"
 
 namespace run {
@@ -116,6 +118,7 @@ void Watch::OnMessage(bool toHost, int browser, const std::string& name, const J
     for (const Json::Value& message : messages) OnSdkMessage(message);
   } else if (toHost && name == "exebusinessaction") {
     Say("action", Text(arg(0)) + "/" + Text(arg(1)) + " " + Shorten(Text(arg(3))));
+    if (!Text(arg(4)).empty()) actionCallbacks_[Text(arg(0)) + "/" + Text(arg(1))] = Text(arg(4));
   } else if (!toHost && name == "ExeBusinessActionCallback") {
     const Json::Value result = arg(2);
     Say("result", Text(arg(0)) + "/" + Text(arg(1)) + " " + Shorten(Compact(result)));
@@ -215,6 +218,23 @@ void Watch::OnHost(const std::string& text) {
   Say("host", Shorten(text));
 }
 
+void Watch::OnMistake(const std::string& kind, const std::string& detail) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  Say("mistake", kind + ": " + Shorten(detail));
+  Found(kind, detail);
+}
+
+void Watch::OnActionUnanswered(const std::string& name) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto it = actionCallbacks_.find(name);
+  if (it == actionCallbacks_.end()) return;
+  Found("never answered",
+        "tnpc.exebusinessaction(" + name + ") with callback " + it->second +
+            ": a light window's classic business actions get no answer, so the callback never "
+            "runs; a light app asks the client through the JS SDK (TavrinJsBridge.callHandler)");
+  actionCallbacks_.erase(it);
+}
+
 void Watch::OnLog(int level, const std::string& function, const std::string& text) {
   static const std::string kRefused = "check auth fail for action = ";
   std::lock_guard<std::mutex> lock(mutex_);
@@ -235,8 +255,14 @@ void Watch::OnPageMessage(int browser, const std::string& kind, const std::strin
   (void)browser;
   std::lock_guard<std::mutex> lock(mutex_);
   const std::string at = where.empty() ? std::string() : " (" + where + ")";
-  if (kind == "console") {
+  if (kind == "console" && level == "error" && text.rfind(kPageCheckMark, 0) == 0) {
+    const std::string check = text.substr(std::strlen(kPageCheckMark));
+    Say("check", Shorten(check) + at);
+    Found("wrong argument", check + at);
+  } else if (kind == "console") {
     Say("console", (level == "log" ? std::string() : level + ": ") + Shorten(text) + at);
+    // A framework's caught error is written to the console: the app failed all the same.
+    if (level == "error") Found("console error", Shorten(text) + at);
   } else if (kind == "error") {
     Say("error", Shorten(text) + at);
     Found("page error", Shorten(text) + at);

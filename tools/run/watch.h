@@ -42,6 +42,11 @@ class Watch {
   void OnRequest(int browser, const std::string& path, const std::string& codes);
   // What the host or the business core does for the app.
   void OnHost(const std::string& text);
+  // The business core took `name` ("business/action") from a light window, which passes it no
+  // callback: a page that gave the call a callback waits in vain.
+  void OnActionUnanswered(const std::string& name);
+  // A mistake that the host or the business core found.
+  void OnMistake(const std::string& kind, const std::string& detail);
   // A line of the module's log.
   void OnLog(int level, const std::string& function, const std::string& text);
   // The page's own words: a console call, an uncaught error, a policy's refusal.
@@ -74,7 +79,8 @@ class Watch {
   Print print_;
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
   mutable std::mutex mutex_;
-  std::map<std::string, Call> calls_;  // by callback id
+  std::map<std::string, Call> calls_;                   // by callback id
+  std::map<std::string, std::string> actionCallbacks_;  // classic actions' callback ids by name
   std::vector<Mistake> mistakes_;
   std::string mainAddress_;
   bool mainFailed_ = false;

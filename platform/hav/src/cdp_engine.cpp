@@ -353,6 +353,11 @@ std::vector<std::pair<std::string, Json::Value>> Engine::SessionSetUp() {
     script["source"] = extension;
     steps.emplace_back("Page.addScriptToEvaluateOnNewDocument", script);
   }
+  for (const std::string& tool : options_.toolScripts) {
+    Json::Value script;
+    script["source"] = tool;
+    steps.emplace_back("Page.addScriptToEvaluateOnNewDocument", script);
+  }
   steps.emplace_back("Fetch.enable", FetchPatterns());
   // Frames of other sites are targets of their own: they are attached and set up the same way.
   steps.emplace_back("Target.setAutoAttach", attach);

@@ -44,6 +44,9 @@ struct EngineOptions {
   // The company's web domain: main-frame navigations to "https://<domain>/" are the client's
   // to open (the view hands them over), and don't load in the view.
   std::string clientWebDomain;
+  // Scripts of a tool that watches the pages (tnwebui-run's checks), run in every document of
+  // the main world after the client's own.
+  std::vector<std::string> toolScripts;
 };
 
 class Engine;
