@@ -34,6 +34,9 @@ s.bind(("127.0.0.1", 0)); s.listen(8); print(s.getsockname()[1], flush=True); ti
 }
 
 expect 0 "usage: tnwebui-run" -- --help
+# config's signature, as the check computes it.
+expect 0 "53b865be00d936b499c1581aaa7747b213ed1ef10e325afc25d4c5079f046753" -- sign 7-12 n1 1700000000 https://tavrin5.frames.invalid/lightapp/index.html
+expect 2 "sign needs APP_ID NONCE TIMESTAMP ADDRESS (1 given)" -- sign 7-12
 expect 2 "no such file or folder: /no/such/app" -- /no/such/app
 expect 2 "has no index.html" -- "$root/scripts"
 expect 2 "unknown option --frobnicate" -- --frobnicate "$root/examples/hello"
@@ -54,6 +57,8 @@ is_png "$out/shot.png" || fail "no PNG at $out/shot.png"
 expect 2 "missing.json: cannot be read" -- --host "$out/missing.json" "$root/examples/hello"
 echo '{"user": {"orgId": "seven"}}' >"$out/bad-type.json"
 expect 2 "user.orgId is not a whole number" -- --host "$out/bad-type.json" "$root/examples/hello"
+echo '{"actions": {"expense/submit": {"code": 0}}}' >"$out/actions.json"
+expect 2 "actions can't act: a light window's tnpc.exebusinessaction gets no answer" -- --host "$out/actions.json" "$root/examples/hello"
 echo '{"secrets": "x"}' >"$out/bad-key.json"
 expect 2 "secrets is not a key of the host file" -- --host "$out/bad-key.json" "$root/examples/hello"
 listen
@@ -70,7 +75,7 @@ for line in "sdk      biz.chooseContacts" "host     the file dialog: the user pi
   grep -qF "$line" "$out/log" || fail "the good app's run printed no '$line'"
 done
 is_png "$out/expenses.png" || fail "no screenshot of the good app"
-expect 3 "tnwebui-run --check: 6 mistakes" -- --check --quiet \
+expect 3 "tnwebui-run --check: 16 mistakes" -- --check --quiet \
   --host "$root/examples/faulty/host.json" "$root/examples/faulty"
 while read -r line; do
   grep -qF "  $line" "$out/log" || fail "the faulty app's report has no '$line'"

@@ -127,6 +127,10 @@ void AppHost::CheckConfig(const tnmainui::GoCall& call, const std::string& secre
 }
 
 AppHost::~AppHost() {
+  // The client's bus carries events all along; the run's last one lets the SDK functions that
+  // wait for any event (a share that was never asked for) end with the run.
+  bus_.Raise(0, "tnwebui-run.end", "json", "{}");
+  engine_.ui().RunUntilIdle();
   engine_.SetBusinessChannel(nullptr);
   core_->Release();
 }

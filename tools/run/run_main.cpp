@@ -331,6 +331,10 @@ int Run(const Options& options, const Layout& layout) {
     } else {
       std::fprintf(stderr, "tnwebui-run: the page did not load within %g s: %s\n",
                    options.loadLimit, app.address.c_str());
+      char limit[64];
+      std::snprintf(limit, sizeof limit, "it did not load within %g s (--load-limit)",
+                    options.loadLimit);
+      watch.OnMistake("not loaded", app.address + ": " + limit);
     }
     status = 1;
   }
