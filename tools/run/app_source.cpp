@@ -4,8 +4,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <climits>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -48,6 +51,26 @@ bool LinkEntries(const std::string& from, const std::string& to) {
   return true;
 }
 
+// The text of the page's <title>, with its spaces folded; empty without one.
+std::string TitleOf(const std::string& page) {
+  std::ifstream in(page);
+  std::string html((std::istreambuf_iterator<char>(in)), {});
+  std::string lower = html;
+  for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  const std::size_t open = lower.find("<title");
+  const std::size_t begin = open == std::string::npos ? open : lower.find('>', open);
+  const std::size_t end = begin == std::string::npos ? begin : lower.find("</title", begin);
+  if (end == std::string::npos) return std::string();
+  std::string title;
+  for (char c : html.substr(begin + 1, end - begin - 1)) {
+    const bool space = std::isspace(static_cast<unsigned char>(c));
+    if (space && (title.empty() || title.back() == ' ')) continue;
+    title += space ? ' ' : c;
+  }
+  while (!title.empty() && title.back() == ' ') title.pop_back();
+  return title;
+}
+
 }  // namespace
 
 bool IsAddress(const std::string& text) {
@@ -67,6 +90,7 @@ AppSource ResolveApp(const std::string& pathOrAddress, const std::string& client
   if (IsAddress(pathOrAddress)) {
     app.address = pathOrAddress;
     app.pagesDir = clientPages;
+    app.title = pathOrAddress;
     return app;
   }
   std::string folder, page;
@@ -106,6 +130,8 @@ AppSource ResolveApp(const std::string& pathOrAddress, const std::string& client
   if (!IsFile(appFolder + "/" + bridge)) {
     symlink((clientPages + "/tavrin5main/" + bridge).c_str(), (appFolder + "/" + bridge).c_str());
   }
+  app.title = TitleOf(folder + "/" + page);
+  if (app.title.empty()) app.title = folder.substr(folder.rfind('/') + 1);
   app.address =
       std::string("https://") + kAppHostRoot + ".frames.invalid/" + kAppFolder + "/" + page;
   app.pagesDir = scratch;

@@ -17,6 +17,7 @@ struct AppSource {
   std::string address;   // what the light window opens
   std::string pagesDir;  // the folder of resource roots the engine serves
   std::string error;     // why the app can't run; empty when it can
+  std::string title;     // the page's <title>, for the window's bar; else the folder's name
 };
 
 // Resolves `pathOrAddress`. `clientPages` holds the client's resource roots; `scratch` is an

@@ -216,9 +216,10 @@ void WatchEngine(xhav::cdp::Engine& engine, run::Watch& watch) {
 
 // Opens the app in a light window with its title bar; the window's page, or null.
 xhav::cdp::PageBrowser* OpenLightWindow(xhav::cdp::Engine& engine, ITnWebUI* factory, int32_t orgId,
-                                        const std::string& address) {
+                                        const run::AppSource& app) {
   const std::size_t before = engine.browsers().size();
-  demo::OpenLightWindow(factory, orgId, "tnwebui-run", address.c_str(), "tnwebui-run", 1000, 720);
+  demo::OpenLightWindow(factory, orgId, "tnwebui-run", app.address.c_str(), app.title.c_str(), 1000,
+                        720);
   const std::vector<xhav::cdp::PageBrowser*> browsers = engine.browsers();
   return browsers.size() > before ? browsers.back() : nullptr;
 }
@@ -280,7 +281,7 @@ int Run(const Options& options, const Layout& layout) {
   std::fprintf(out, "tnwebui-run: %s opens as %s (module %s)\n", options.app.c_str(),
                app.address.c_str(), g_library);
   watch.SetMainAddress(app.address);
-  xhav::cdp::PageBrowser* page = OpenLightWindow(engine, factory, hostFile.orgId, app.address);
+  xhav::cdp::PageBrowser* page = OpenLightWindow(engine, factory, hostFile.orgId, app);
   if (!page) {
     std::fprintf(stderr, "tnwebui-run: the module opened no window for %s\n", app.address.c_str());
     factory->Release();

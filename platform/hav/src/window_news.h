@@ -5,7 +5,8 @@
 // the engine's user-interface thread (the Chromium engine posts both there; the in-process
 // engine, whose calling thread stands for it, posts activation and lays out at once).
 //
-// - A change of size lays the view out: OnStateChanged(kStateSizeChanged).
+// - The browser's creation and every change of size lay the view out:
+//   OnStateChanged(kStateSizeChanged).
 // - A change of the window's state is told after it by OnWindowChange, with the system's value
 //   of WM_SIZE: restored 0, minimised 1, maximised 2 (a window starts restored, so its first
 //   news is a minimise or a maximise).
@@ -31,6 +32,9 @@ class WindowNews {
     notify->GetEventDispatcher(&dispatcher_);
     if (dispatcher_)
       dispatcher_->AddListener<BrowserStateChange>(std::make_shared<SkipMinimisedLayout>(window));
+    // The browser's window came into being at the window's size: the view lays it out once,
+    // as it would on a WM_SIZE (a window that is never resized is laid out all the same).
+    notify->OnStateChanged(kStateSizeChanged);
     if (window && win::GetActiveWindow() == window) Activated(notify, true);
   }
 
