@@ -29,10 +29,11 @@ if ((${#missing[@]} > 0)); then
   "${sudo_cmd[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 fi
 
-# The TypeScript compiler that checks the sample pages, from the npm registry at the version
-# package-lock.json names, into node_modules/.
+# The TypeScript compiler that checks the sample pages, and the framework the outside example
+# app is written with, from the npm registry at the versions package-lock.json names, into
+# node_modules/.
 cd "$(dirname "$0")/.."
-if [[ ! -x node_modules/.bin/tsc ]]; then
-  echo "install-deps: installing the TypeScript compiler (npm ci)"
+if [[ ! -x node_modules/.bin/tsc || ! -f node_modules/vue/dist/vue.global.prod.js ]]; then
+  echo "install-deps: installing the TypeScript compiler and Vue (npm ci)"
   npm ci --no-audit --no-fund --loglevel=error >/dev/null
 fi

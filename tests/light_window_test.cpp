@@ -112,8 +112,9 @@ TEST_F(LightWindows, TheFactoryMakesOneWindowPerNameWithShadowBarAndAddresses) {
   EXPECT_EQ(engine.browsers().size(), windows);
 
   ASSERT_NE(ShadowOf(window), nullptr);
-  EXPECT_THAT(ShadowOf(window)->calls(),
-              testing::ElementsAre("SetShadowMode(0)", "AttachWindow", "ShowShadow(1)"));
+  // The window is laid out once its browser is made: the shadow follows.
+  EXPECT_THAT(ShadowOf(window)->calls(), testing::ElementsAre("SetShadowMode(0)", "AttachWindow",
+                                                              "ShowShadow(1)", "UpdateShadow"));
   EXPECT_EQ(ShadowOf(window)->window(), hwnd);
 
   // The bar of a light window: close, maximise and minimise, with the settings' title.

@@ -91,7 +91,11 @@ TEST_F(PageLifeCycle, FramedWindowsLayOutTheTitleAboveTheBrowser) {
   ASSERT_NE(title, nullptr);
   EXPECT_EQ(win::GetWindowState(title->GetWindowHandle()).className, "TN_WEB_TITLE");
   EXPECT_EQ(title->browser(), Pb(view)->browser());
-  Pb(view)->OnStateChanged(2);  // only state 3 lays out
+  // The engine laid the view out when its browser was made; moved away, only state 3 lays it
+  // out again.
+  EXPECT_EQ(win::GetWindowState(BrowserOf(view)->host_window()).y, 36);
+  win::SetWindowPos(BrowserOf(view)->host_window(), nullptr, 0, 0, 800, 600, 0);
+  Pb(view)->OnStateChanged(2);
   EXPECT_EQ(win::GetWindowState(BrowserOf(view)->host_window()).y, 0);
   Pb(view)->OnStateChanged(3);
   const win::WindowState host = win::GetWindowState(BrowserOf(view)->host_window());

@@ -152,9 +152,44 @@ void AppHost::MakeSamples() {
   }
 }
 
+void AppHost::CancelNextChooser() {
+  std::lock_guard<std::mutex> lock(scriptMutex_);
+  nextChooser_ = "cancel";
+}
+
+void AppHost::PickNext(const std::vector<std::string>& files) {
+  std::lock_guard<std::mutex> lock(scriptMutex_);
+  nextChooser_ = "pick";
+  nextFiles_ = files;
+}
+
+void AppHost::AnswerNext(const std::string& json) {
+  std::lock_guard<std::mutex> lock(scriptMutex_);
+  nextAnswer_ = json;
+}
+
+std::string AppHost::TakeChooserWord(bool fileDialog, std::vector<std::string>* files) {
+  std::lock_guard<std::mutex> lock(scriptMutex_);
+  // Files are picked in a file dialog only: the word waits for one.
+  if (nextChooser_ == "pick" && !fileDialog) return std::string();
+  std::string word;
+  word.swap(nextChooser_);
+  if (files) files->swap(nextFiles_);
+  return word;
+}
+
 std::vector<tnmainui::ChannelAnswer> AppHost::Answer(const tnmainui::ChannelCall& call) {
   const std::string action = Utf8(call.params[1]), json = Utf8(call.params[3]);
   std::vector<tnmainui::ChannelAnswer> answers;
+  std::string scripted;
+  {
+    std::lock_guard<std::mutex> lock(scriptMutex_);
+    scripted.swap(nextAnswer_);
+  }
+  if (!scripted.empty()) {
+    watch_.OnHost("the client answers " + action + " with " + scripted + " (the script's answer)");
+    return {{0, Utf16(scripted)}};
+  }
   if (transfers_.Answer(call, &answers)) {
     watch_.OnHost("the client transfers " + json);
     return answers;
@@ -163,17 +198,25 @@ std::vector<tnmainui::ChannelAnswer> AppHost::Answer(const tnmainui::ChannelCall
   if (action == "openfiledialog") {
     const bool images = json.find("\"image\"") != std::string::npos;
     const bool videos = json.find("\"video\"") != std::string::npos;
-    const std::vector<std::string>& picked = images   ? file_.images
-                                             : videos ? file_.videos
-                                                      : file_.files;
+    std::vector<std::string> picked = images ? file_.images : videos ? file_.videos : file_.files;
+    std::vector<std::string> files;
+    const std::string word = TakeChooserWord(true, &files);
+    if (word == "cancel") picked.clear();
+    if (word == "pick") picked = files;
     std::string names;
     for (const std::string& path : picked) names += (names.empty() ? "" : ", ") + BaseName(path);
-    watch_.OnHost("the file dialog: the user picks " + names);
+    watch_.OnHost(picked.empty() ? std::string("the file dialog: the user cancels")
+                                 : "the file dialog: the user picks " + names);
     dialog_.Answer(call, picked, &answers);
   } else if (action == "OpenSaveAsWnd") {
     watch_.OnHost("the save dialog: the user saves as saved-file in the run's folder");
     answers = {{0, u"{\"fileName\":\"saved-file\",\"filePath\":\"" + Utf16(folder_) + u"/\"}"}};
   } else if (action == "choosecontacts") {
+    if (TakeChooserWord(false, nullptr) == "cancel") {
+      // A cancelled chooser raises nothing: the app hears no result.
+      watch_.OnHost("the contact chooser: the user cancels");
+      return answers;
+    }
     const bool sectors = json.find("onlySupportSector") != std::string::npos;
     const std::string& chosen = sectors ? file_.departments : file_.contacts;
     watch_.OnHost("the contact chooser: the user chooses " + chosen);

@@ -7,7 +7,9 @@
 // each as the host file says.
 
 #include <memory>
+#include <mutex>
 #include <string>
+#include <vector>
 
 #include "host_file.h"
 #include "tnmainui/business_core.h"
@@ -41,12 +43,21 @@ class AppHost {
   ModuleHost* host() { return &host_; }
   // The business core of the app's window (the caller's reference).
   tnmainui::ScriptedBusinessCore* core() { return core_; }
+
+  // What a script says of the client's next chooser and next answer: the next chooser is
+  // cancelled; the next file dialog picks `files`; the next host call of the app is answered
+  // with `json`.
+  void CancelNextChooser();
+  void PickNext(const std::vector<std::string>& files);
+  void AnswerNext(const std::string& json);
   // The loopback server's address of `path`.
   std::string Url(const std::string& path) const { return server_.Url(path); }
 
  private:
   std::vector<tnmainui::ChannelAnswer> Answer(const tnmainui::ChannelCall& call);
   void MakeSamples();
+  // The script's word for the next chooser, taken: "cancel", "pick" (with `files`), or empty.
+  std::string TakeChooserWord(bool fileDialog, std::vector<std::string>* files);
   void CheckConfig(const tnmainui::GoCall& call, const std::string& secret);
 
   xhav::cdp::Engine& engine_;
@@ -54,6 +65,10 @@ class AppHost {
   std::string folder_;
   Watch& watch_;
   std::string error_;
+  std::mutex scriptMutex_;
+  std::string nextChooser_;  // "cancel" or "pick"
+  std::vector<std::string> nextFiles_;
+  std::string nextAnswer_;  // JSON text, or empty
   tnmainui::InProcessHost host_;
   tnmainui::InProcessEventBus bus_;
   tnmainui::ContactsHost organisation_;

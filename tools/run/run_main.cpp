@@ -22,6 +22,8 @@
 #include "app_source.h"
 #include "hav/handler_table.h"
 #include "page_checks.h"
+#include "script.h"
+#include "step_runner.h"
 #include "tnbase/logger.h"
 #include "tnbase/task_queue.h"
 #include "tnmainui/signature.h"
@@ -65,6 +67,23 @@ options
   --trace FILE        write every step as a JSON line (time, process, thread, kind, browser,
                       name, detail; see pages/tavrin5main/timeline.html, which draws it)
   --timeline FILE     after the run, draw its steps on the timeline page and save it as PNG
+  --do STEP           a step of a person or of the client, after the page has loaded; steps
+                      run in order, each when the one before is done (repeat --do for more):
+                        after first-call     wait for the app's first call
+                        after call NAME      wait for its next call of NAME (ui.closeWindow)
+                        wait SECONDS         let it run so long
+                        press back           the bar's back button (needs --framed)
+                        close                the bar's close button
+                        click SELECTOR       a mouse click on the page's element
+                        cancel chooser       the next chooser is cancelled
+                        pick FILE...         the next file dialog picks these files
+                        answer JSON          the client's next answer to a host call
+                        screenshot FILE      the whole window as PNG
+                      Without --for, the run ends a second after the last step.
+  --script FILE       steps from a file, one a line ("#" begins a comment; files are taken
+                      beside it)
+  --framed            open the app in the client's framed web window (its bar has back and
+                      refresh; business actions are answered) instead of a light window
   --headful           show the window on the display (DISPLAY) instead of running headless
   --load-limit SECONDS
                       give up when the page has not loaded by then (default 30)
@@ -121,7 +140,9 @@ struct Options {
   std::string module;
   double seconds = 0;  // 0: until the page closes its window
   double loadLimit = 30;
+  std::vector<run::Step> steps;
   bool check = false;
+  bool framed = false;
   bool headful = false;
   bool quiet = false;
 };
@@ -149,9 +170,10 @@ Layout FindLayout() {
   return layout;
 }
 
+// The page's whole document as PNG (the timeline: as long as its rows).
 bool SavePng(xhav::cdp::PageBrowser* page, const std::string& path) {
   std::string png;
-  if (!page->CaptureScreenshot(&png)) return false;
+  if (!page->CaptureScreenshot(&png, true)) return false;
   std::FILE* f = std::fopen(path.c_str(), "wb");
   if (!f) return false;
   const bool written = std::fwrite(png.data(), 1, png.size(), f) == png.size();
@@ -281,18 +303,24 @@ int Run(const Options& options, const Layout& layout) {
   std::fprintf(out, "tnwebui-run: %s opens as %s (module %s)\n", options.app.c_str(),
                app.address.c_str(), g_library);
   watch.SetMainAddress(app.address);
-  xhav::cdp::PageBrowser* page = OpenLightWindow(engine, factory, hostFile.orgId, app);
+  watch.SetLightWindow(!options.framed);
+  // A framed window is a view the host holds; a light window is the factory's own.
+  IBrowserView* framedView = nullptr;
+  xhav::cdp::PageBrowser* page =
+      options.framed ? demo::OpenFramedPage(engine, factory, u"tnwebui-run", app.address.c_str(),
+                                            client.core(), {60, 40, 1060, 760}, &framedView)
+                     : OpenLightWindow(engine, factory, hostFile.orgId, app);
   if (!page) {
     std::fprintf(stderr, "tnwebui-run: the module opened no window for %s\n", app.address.c_str());
     factory->Release();
     return 1;
   }
-  using Clock = std::chrono::steady_clock;
-  const auto started = Clock::now();
-  auto elapsed = [&] { return std::chrono::duration<double>(Clock::now() - started).count(); };
+  // The run's times all count from the watch's start, as its lines do.
+  auto elapsed = [&] { return watch.Seconds(); };
   const double limit = options.seconds > 0 ? options.seconds : options.check ? 30 : 0;
   bool loaded = false;
   bool shot = false;
+  run::StepRunner steps(options.steps, page, client, watch);
   double nextShot = 0.3;  // the first after the page's first paint
   const char* outcome = "stopped";
   while (!g_stop) {
@@ -316,6 +344,13 @@ int Run(const Options& options, const Layout& layout) {
     }
     if (limit > 0 && elapsed() >= limit) {
       outcome = "its time is up";
+      break;
+    }
+    // The script's steps; without --for the run ends a second after the last (its answers and
+    // their lines come in that second).
+    if (loaded && !steps.empty() && steps.Advance(elapsed()) && options.seconds <= 0 &&
+        elapsed() - steps.finishedAt() >= 1.0) {
+      outcome = "its script ended";
       break;
     }
     // An app may close its own window: the screenshot is kept up to date while it runs.
@@ -349,6 +384,7 @@ int Run(const Options& options, const Layout& layout) {
     }
   }
   ClosePage(engine, page);
+  if (framedView) framedView->Release();
   if (!options.timeline.empty() && !g_stop) {
     std::stringstream steps;
     steps << std::ifstream(tracePath).rdbuf();
@@ -443,10 +479,23 @@ int main(int argc, char** argv) {
       const char* text = value();
       if (!text) return Usage(arg + " needs a file");
       *file = text;
-    } else if (arg == "--quiet" || arg == "--check" || arg == "--headful") {
-      (arg == "--quiet"   ? options.quiet
-       : arg == "--check" ? options.check
-                          : options.headful) = true;
+    } else if (arg == "--do") {
+      const char* text = value();
+      if (!text) return Usage("--do needs a step");
+      run::Step step;
+      std::string error;
+      if (!run::ParseStep(text, ".", &step, &error)) return Usage(error);
+      options.steps.push_back(std::move(step));
+    } else if (arg == "--script") {
+      const char* text = value();
+      if (!text) return Usage("--script needs a file");
+      std::string error;
+      if (!run::ReadScript(text, &options.steps, &error)) return Usage("the script " + error);
+    } else if (arg == "--quiet" || arg == "--check" || arg == "--headful" || arg == "--framed") {
+      (arg == "--quiet"    ? options.quiet
+       : arg == "--check"  ? options.check
+       : arg == "--framed" ? options.framed
+                           : options.headful) = true;
     } else if (arg.rfind("-", 0) == 0) {
       return Usage("unknown option " + arg);
     } else if (options.app.empty()) {
@@ -456,6 +505,10 @@ int main(int argc, char** argv) {
     }
   }
   if (options.app.empty()) return Usage("no light app given");
+  for (const run::Step& step : options.steps) {
+    if (step.kind == run::Step::kBack && !options.framed)
+      return Usage("'press back' needs --framed: a light window's bar has no back button");
+  }
   const Layout layout = FindLayout();
   if (options.module.empty()) options.module = layout.module;
   demo::g_library = options.module.c_str();

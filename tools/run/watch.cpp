@@ -90,12 +90,26 @@ Json::Value ArgsOf(const CefRefPtr<CefListValue>& list) {
 
 Watch::Watch(Print print) : print_(std::move(print)) {}
 
+double Watch::Seconds() const {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+}
+
 void Watch::Say(const char* kind, const std::string& text) {
-  const double seconds =
-      std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+  const double seconds = Seconds();
   char head[48];
   std::snprintf(head, sizeof head, "%8.3f  %-9s", seconds, kind);
   print_(head + text);
+}
+
+void Watch::Count(const std::string& name) {
+  ++callCounts_[name];
+  ++callCounts_[std::string()];
+}
+
+int Watch::Calls(const std::string& name) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto it = callCounts_.find(name);
+  return it == callCounts_.end() ? 0 : it->second;
 }
 
 void Watch::Found(const std::string& kind, const std::string& detail) {
@@ -108,6 +122,7 @@ void Watch::OnMessage(bool toHost, int browser, const std::string& name, const J
   auto arg = [&args](Json::ArrayIndex i) {
     return args.isArray() && i < args.size() ? args[i] : Json::Value();
   };
+  if (toHost && name != "havFetchJSMessage") Count(name);
   if (toHost && name == "havFetchJSMessage") {
     Json::Value messages;
     if (!Parse(Text(arg(0)), &messages) || !messages.isArray()) {
@@ -128,6 +143,15 @@ void Watch::OnMessage(bool toHost, int browser, const std::string& name, const J
     Say("tnpc", name + " " + Compact(arg(0)));
   } else if (toHost) {
     Say("tnpc", name + " " + Shorten(Compact(args)));
+    static const char* const kWindowFunctions[] = {"minwnd", "maxwnd", "restorewnd", "closewnd",
+                                                   "forceclosewnd"};
+    for (const char* function : kWindowFunctions) {
+      if (!lightWindow_ || name != function) continue;
+      Found("never served", "tnpc." + name +
+                                "(): a light window serves none of tnpc's window functions, so "
+                                "nothing happens; a light app closes its window with the SDK's "
+                                "ui.closeWindow, and its bar's buttons do the rest");
+    }
   }
 }
 
@@ -139,9 +163,19 @@ void Watch::OnSdkMessage(const Json::Value& message) {
   }
   const std::string name = message["handlerName"].asString();
   if (message.isMember("responseId")) {
-    Say("page", "answers the client's " + name + ": " + Shorten(Compact(message["responseData"])));
+    const Json::Value& answer = message["responseData"];
+    Say("page", "answers the client's " + name + ": " + Shorten(Compact(answer)));
+    const Json::Value& data = answer.isObject() ? answer["data"] : Json::Value::nullSingleton();
+    const bool shaped = data.isObject() && data["result"].isBool();
+    if (name == "ui.onHistoryBack" && !shaped) {
+      Found("back answer refused",
+            "ui.onHistoryBack answered " + Shorten(Compact(answer)) +
+                ": the client goes back only on {data: {result: true}} and stays on "
+                "{data: {result: false}}; this answer leaves the page where it is");
+    }
     return;
   }
+  Count(name);
   Say("sdk", name + " " + Shorten(Compact(message["data"])));
   const SdkName* declared = FindSdkName(name);
   if (!declared) {
@@ -218,6 +252,11 @@ void Watch::OnHost(const std::string& text) {
   Say("host", Shorten(text));
 }
 
+void Watch::OnStep(const std::string& text) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  Say("step", text);
+}
+
 void Watch::OnMistake(const std::string& kind, const std::string& detail) {
   std::lock_guard<std::mutex> lock(mutex_);
   Say("mistake", kind + ": " + Shorten(detail));
@@ -289,6 +328,11 @@ void Watch::SetMainAddress(const std::string& address) {
 bool Watch::MainFailed() const {
   std::lock_guard<std::mutex> lock(mutex_);
   return mainFailed_;
+}
+
+void Watch::SetLightWindow(bool light) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  lightWindow_ = light;
 }
 
 void Watch::Finish() {

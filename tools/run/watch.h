@@ -45,6 +45,8 @@ class Watch {
   // The business core took `name` ("business/action") from a light window, which passes it no
   // callback: a page that gave the call a callback waits in vain.
   void OnActionUnanswered(const std::string& name);
+  // A step of the run's script begins.
+  void OnStep(const std::string& text);
   // A mistake that the host or the business core found.
   void OnMistake(const std::string& kind, const std::string& detail);
   // A line of the module's log.
@@ -56,10 +58,18 @@ class Watch {
   // error status.
   void SetMainAddress(const std::string& address);
   bool MainFailed() const;
+  // The app runs in a light window (true) or in a framed one: a light window serves none of
+  // tnpc's window functions.
+  void SetLightWindow(bool light);
   // The run is over: the calls still waiting for their answers become mistakes.
   void Finish();
 
+  // Seconds since the watch began: the one zero point of the run's times.
+  double Seconds() const;
   std::vector<Mistake> mistakes() const;
+  // How many calls the app has made: all of them, or those of `name` (an SDK name such as
+  // "ui.closeWindow", or a tnpc call's message such as "closewnd").
+  int Calls(const std::string& name = std::string()) const;
   // The --check report: a first line with the count, then each mistake (the same one seen
   // again is counted, not repeated); "no mistakes" when there is none.
   std::string Report() const;
@@ -72,6 +82,7 @@ class Watch {
   };
   void Say(const char* kind, const std::string& text);
   void Found(const std::string& kind, const std::string& detail);
+  void Count(const std::string& name);
   void OnSdkMessage(const Json::Value& message);
   void OnBridgeScript(const Json::Value& message);
   void OnProgress(const std::string& name, Call& call, const Json::Value& payload);
@@ -79,11 +90,14 @@ class Watch {
   Print print_;
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
   mutable std::mutex mutex_;
-  std::map<std::string, Call> calls_;                   // by callback id
-  std::map<std::string, std::string> actionCallbacks_;  // classic actions' callback ids by name
+  std::map<std::string, Call> calls_;  // by callback id
+  std::map<std::string, std::string> actionCallbacks_;
+  std::map<std::string, int>
+      callCounts_;  // by name; "" counts them all  // classic actions' callback ids by name
   std::vector<Mistake> mistakes_;
   std::string mainAddress_;
   bool mainFailed_ = false;
+  bool lightWindow_ = true;
 };
 
 // A process message's argument list as JSON, for Watch::OnMessage: binary values as

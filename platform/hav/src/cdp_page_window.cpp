@@ -1,6 +1,8 @@
 // The browser of one page target as the host sees it: the window model and Chromium's window
 // bounds, the cookies of its browser context, evaluations and screenshots.
 
+#include <algorithm>
+
 #include "arg_list.h"
 #include "cdp_engine_internal.h"
 #include "cdp_render_side.h"
@@ -184,10 +186,24 @@ void PageBrowser::CrashRenderer() {
   engine_->connection().Send("Page.crash", Json::Value(), session_, nullptr);
 }
 
-bool PageBrowser::CaptureScreenshot(std::string* png) {
+bool PageBrowser::CaptureScreenshot(std::string* png, bool wholePage) {
   Json::Value params, result;
   std::string error;
   params["format"] = "png";
+  // The whole document, however far it goes beyond the viewport (a long table).
+  Json::Value metrics;
+  if (wholePage && engine_->connection().Call("Page.getLayoutMetrics", Json::Value(), session_,
+                                              &metrics, &error)) {
+    const Json::Value& size = metrics["cssContentSize"];
+    if (size["width"].isNumeric() && size["height"].isNumeric()) {
+      params["captureBeyondViewport"] = true;
+      params["clip"]["x"] = 0;
+      params["clip"]["y"] = 0;
+      params["clip"]["width"] = size["width"].asDouble();
+      params["clip"]["height"] = std::min(size["height"].asDouble(), 16000.0);
+      params["clip"]["scale"] = 1;
+    }
+  }
   // A page behind others is not drawn until it comes to the front.
   engine_->connection().Call("Page.bringToFront", Json::Value(Json::objectValue), session_,
                              nullptr);

@@ -131,8 +131,8 @@ class HAV_API PageBrowser final : public Browser {
   // Whether the main frame has begun a navigation that has neither committed nor ended (UI
   // thread; for tests).
   bool navigating() const { return navigating_; }
-  // The page as PNG bytes.
-  bool CaptureScreenshot(std::string* png);
+  // The page's viewport as PNG bytes; with `wholePage`, its whole document.
+  bool CaptureScreenshot(std::string* png, bool wholePage = false);
   // A click of the left mouse button at (x, y) of the page's viewport, as a user's.
   bool Click(double x, double y);
   // A person drags `files` (full paths) from the desktop to the middle of the page and drops
