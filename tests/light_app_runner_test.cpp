@@ -7,6 +7,7 @@
 #include <fstream>
 
 #include "../tools/run/host_file.h"
+#include "../tools/run/script.h"
 #include "../tools/run/sdk_declarations.h"
 #include "../tools/run/watch.h"
 
@@ -53,10 +54,10 @@ TEST(LightAppRunner, ACallsLifeIsOneLineAStepAndAnAnsweredCallIsNoMistake) {
   w.watch.Finish();
   EXPECT_EQ(w.Texts(), (std::vector<std::string>{
                            R"(sdk      utils.downloadFile {"payload":{"url":"http://x/a?v=1"}})",
-                           "progress utils.downloadFile 0.0 KiB of 0.1 KiB (10%)",
-                           "progress utils.downloadFile 0.0 KiB of 0.1 KiB (30%)",
-                           "progress utils.downloadFile 0.1 KiB of 0.1 KiB (60%)",
-                           "progress utils.downloadFile 0.1 KiB of 0.1 KiB (100%)",
+                           "progress utils.downloadFile 10 B of 100 B (10%)",
+                           "progress utils.downloadFile 30 B of 100 B (30%)",
+                           "progress utils.downloadFile 60 B of 100 B (60%)",
+                           "progress utils.downloadFile 100 B of 100 B (100%)",
                            R"(answer   utils.downloadFile 0 ok {"localId":"res://local/a"})",
                            "action   Expense/Submit {}",
                            "event    tn.onclose (json) {}",
@@ -114,6 +115,65 @@ TEST(LightAppRunner, EachKindOfMistakeIsReportedOnceWithItsCount) {
             "light app asks the client through the JS SDK (TavrinJsBridge.callHandler)\n"
             "  callback never answered: utils.share (callback cb_2)\n"
             "  callback never answered: media.chooseImage (callback cb_3)\n");
+}
+
+// What a script waits for and what a window serves: calls are counted by name, a call without a
+// callback gets its name on its answer, the back command's answer must have its shape, and a
+// light window serves none of tnpc's window functions.
+TEST(LightAppRunner, CallsAreCountedAndBackAnswersAndWindowFunctionsAreJudged) {
+  Watched w;
+  w.Sdk(R"([{"handlerName":"ui.setNavigationBarMenu","data":{"payload":{}}}])");
+  w.watch.OnMessage(true, 1, "closewnd", Args({}));
+  EXPECT_EQ(w.watch.Calls(), 2);
+  EXPECT_EQ(w.watch.Calls("ui.setNavigationBarMenu"), 1);
+  EXPECT_EQ(w.watch.Calls("closewnd"), 1);
+  EXPECT_EQ(w.watch.Calls("ui.closeWindow"), 0);
+  w.Answer(R"({"responseId":"","responseData":{"status":{"code":0,"message":"ok"},"data":{}}})");
+  EXPECT_EQ(w.Texts().back(), "answer   ui.setNavigationBarMenu (no callback) 0 ok {}");
+  // The page's answers to the back command: the old shape, then the declared one.
+  w.Sdk(
+      R"([{"handlerName":"ui.onHistoryBack","responseId":"b1","responseData":{"result":true}},)"
+      R"({"handlerName":"ui.onHistoryBack","responseId":"b2","responseData":{"data":{"result":false}}}])");
+  EXPECT_EQ(w.watch.Calls(), 2);  // answers are no calls
+  const std::vector<run::Mistake> found = w.watch.mistakes();
+  ASSERT_EQ(found.size(), 2u);
+  EXPECT_EQ(found[0].kind, "never served");
+  EXPECT_EQ(found[0].detail.rfind("tnpc.closewnd(): a light window serves none", 0), 0u);
+  EXPECT_EQ(found[1].kind, "back answer refused");
+  EXPECT_EQ(found[1].detail.rfind(R"(ui.onHistoryBack answered {"result":true}: the client)", 0),
+            0u);
+  // In a framed window the window functions are served.
+  Watched framed;
+  framed.watch.SetLightWindow(false);
+  framed.watch.OnMessage(true, 1, "closewnd", Args({}));
+  EXPECT_TRUE(framed.watch.mistakes().empty());
+}
+
+TEST(LightAppRunner, ScriptStepsAreReadOrRefusedWithTheirLine) {
+  run::Step step;
+  std::string error;
+  ASSERT_TRUE(run::ParseStep("  after call ui.closeWindow ", ".", &step, &error));
+  EXPECT_EQ(step.kind, run::Step::kCall);
+  EXPECT_EQ(step.argument, "ui.closeWindow");
+  ASSERT_TRUE(run::ParseStep("pick ./a.png ../b/c.pdf", "/x/y", &step, &error));
+  EXPECT_EQ(step.files, (std::vector<std::string>{"/x/y/a.png", "/x/b/c.pdf"}));
+  ASSERT_TRUE(run::ParseStep("click #send > button", ".", &step, &error));
+  EXPECT_EQ(step.argument, "#send > button");
+  const std::pair<const char*, const char*> bad[] = {
+      {"wait soon", "needs a number of seconds"}, {"wait -1", "needs a number of seconds"},
+      {"after lunch", "waits for nothing known"}, {"answer {not json", "answers with no JSON text"},
+      {"press forward", "is not one of"},         {"click", "is not one of"},
+  };
+  for (const auto& [text, expected] : bad) {
+    EXPECT_FALSE(run::ParseStep(text, ".", &step, &error)) << text;
+    EXPECT_NE(error.find(expected), std::string::npos) << text << " -> " << error;
+  }
+  const std::string path = std::string(TNWEBUI_BUILD_DIR) + "/script-test.txt";
+  std::ofstream(path) << "# a comment\n\nwait 1\nshoot the moon\n";
+  std::vector<run::Step> steps;
+  EXPECT_FALSE(run::ReadScript(path, &steps, &error));
+  EXPECT_EQ(error.rfind(path + ":4: the step 'shoot the moon' is not one of", 0), 0u) << error;
+  std::filesystem::remove(path);
 }
 
 TEST(LightAppRunner, TheDeclarationsHaveThirtyNamesAndCheckTypesNotJustPresence) {

@@ -12,7 +12,8 @@ int main(int argc, char** argv) {
   setvbuf(stdout, nullptr, _IOLBF, 0);
   std::printf("== TnWebUI demo, module %s\n\n", g_library);
   bool ok = true;
-  StartSessionTrace();
+  if (StartSessionTrace())
+    std::printf("== the session's trace: %s/demo-trace.jsonl\n", TNWEBUI_BUILD_DIR);
   // TNWEBUI_DEMO_PART=n runs only the nth part (from 1), for a quick look at one of them.
   const char* only = std::getenv("TNWEBUI_DEMO_PART");
   int index = 0;

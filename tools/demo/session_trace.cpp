@@ -69,7 +69,6 @@ bool StartSessionTrace(const std::string& file) {
   const std::string path =
       file.empty() ? std::string(TNWEBUI_BUILD_DIR) + "/demo-trace.jsonl" : file;
   g_traceFile = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0644);
-  if (g_traceFile >= 0) std::printf("== the session's trace: %s\n", path.c_str());
   return g_traceFile >= 0;
 }
 

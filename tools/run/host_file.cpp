@@ -148,7 +148,10 @@ void ReadMaps(Reader& r, const Json::Value& root, HostFile* file) {
 
 // A relative path of the file names a file beside it.
 void Resolve(const std::string& folder, std::string* path) {
-  if (!path->empty() && (*path)[0] != '/') *path = folder + "/" + *path;
+  if (path->empty()) return;
+  // "./a.png" and "../shared/a.png" become plain paths: a file's local id names it as it is.
+  const std::filesystem::path full = (*path)[0] == '/' ? *path : folder + "/" + *path;
+  *path = full.lexically_normal().string();
 }
 
 }  // namespace

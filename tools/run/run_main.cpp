@@ -269,6 +269,8 @@ int Run(const Options& options, const Layout& layout) {
                                                             : std::string();
   if (!tracePath.empty()) {
     if (!StartSessionTrace(tracePath)) return Usage("cannot write the trace " + tracePath);
+    // Only a trace the user asked for is named: the timeline's own goes with the run.
+    if (!options.trace.empty()) std::fprintf(out, "tnwebui-run: trace %s\n", tracePath.c_str());
     SetTracePart("tnwebui-run");
   }
   run::Watch watch([out](const std::string& line) { std::fprintf(out, "%s\n", line.c_str()); });

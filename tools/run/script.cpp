@@ -3,6 +3,7 @@
 #include <json/value.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -18,7 +19,9 @@ std::string Trim(const std::string& text) {
 }
 
 std::string Resolve(const std::string& folder, const std::string& path) {
-  return path.empty() || path[0] == '/' || folder.empty() ? path : folder + "/" + path;
+  if (path.empty()) return path;
+  const std::filesystem::path full = path[0] == '/' || folder.empty() ? path : folder + "/" + path;
+  return full.lexically_normal().string();
 }
 
 }  // namespace

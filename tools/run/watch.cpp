@@ -49,10 +49,14 @@ bool BridgeMessage(const std::string& script, Json::Value* message) {
   return true;
 }
 
-// "KiB" figures of a transfer.
+// A transfer's figures: bytes below a KiB, else KiB with one decimal.
 std::string Size(double bytes) {
   char text[32];
-  std::snprintf(text, sizeof text, "%.1f KiB", bytes / 1024);
+  if (bytes < 1024) {
+    std::snprintf(text, sizeof text, "%.0f B", bytes);
+  } else {
+    std::snprintf(text, sizeof text, "%.1f KiB", bytes / 1024);
+  }
   return text;
 }
 
@@ -184,6 +188,10 @@ void Watch::OnSdkMessage(const Json::Value& message) {
     for (const std::string& refused : RefusedPayload(*declared, message["data"]))
       Found("payload refused", name + ": " + refused);
   }
+  // A call without a callback is answered all the same, under an empty id: its name waits
+  // for that answer.
+  if (!message["callbackId"].isString() || message["callbackId"].asString().empty())
+    unnamed_.push_back(name);
   if (message["callbackId"].isString()) {
     Call& call = calls_[message["callbackId"].asString()];
     call.name = name;
@@ -206,8 +214,11 @@ void Watch::OnBridgeScript(const Json::Value& message) {
   }
   if (message["responseId"].isString()) {
     auto it = calls_.find(message["responseId"].asString());
-    const std::string name =
-        it == calls_.end() ? message["responseId"].asString() : it->second.name;
+    std::string name = it == calls_.end() ? message["responseId"].asString() : it->second.name;
+    if (it == calls_.end() && message["responseId"].asString().empty() && !unnamed_.empty()) {
+      name = unnamed_.front() + " (no callback)";
+      unnamed_.pop_front();
+    }
     if (it != calls_.end()) it->second.waits = false;
     const Json::Value& data = message["responseData"];
     const Json::Value& status = data.isObject() ? data["status"] : Json::Value::nullSingleton();

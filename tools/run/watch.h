@@ -13,6 +13,7 @@
 #include <json/value.h>
 
 #include <chrono>
+#include <deque>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -91,9 +92,10 @@ class Watch {
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
   mutable std::mutex mutex_;
   std::map<std::string, Call> calls_;  // by callback id
+  // Classic actions' callback ids by "business/action".
   std::map<std::string, std::string> actionCallbacks_;
-  std::map<std::string, int>
-      callCounts_;  // by name; "" counts them all  // classic actions' callback ids by name
+  std::map<std::string, int> callCounts_;  // by name; "" counts them all
+  std::deque<std::string> unnamed_;        // calls without a callback, waiting for their answers
   std::vector<Mistake> mistakes_;
   std::string mainAddress_;
   bool mainFailed_ = false;
