@@ -63,7 +63,7 @@ options
   --for SECONDS       run so long, then close the window (default: until the page closes its
                       window with ui.closeWindow, or Ctrl-C; with --check, 30 seconds at most)
   --screenshot FILE   save the whole window, title bar and page, as PNG when the run ends (an
-                      app that closes its own window: as it was at most half a second before)
+                      app that closes its own window: as it was when it asked to close)
   --trace FILE        write every step as a JSON line (time, process, thread, kind, browser,
                       name, detail; see pages/tavrin5main/timeline.html, which draws it)
   --timeline FILE     after the run, draw its steps on the timeline page and save it as PNG
@@ -322,6 +322,11 @@ int Run(const Options& options, const Layout& layout) {
   const double limit = options.seconds > 0 ? options.seconds : options.check ? 30 : 0;
   bool loaded = false;
   bool shot = false;
+  // The last picture is taken as the window closes, whoever closes it.
+  engine.SetCloseTracer([&](xhav::cdp::PageBrowser* closing) {
+    if (closing == page && loaded && !options.screenshot.empty())
+      shot = demo::SaveWindowPng(page, options.screenshot) || shot;
+  });
   run::StepRunner steps(options.steps, page, client, watch);
   double nextShot = 0.3;  // the first after the page's first paint
   const char* outcome = "stopped";
@@ -376,6 +381,7 @@ int Run(const Options& options, const Layout& layout) {
     }
     status = 1;
   }
+  engine.SetCloseTracer(nullptr);
   if (!options.screenshot.empty()) {
     if (page->alive()) shot = demo::SaveWindowPng(page, options.screenshot);
     if (shot) {

@@ -75,6 +75,14 @@ void PageBrowser::SetTopMost(bool) {}
 
 void PageBrowser::Close(int32_t) {
   if (!alive_) return;
+  if (!closing_) {
+    Engine::CloseTracer tracer;
+    {
+      std::lock_guard<std::mutex> lock(engine_->mutex_);
+      tracer = engine_->closeTracer_;
+    }
+    if (tracer) tracer(this);
+  }
   closing_ = true;
   Json::Value params;
   params["targetId"] = target_;

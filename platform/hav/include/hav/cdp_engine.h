@@ -344,6 +344,14 @@ class HAV_API Engine {
     pageMessageTracer_ = std::move(tracer);
   }
 
+  // Sees a browser on the UI thread just before its window closes, its page still shown (a
+  // tool that keeps the window's last picture).
+  using CloseTracer = std::function<void(PageBrowser* browser)>;
+  void SetCloseTracer(CloseTracer tracer) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    closeTracer_ = std::move(tracer);
+  }
+
   // The host's business channel that every browser gives as property 21 (null: none).
   void SetBusinessChannel(BusinessChannel* channel) { channel_.store(channel); }
   BusinessChannel* business_channel() const { return channel_.load(); }
@@ -484,6 +492,7 @@ class HAV_API Engine {
   RequestTracer requestTracer_;
   CallTracer callTracer_;
   PageMessageTracer pageMessageTracer_;
+  CloseTracer closeTracer_;
   // Hosts of registered addresses: their requests are intercepted and served by handlers.
   std::set<std::string> interceptHosts_;
   // Requests to the host of `address` are intercepted from now on, in every session.
