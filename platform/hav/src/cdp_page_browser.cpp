@@ -682,6 +682,10 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
     // follows the main frame's document, and that document is no longer the one before.
     const bool stays =
         (url == "about:blank" && index_ < 0) || (index_ >= 0 && history_[index_] == url);
+    // The first page the target shows: the about:blank it started on is forgotten at once,
+    // before the page can add entries of its own (a reset after them would drop them).
+    if (!stays && index_ < 0)
+      engine_->connection().Send("Page.resetNavigationHistory", Json::Value(), session_, nullptr);
     if (stays) {
     } else if (index_ > 0 && history_[index_ - 1] == url) {
       --index_;
@@ -713,17 +717,29 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
     }
     // The history is the browser's own; about:blank, where every page target starts, is
     // dropped from it.
-    engine_->connection().Send(
-        "Page.getNavigationHistory", Json::Value(), session_,
-        [this, navigations = navigations_.load()](const Json::Value& result, const Json::Value&) {
-          OnHistory(result, navigations);
-        });
+    engine_->connection().Send("Page.getNavigationHistory", Json::Value(), session_,
+                               [this, navigations = navigations_.load(), within = withinDocument_](
+                                   const Json::Value& result, const Json::Value&) {
+                                 OnHistory(result, navigations, within, true);
+                               });
+    return;
+  }
+  // An entry the page made in its own history (pushState, a fragment): the same document,
+  // nothing loaded, but the window can go back to where it was.
+  if (method == "Page.navigatedWithinDocument" && params["frameId"] == target_) {
+    ++withinDocument_;
+    engine_->connection().Send("Page.getNavigationHistory", Json::Value(), session_,
+                               [this, navigations = navigations_.load(), within = withinDocument_](
+                                   const Json::Value& result, const Json::Value&) {
+                                 OnHistory(result, navigations, within, false);
+                               });
     return;
   }
   if (method == "Inspector.detached") FinishClose();
 }
 
-void PageBrowser::OnHistory(const Json::Value& result, int navigations) {
+void PageBrowser::OnHistory(const Json::Value& result, int navigations, int withinDocument,
+                            bool loaded) {
   if (!alive_ || !result["entries"].isArray()) return;
   std::vector<std::string> urls;
   for (const Json::Value& entry : result["entries"]) {
@@ -732,11 +748,11 @@ void PageBrowser::OnHistory(const Json::Value& result, int navigations) {
   int index = result["currentIndex"].asInt();
   if (!urls.empty() && urls.front() == "about:blank" && index > 0) {
     // The target's own about:blank is no back entry: the browser forgets it once the first
-    // page is the only other entry and no navigation has begun since the history was read (a
-    // reset then would drop the entries it adds).
+    // page is the only other entry and no navigation, not even within the page, has begun
+    // since the history was read (a reset then would drop the entries it adds).
     urls.erase(urls.begin());
     --index;
-    if (urls.size() == 1 && navigations == navigations_)
+    if (urls.size() == 1 && navigations == navigations_ && withinDocument == withinDocument_)
       engine_->connection().Send("Page.resetNavigationHistory", Json::Value(), session_, nullptr);
   }
   if (index < 0 || index >= static_cast<int>(urls.size())) return;
@@ -750,8 +766,10 @@ void PageBrowser::OnHistory(const Json::Value& result, int navigations) {
   }
   ReportState();
   if (!notify_) return;
-  tnbase::TnStringPtr text = tnbase::TnStringPtr::FromUTF8(current);
-  notify_->OnPageLoaded(nullptr, nullptr, text.get());
+  if (loaded) {
+    tnbase::TnStringPtr text = tnbase::TnStringPtr::FromUTF8(current);
+    notify_->OnPageLoaded(nullptr, nullptr, text.get());
+  }
   if (alive_) notify_->OnNavigationState(index, count);
 }
 

@@ -154,7 +154,7 @@ class HAV_API PageBrowser final : public Browser {
   void ForgetDocuments(const std::string& session);
   void ForgetContexts(const std::string& session);
   // After a load: the history as the browser keeps it, then the view's notifications.
-  void OnHistory(const Json::Value& result, int navigations);
+  void OnHistory(const Json::Value& result, int navigations, int withinDocument, bool loaded);
   void FinishClose();
   void SetWindowState(const char* state);
   void SetWindowBounds(const Json::Value& bounds);
@@ -193,6 +193,7 @@ class HAV_API PageBrowser final : public Browser {
   int index_ = -1;
   // Navigations begun or committed so far: a history read before one is stale.
   std::atomic<int> navigations_{0};
+  int withinDocument_ = 0;  // the main frame's navigations within its document (UI thread)
   std::string title_;
   CefRefPtr<CefBrowser> hostBrowser_;  // the engine's browser on this side
   // The documents that the render side has, by (session, context), with their native
