@@ -7,9 +7,11 @@
 #include <fstream>
 
 #include "../tools/run/host_file.h"
+#include "../tools/run/report.h"
 #include "../tools/run/script.h"
 #include "../tools/run/sdk_declarations.h"
 #include "../tools/run/watch.h"
+#include "hav/json_text.h"
 
 namespace {
 
@@ -281,3 +283,36 @@ TEST(LightAppRunner, EveryExampleHostFileReadsAndNamesFilesBesideIt) {
 }
 
 }  // namespace
+
+// The report in CI's forms, and the comparison with an expected one: each kind once with its
+// count, text escaped for XML, expected lines matching mistakes by their beginnings.
+TEST(LightAppRunner, ReportsForCiAndTheExpectedReport) {
+  const std::vector<run::Counted> mistakes = {
+      {{"page error", "Uncaught <b> & \"x\"\x01"}, 2},
+      {{"not loaded", "https://a/app.js: Failed to load resource: 404"}, 1}};
+  Json::Value json;
+  ASSERT_TRUE(xhav::ParseJson(run::JsonReport(mistakes, "its time is up", 2.5), &json));
+  EXPECT_EQ(json["outcome"], "its time is up");
+  ASSERT_EQ(json["mistakes"].size(), 2u);
+  EXPECT_EQ(json["mistakes"][0]["times"], 2);
+  EXPECT_EQ(json["mistakes"][1]["kind"], "not loaded");
+  const std::string junit = run::JunitReport(mistakes, "its time is up", 2.5);
+  EXPECT_NE(junit.find(R"(tests="2" failures="2")"), std::string::npos) << junit;
+  EXPECT_NE(junit.find("Uncaught &lt;b&gt; &amp; &quot;x&quot; "), std::string::npos) << junit;
+  EXPECT_EQ(junit.find('\x01'), std::string::npos);
+  EXPECT_NE(run::JunitReport({}, "the page closed its window", 1).find(R"(name="no mistakes")"),
+            std::string::npos);
+
+  std::vector<std::string> differences;
+  EXPECT_TRUE(run::CompareWithExpected(mistakes,
+                                       "# the faulty app\n  page error: Uncaught\n\n"
+                                       "not loaded: https://a/app.js\r\n",
+                                       &differences));
+  EXPECT_TRUE(differences.empty());
+  EXPECT_FALSE(run::CompareWithExpected(mistakes, "page error: Uncaught\nconfig refused: x\n",
+                                        &differences));
+  EXPECT_EQ(differences,
+            (std::vector<std::string>{
+                "missing: config refused: x",
+                "unexpected: not loaded: https://a/app.js: Failed to load resource: 404"}));
+}

@@ -238,7 +238,8 @@ interface SdkFunctions {
   /** The same as "biz.opencontactscard". */
   'biz.openContactsCard': {payload: {staffId?: string}; answer: SdkNotFound};
   /** Local files (template 4): 0 with the files (null when every file was refused); -7 for
-   * an empty or too long choice and 404 when the host's answer is no JSON, both with none. */
+   * an empty or too long choice and 404 when the host's answer is no JSON, both with none.
+   * Files above `maxSize` bytes are refused, and `maxSize` is 0 unless given: pass it. */
   'biz.chooseLocalFile': {
     payload: {max?: number; maxSize?: number; maxTip?: string; types?: string[]};
     answer: SdkEnvelope<0, {fileList: SdkChosenFile[] | null}> | SdkEnvelope<-7 | 404, {fileList: []}>;

@@ -212,8 +212,8 @@ bool ReadHostFile(const std::string& path, HostFile* file, std::string* error) {
     return false;
   }
   if (!ParseHostFile(text.str(), path, file, error)) return false;
-  const std::size_t slash = path.rfind('/');
-  const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash);
+  // Files beside the host file, by their full paths (a local id names a file as it is).
+  const std::string folder = std::filesystem::absolute(path, ignored).parent_path().string();
   for (auto* list : {&file->images, &file->videos, &file->files}) {
     for (std::string& item : *list) Resolve(folder, &item);
   }

@@ -22,6 +22,7 @@
 #include "app_source.h"
 #include "hav/handler_table.h"
 #include "page_checks.h"
+#include "report.h"
 #include "script.h"
 #include "step_runner.h"
 #include "tnbase/logger.h"
@@ -84,6 +85,12 @@ options
                       beside it)
   --framed            open the app in the client's framed web window (its bar has back and
                       refresh; business actions are answered) instead of a light window
+  --report json|junit FILE
+                      with --check, also write the report for CI: JSON, or a JUnit test suite
+                      with one failed test case a mistake
+  --expect FILE       check the run's mistakes against an expected report (one "kind: detail"
+                      line a mistake, as --check prints them; a line matches a mistake that
+                      begins with it): exit 0 when they are the same, 3 saying what differs
   --headful           show the window on the display (DISPLAY) instead of running headless
   --load-limit SECONDS
                       give up when the page has not loaded by then (default 30)
@@ -106,6 +113,10 @@ sign
   as the client sees it (https://tavrin5.frames.invalid/lightapp/index.html for a folder). The
   secret is the host file's ("secret"), else the default one, "sample-app-secret". An app's
   server signs the same way with the secret it shares with the client.
+
+the manual
+  docs/workbench.md, installed as share/doc/tnwebui/workbench.md beside this program: writing
+  a light app, the host file, the steps, each kind of mistake, the app's CI
 
 examples
   tnwebui-run examples/hello
@@ -138,6 +149,7 @@ struct Options {
   std::string trace;
   std::string timeline;
   std::string module;
+  std::string reportFormat, reportFile, expect;
   double seconds = 0;  // 0: until the page closes its window
   double loadLimit = 30;
   std::vector<run::Step> steps;
@@ -246,6 +258,41 @@ xhav::cdp::PageBrowser* OpenLightWindow(xhav::cdp::Engine& engine, ITnWebUI* fac
   return browsers.size() > before ? browsers.back() : nullptr;
 }
 
+// The check's report, its file for CI and the comparison with the expected one; the exit status.
+int Verdict(const Options& options, const run::Watch& watch, const char* outcome, int status) {
+  std::printf("tnwebui-run --check: %s", watch.Report().c_str());
+  const std::vector<run::Counted> mistakes = watch.Counts();
+  if (!options.reportFile.empty()) {
+    const std::string ended = outcome ? outcome : "the page did not load";
+    const std::string text = options.reportFormat == "json"
+                                 ? run::JsonReport(mistakes, ended, watch.Seconds())
+                                 : run::JunitReport(mistakes, ended, watch.Seconds());
+    std::ofstream file(options.reportFile);
+    if (!(file << text)) {
+      std::fprintf(stderr, "tnwebui-run: cannot write the report %s\n", options.reportFile.c_str());
+      return 1;
+    }
+  }
+  if (options.expect.empty()) return status == 0 && !mistakes.empty() ? 3 : status;
+  std::ifstream in(options.expect);
+  std::stringstream expected;
+  if (!in || !(expected << in.rdbuf())) {
+    std::fprintf(stderr, "tnwebui-run: cannot read the expected report %s\n",
+                 options.expect.c_str());
+    return 2;
+  }
+  std::vector<std::string> differences;
+  if (run::CompareWithExpected(mistakes, expected.str(), &differences)) {
+    std::printf("tnwebui-run --expect: the mistakes are the expected ones (%s)\n",
+                options.expect.c_str());
+    return status == 3 ? 0 : status;
+  }
+  std::printf("tnwebui-run --expect: %zu differences from %s\n", differences.size(),
+              options.expect.c_str());
+  for (const std::string& line : differences) std::printf("  %s\n", line.c_str());
+  return status == 0 ? 3 : status;
+}
+
 int Run(const Options& options, const Layout& layout) {
   using namespace demo;
   Scratch scratch;
@@ -312,6 +359,8 @@ int Run(const Options& options, const Layout& layout) {
       options.framed ? demo::OpenFramedPage(engine, factory, u"tnwebui-run", app.address.c_str(),
                                             client.core(), {60, 40, 1060, 760}, &framedView)
                      : OpenLightWindow(engine, factory, hostFile.orgId, app);
+  // The host shows the view it made, as the client shows a web window.
+  if (page && framedView) win::ShowWindow(page->GetWindowHandle(), win::SW_SHOWWINDOW);
   if (!page) {
     std::fprintf(stderr, "tnwebui-run: the module opened no window for %s\n", app.address.c_str());
     factory->Release();
@@ -328,7 +377,6 @@ int Run(const Options& options, const Layout& layout) {
       shot = demo::SaveWindowPng(page, options.screenshot) || shot;
   });
   run::StepRunner steps(options.steps, page, client, watch);
-  double nextShot = 0.3;  // the first after the page's first paint
   const char* outcome = "stopped";
   while (!g_stop) {
     engine.ui().RunUntilIdle();
@@ -359,11 +407,6 @@ int Run(const Options& options, const Layout& layout) {
         elapsed() - steps.finishedAt() >= 1.0) {
       outcome = "its script ended";
       break;
-    }
-    // An app may close its own window: the screenshot is kept up to date while it runs.
-    if (loaded && !options.screenshot.empty() && elapsed() >= nextShot) {
-      shot = demo::SaveWindowPng(page, options.screenshot) || shot;
-      nextShot = elapsed() + 0.5;
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
@@ -421,10 +464,7 @@ int Run(const Options& options, const Layout& layout) {
   } else if (outcome) {
     std::fprintf(stderr, "tnwebui-run: the run ended after %.1f s: %s\n", elapsed(), outcome);
   }
-  if (options.check && !g_stop) {
-    std::printf("tnwebui-run --check: %s", watch.Report().c_str());
-    if (status == 0 && !watch.mistakes().empty()) status = 3;
-  }
+  if (options.check && !g_stop) status = Verdict(options, watch, outcome, status);
   if (out != stdout) std::fclose(out);
   return status;
 }
@@ -487,6 +527,20 @@ int main(int argc, char** argv) {
       const char* text = value();
       if (!text) return Usage(arg + " needs a file");
       *file = text;
+    } else if (arg == "--report") {
+      const char* format = value();
+      const char* file = format ? value() : nullptr;
+      if (!file) return Usage("--report needs a format (json or junit) and a file");
+      if (std::string(format) != "json" && std::string(format) != "junit")
+        return Usage(std::string("--report: no format ") + format + " (json or junit)");
+      options.reportFormat = format;
+      options.reportFile = file;
+      options.check = true;
+    } else if (arg == "--expect") {
+      const char* text = value();
+      if (!text) return Usage("--expect needs a file");
+      options.expect = text;
+      options.check = true;
     } else if (arg == "--do") {
       const char* text = value();
       if (!text) return Usage("--do needs a step");

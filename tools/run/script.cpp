@@ -85,8 +85,8 @@ bool ReadScript(const std::string& path, std::vector<Step>* steps, std::string* 
     *error = path + ": cannot be read";
     return false;
   }
-  const std::size_t slash = path.rfind('/');
-  const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash);
+  std::error_code ignored;
+  const std::string folder = std::filesystem::absolute(path, ignored).parent_path().string();
   int number = 0;
   for (std::string line; std::getline(in, line);) {
     ++number;

@@ -160,6 +160,10 @@ std::vector<std::string> RefusedPayload(const SdkName& declared, const Json::Val
                         " but no payload: the client reads only data.payload");
   }
   if (declared.anyObject) return refused;
+  // The file chooser refuses every file above maxSize, which counts from 0.
+  if (std::string(declared.name) == "biz.chooseLocalFile" &&
+      !(payload.isObject() && payload["maxSize"].isNumeric()))
+    refused.push_back("without data.payload.maxSize every file is refused (it is 0 unless given)");
   for (const std::string& name :
        payload.isObject() ? payload.getMemberNames() : std::vector<std::string>()) {
     const SdkField* known = nullptr;

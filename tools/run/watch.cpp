@@ -3,6 +3,7 @@
 #include <json/reader.h>
 #include <json/writer.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -359,26 +360,32 @@ std::vector<Mistake> Watch::mistakes() const {
   return mistakes_;
 }
 
-std::string Watch::Report() const {
+std::vector<Counted> Watch::Counts() const {
   std::lock_guard<std::mutex> lock(mutex_);
-  if (mistakes_.empty()) return "no mistakes\n";
-  std::vector<std::pair<Mistake, int>> seen;
+  std::vector<Counted> seen;
   for (const Mistake& m : mistakes_) {
-    auto same = [&m](const auto& s) {
-      return s.first.kind == m.kind && s.first.detail == m.detail;
+    auto same = [&m](const Counted& s) {
+      return s.mistake.kind == m.kind && s.mistake.detail == m.detail;
     };
     auto it = std::find_if(seen.begin(), seen.end(), same);
     if (it == seen.end()) {
       seen.push_back({m, 1});
     } else {
-      ++it->second;
+      ++it->times;
     }
   }
-  std::string report =
-      std::to_string(mistakes_.size()) + (mistakes_.size() == 1 ? " mistake\n" : " mistakes\n");
-  for (const auto& [m, times] : seen) {
-    report += "  " + m.kind + ": " + m.detail;
-    if (times > 1) report += " (" + std::to_string(times) + " times)";
+  return seen;
+}
+
+std::string Watch::Report() const {
+  const std::vector<Counted> seen = Counts();
+  std::size_t total = 0;
+  for (const Counted& c : seen) total += static_cast<std::size_t>(c.times);
+  if (total == 0) return "no mistakes\n";
+  std::string report = std::to_string(total) + (total == 1 ? " mistake\n" : " mistakes\n");
+  for (const Counted& c : seen) {
+    report += "  " + c.mistake.kind + ": " + c.mistake.detail;
+    if (c.times > 1) report += " (" + std::to_string(c.times) + " times)";
     report += "\n";
   }
   return report;

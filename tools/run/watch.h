@@ -29,6 +29,12 @@ struct Mistake {
   std::string detail;  // what, where
 };
 
+// A mistake and how many times it was seen.
+struct Counted {
+  Mistake mistake;
+  int times = 1;
+};
+
 class Watch {
  public:
   using Print = std::function<void(const std::string& line)>;
@@ -68,6 +74,8 @@ class Watch {
   // Seconds since the watch began: the one zero point of the run's times.
   double Seconds() const;
   std::vector<Mistake> mistakes() const;
+  // The mistakes, the same one seen again counted rather than repeated, in the order first seen.
+  std::vector<Counted> Counts() const;
   // How many calls the app has made: all of them, or those of `name` (an SDK name such as
   // "ui.closeWindow", or a tnpc call's message such as "closewnd").
   int Calls(const std::string& name = std::string()) const;
