@@ -49,4 +49,12 @@ install(TARGETS tnmainui TnMainUI LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} CO
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/pages/ DESTINATION ${CMAKE_INSTALL_DATADIR}/tnwebui/pages
         COMPONENT tools PATTERN tsconfig.json EXCLUDE)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/tnwebui/examples COMPONENT tools)
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/tnwebui/examples COMPONENT tools
+        PATTERN vendor EXCLUDE)
+# The Vue example's framework, from npm (the source tree links it from node_modules/).
+install(FILES ${PROJECT_SOURCE_DIR}/node_modules/vue/dist/vue.global.prod.js
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/tnwebui/examples/claims/vendor COMPONENT tools
+        OPTIONAL)
+# The workbench's manual, for light-app authors.
+install(FILES ${PROJECT_SOURCE_DIR}/docs/workbench.md
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/tnwebui COMPONENT tools)
