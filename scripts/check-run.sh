@@ -81,6 +81,44 @@ while read -r line; do
   grep -qF "  $line" "$out/log" || fail "the faulty app's report has no '$line'"
 done <"$root/examples/faulty/expected-report.txt"
 grep -q "^ *[0-9.]*  sdk" "$out/log" && fail "--quiet still printed the calls"
+# The same run against its expected report passes, and writes a JUnit report for CI; a report
+# that misses a mistake fails, naming it.
+expect 0 "the mistakes are the expected ones" -- --quiet --expect "$root/examples/faulty/expected-report.txt" \
+  --report junit "$out/faulty.xml" --host "$root/examples/faulty/host.json" "$root/examples/faulty"
+grep -q '<testsuite name="tnwebui-run" tests="16" failures="16"' "$out/faulty.xml" || fail "no JUnit report of 16 failures"
+head -3 "$root/examples/faulty/expected-report.txt" >"$out/short-report.txt"
+expect 3 "unexpected: unknown SDK name: media.takePhoto" -- --quiet --expect "$out/short-report.txt" \
+  --report json "$out/faulty.json" --host "$root/examples/faulty/host.json" "$root/examples/faulty"
+python3 -c 'import json,sys; d=json.load(open(sys.argv[1])); assert len(d["mistakes"]) == 16, d' "$out/faulty.json" \
+  || fail "the JSON report does not hold the 16 mistakes"
+
+# The outside app, written with Vue from docs/workbench.md alone: its own type check, then a
+# person's way through it (attach, review, the bar's back button, close) passes the check.
+"$root/node_modules/.bin/tsc" -p "$root/examples/claims/tsconfig.json" || fail "the claims app does not type-check"
+expect 0 "tnwebui-run --check: no mistakes" -- --check --framed --script "$root/examples/claims/steps.txt" \
+  --host "$root/examples/claims/host.json" --screenshot "$out/claims.png" "$root/examples/claims"
+for line in "step     press back" "command  the back button asks the page's ui.onHistoryBack" \
+            "script   tnpc.goback();" "step     close" "the page closed its window"; do
+  grep -qF "$line" "$out/log" || fail "the claims app's run printed no '$line'"
+done
+is_png "$out/claims.png" || fail "no screenshot of the claims app"
+# Steps that can't be taken are usage errors; a back answer of another shape and tnpc's window
+# functions in a light window are mistakes.
+expect 2 "'press back' needs --framed" -- --do "press back" "$root/examples/hello"
+expect 2 "the step 'shoot' is not one of" -- --do shoot "$root/examples/hello"
+mkdir -p "$out/oldback"
+cat >"$out/oldback/index.html" <<'HTML'
+<!doctype html><title>Old back</title><script src="tavrin-js-bridge.js"></script><script>
+TavrinJsBridge.callHandler('ui.setNavigationBarMenu', {payload: {items: []}});
+history.pushState({}, '', '#a'); history.pushState({}, '', '#b');
+TavrinJsBridge.registerHandler('ui.onHistoryBack', function (data, respond) { respond({result: true}); });
+</script>
+HTML
+expect 3 "back answer refused: ui.onHistoryBack answered {\"result\":true}" -- --check --framed \
+  --do "wait 1" --do "press back" --do "wait 1" --do close "$out/oldback"
+mkdir -p "$out/closewnd"
+printf '<!doctype html><title>Closes</title><script>tnpc.closewnd();</script>\n' >"$out/closewnd/index.html"
+expect 3 "never served: tnpc.closewnd(): a light window serves none" -- --check --do "wait 1" "$out/closewnd"
 
 # A page that never loads fails the check: a server that never answers (--load-limit), an
 # address that refuses, a page of the client's that isn't there; and a missing script or style
