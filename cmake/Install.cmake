@@ -43,7 +43,7 @@ set_target_properties(tnwebui_render_host PROPERTIES
                       INSTALL_RPATH "$ORIGIN/../../${CMAKE_INSTALL_LIBDIR}")
 set_target_properties(tnmainui TnMainUI PROPERTIES INSTALL_RPATH "$ORIGIN")
 install(TARGETS tnwebui-run RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
-install(TARGETS tnwebui_render_host
+install(TARGETS tnwebui_render_host tnwebui_viewer
         RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/tnwebui COMPONENT tools)
 install(TARGETS tnmainui TnMainUI LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT tools)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/pages/ DESTINATION ${CMAKE_INSTALL_DATADIR}/tnwebui/pages

@@ -134,25 +134,53 @@ expect 3 "not loaded: https://tavrin5.frames.invalid/lightapp/missing.js" -- --c
 grep -qF "lightapp/gone.css: Failed to load resource: the server responded with a status of 404" "$out/log" \
   || fail "the missing style sheet was not named"
 
-# --headful: a window on a display, seen on the X screen's own picture.
+# --headful: the client's window on a display, seen on the X screen, clicked by a person.
 display=${DISPLAY-}; unset DISPLAY
 expect 1 "--headful needs a display" -- --headful --for 1 "$root/examples/hello"
 [ -n "$display" ] && export DISPLAY="$display"
-if command -v Xvfb >/dev/null && command -v import >/dev/null; then
+if command -v Xvfb >/dev/null && command -v import >/dev/null && command -v xdotool >/dev/null; then
   Xvfb :57 -screen 0 1280x900x24 -nolisten tcp >/dev/null 2>&1 &
   pids+=($!)
   sleep 1
-  DISPLAY=:57 "$run" --headful --for 4 "$root/pages/tavrin5main/index.html" >"$out/headful.log" 2>&1 &
+  # The client's window, bar and page, and no browser's: a person clicks the page's button, and
+  # the app closes its window.
+  mkdir -p "$out/clicked"
+  cat >"$out/clicked/index.html" <<'HTML'
+<!doctype html><title>Clicked</title><script src="tavrin-js-bridge.js"></script>
+<body style="margin:0"><button id="b" style="position:absolute;left:100px;top:100px;width:200px;height:80px"
+onclick="TavrinJsBridge.callHandler('ui.closeWindow', {})">Close me</button></body>
+HTML
+  DISPLAY=:57 "$run" --headful --for 20 "$out/clicked" >"$out/headful.log" 2>&1 &
   headful=$!
-  sleep 3
+  for _ in $(seq 100); do DISPLAY=:57 xwininfo -root -tree 2>/dev/null | grep -q '"Clicked"' && break; sleep 0.1; done
+  sleep 2
   DISPLAY=:57 import -window root "$out/xscreen.png" 2>/dev/null
+  windows=$(DISPLAY=:57 xwininfo -root -tree 2>/dev/null)
+  grep -q '"Clicked"' <<<"$windows" || fail "no window named by the app on the X screen"
+  grep -qi 'chromium' <<<"$windows" && fail "a Chromium window shows on the X screen"
+  # The button's middle: below the 36-pixel bar, at (200, 140) of the page.
+  DISPLAY=:57 xdotool mousemove 200 176 click 1
   wait "$headful" || { fail "tnwebui-run --headful exited $?"; cat "$out/headful.log"; }
+  grep -q "the page closed its window" "$out/headful.log" || { fail "the person's click did not reach the page"; cat "$out/headful.log"; }
   colours=$(identify -format '%k' "$out/xscreen.png" 2>/dev/null || echo 0)
   [ "$colours" -gt 16 ] || fail "the X screen shows no window ($colours colours)"
   [ -n "${TNWEBUI_KEEP_SCREEN:-}" ] && cp "$out/xscreen.png" "$TNWEBUI_KEEP_SCREEN"
 else
-  fail "no Xvfb or ImageMagick: run scripts/install-deps.sh"
+  fail "no Xvfb, ImageMagick or xdotool: run scripts/install-deps.sh"
 fi
+
+# --devtools: Chromium's DevTools list the app's page while it runs.
+"$run" --devtools 18499 --for 6 "$root/pages/tavrin5main/light.html" >"$out/devtools.log" 2>&1 &
+devtools=$!
+listed=""
+for _ in $(seq 50); do
+  listed=$(curl -s -m 1 http://127.0.0.1:18499/json/list 2>/dev/null) && grep -q '"title": "Expenses' <<<"$listed" && break
+  sleep 0.2
+done
+grep -q '"title": "Expenses' <<<"$listed" || fail "DevTools at port 18499 did not list the app's page"
+wait "$devtools" || fail "tnwebui-run --devtools exited $?"
+grep -q "DevTools at http://127.0.0.1:18499" "$out/devtools.log" || fail "--devtools did not say where DevTools are"
+expect 2 "--devtools needs a port" -- --devtools none "$root/examples/hello"
 
 # Ctrl-C ends the run, Chromium and the render host with it, and the scratch folder goes.
 "$run" "$root/pages/tavrin5main/index.html" >"$out/int.log" 2>&1 &

@@ -8,7 +8,7 @@ packages=(
   protobuf-compiler libprotobuf-dev python3
   libjsoncpp-dev libboost-dev qtbase5-dev libcurl4-openssl-dev libcpp-httplib-dev curl
   libgtest-dev libgmock-dev libbenchmark-dev
-  chromium fonts-dejavu-core doxygen nodejs xvfb imagemagick
+  chromium fonts-dejavu-core doxygen nodejs xvfb imagemagick x11-utils xdotool
 )
 
 missing=()

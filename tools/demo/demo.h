@@ -99,6 +99,9 @@ void SaveScreenshot(xhav::cdp::PageBrowser* page, const char* name);
 // The whole window of `page` as PNG at `path`: its title bar, if it has one, over the page's
 // screenshot; false when it can't be saved.
 bool SaveWindowPng(xhav::cdp::PageBrowser* page, const std::string& path);
+// The same, with `png` the page's picture taken already.
+bool SaveWindowWithPage(xhav::cdp::PageBrowser* page, const std::string& png,
+                        const std::string& path);
 // Saves the page's screenshot (unless `shot` is null), closes it and waits until it is gone,
 // then lets go of the view, the factory and the core (either may be null: kept).
 void CloseChromiumPart(xhav::cdp::Engine& engine, xhav::cdp::PageBrowser* page, const char* shot,

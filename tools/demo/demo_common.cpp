@@ -263,7 +263,11 @@ void SaveScreenshot(xhav::cdp::PageBrowser* page, const char* name) {
 
 bool SaveWindowPng(xhav::cdp::PageBrowser* page, const std::string& path) {
   std::string png;
-  if (!page->CaptureScreenshot(&png)) return false;
+  return page->CaptureScreenshot(&png) && SaveWindowWithPage(page, png, path);
+}
+
+bool SaveWindowWithPage(xhav::cdp::PageBrowser* page, const std::string& png,
+                        const std::string& path) {
   win::SetWindowPicture(page->host_window(), png);
   if (HWND bar = ChildOfClass(page->GetWindowHandle(), "TN_WEB_TITLE")) PaintBar(bar);
   return win::SaveWindowImage(page->GetWindowHandle(), path);

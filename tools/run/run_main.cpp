@@ -8,11 +8,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <QByteArray>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <iterator>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -28,6 +31,7 @@
 #include "tnbase/logger.h"
 #include "tnbase/task_queue.h"
 #include "tnmainui/signature.h"
+#include "viewer_link.h"
 #include "watch.h"
 #include "win/paint.h"
 #include "win/user.h"
@@ -91,7 +95,11 @@ options
   --expect FILE       check the run's mistakes against an expected report (one "kind: detail"
                       line a mistake, as --check prints them; a line matches a mistake that
                       begins with it): exit 0 when they are the same, 3 saying what differs
-  --headful           show the window on the display (DISPLAY) instead of running headless
+  --headful           show the window on the display (DISPLAY) as the client does: its title
+                      bar and the page, no browser chrome; clicks and typing reach the bar's
+                      buttons and the page
+  --devtools PORT     open Chromium's DevTools to the run at http://127.0.0.1:PORT (a page
+                      there lists the app's page; chrome://inspect finds it too)
   --load-limit SECONDS
                       give up when the page has not loaded by then (default 30)
   --module FILE       the module to load (default: the one installed with this program)
@@ -152,6 +160,7 @@ struct Options {
   std::string reportFormat, reportFile, expect;
   double seconds = 0;  // 0: until the page closes its window
   double loadLimit = 30;
+  int devtools = 0;  // the DevTools port, 0 for none
   std::vector<run::Step> steps;
   bool check = false;
   bool framed = false;
@@ -165,6 +174,7 @@ struct Layout {
   std::string module = TNWEBUI_MODULE;
   std::string pages = TNWEBUI_PAGES_DIR;
   std::string renderHost = TNWEBUI_RENDER_HOST;
+  std::string viewer = TNWEBUI_VIEWER;
 };
 
 Layout FindLayout() {
@@ -179,6 +189,7 @@ Layout FindLayout() {
   layout.pages = pages;
   layout.module = prefix + "/" TNWEBUI_INSTALL_LIBDIR "/libTnWebUI.so";
   layout.renderHost = prefix + "/" TNWEBUI_INSTALL_LIBEXECDIR "/tnwebui/tnwebui_render_host";
+  layout.viewer = prefix + "/" TNWEBUI_INSTALL_LIBEXECDIR "/tnwebui/tnwebui_viewer";
   return layout;
 }
 
@@ -215,6 +226,78 @@ class Scratch {
 
  private:
   std::string path_;
+};
+
+// The window on the person's display (--headful): the viewer shows the window's picture a few
+// times a second, and the person's clicks and keys go to the bar's buttons or to the page.
+class Display {
+ public:
+  Display(xhav::cdp::PageBrowser* page, std::string picture)
+      : page_(page), picture_(std::move(picture)) {}
+
+  bool Start(const std::string& viewer, const std::string& title, std::string* error) {
+    if (!link_.Start(viewer, error)) return false;
+    link_.SetTitle(title);
+    return true;
+  }
+  // Shows the window now and then, and acts on what the person did; false once the person
+  // closed the viewer.
+  bool Tick(double now) {
+    // The page's picture is asked for without waiting: a page within a call waits for this
+    // thread, and a picture waits for the page.
+    if (now >= nextFrame_ && !*asking_) {
+      nextFrame_ = now + 0.25;
+      *asking_ = true;
+      std::weak_ptr<bool> asking = asking_;
+      page_->CaptureScreenshotLater([this, asking](std::string png) {
+        if (asking.expired()) return;  // the run has ended
+        *asking.lock() = false;
+        if (png.empty() || !page_->alive() || !demo::SaveWindowWithPage(page_, png, picture_))
+          return;
+        std::ifstream in(picture_, std::ios::binary);
+        link_.Show(std::string(std::istreambuf_iterator<char>(in), {}));
+      });
+    }
+    for (const std::string& event : link_.Events()) {
+      if (event == "closed") return false;
+      if (!page_->alive()) continue;
+      int x = 0, y = 0;
+      if (std::sscanf(event.c_str(), "click %d %d", &x, &y) == 2) {
+        Click(x, y);
+      } else if (event.rfind("text ", 0) == 0) {
+        page_->Type(QByteArray::fromHex(QByteArray::fromStdString(event.substr(5))).toStdString());
+      } else if (event.rfind("key ", 0) == 0) {
+        page_->PressKey(event.substr(4));
+      }
+      nextFrame_ = 0;  // the person sees what it did at once
+    }
+    return true;
+  }
+
+ private:
+  // A click on the bar goes to the button under it; below the bar, to the page.
+  void Click(int x, int y) {
+    const int top = win::GetWindowState(page_->host_window()).y;
+    if (y >= top) {
+      page_->Click(x, y - top);
+      return;
+    }
+    HWND bar = demo::ChildOfClass(page_->GetWindowHandle(), "TN_WEB_TITLE");
+    for (HWND button : bar ? win::GetChildren(bar) : std::vector<HWND>()) {
+      const win::WindowState b = win::GetWindowState(button);
+      if (!b.visible || x < b.x || y < b.y || x >= b.x + b.width || y >= b.y + b.height) continue;
+      const auto at = win::MAKELPARAM(x - b.x, y - b.y);
+      win::SendMessageW(button, win::WM_LBUTTONDOWN, 0, at);
+      win::SendMessageW(button, win::WM_LBUTTONUP, 0, at);
+      return;
+    }
+  }
+
+  xhav::cdp::PageBrowser* page_;
+  std::string picture_;
+  run::ViewerLink link_;
+  double nextFrame_ = 0;
+  std::shared_ptr<bool> asking_ = std::make_shared<bool>(false);
 };
 
 // Every step the watch sees, and the session's trace when one is written.
@@ -328,7 +411,13 @@ int Run(const Options& options, const Layout& layout) {
   engineOptions.toolScripts = {run::kPageChecks};
   engineOptions.renderHost[0] = layout.renderHost;
   engineOptions.renderHost[2] = "--log=4";
-  engineOptions.launch.headless = !options.headful;
+  // Chromium draws off screen always: --headful shows the client's window through the viewer.
+  engineOptions.launch.headless = true;
+  if (options.devtools) {
+    engineOptions.launch.extraArgs.push_back("--remote-debugging-port=" +
+                                             std::to_string(options.devtools));
+    engineOptions.launch.extraArgs.push_back("--remote-allow-origins=*");
+  }
   xhav::cdp::Engine engine(engineOptions);
   if (!engine.ok()) {
     std::fprintf(stderr, "tnwebui-run: Chromium is not available: %s\n", engine.error().c_str());
@@ -377,6 +466,21 @@ int Run(const Options& options, const Layout& layout) {
       shot = demo::SaveWindowPng(page, options.screenshot) || shot;
   });
   run::StepRunner steps(options.steps, page, client, watch);
+  Display screen(page, scratch.path() + "/window.png");
+  if (options.headful) {
+    std::string error;
+    if (!screen.Start(layout.viewer, app.title, &error)) {
+      std::fprintf(stderr, "tnwebui-run: --headful: %s\n", error.c_str());
+      ClosePage(engine, page);
+      if (framedView) framedView->Release();
+      factory->Release();
+      return 1;
+    }
+  }
+  if (options.devtools) {
+    std::fprintf(out, "tnwebui-run: DevTools at http://127.0.0.1:%d (its page lists the app)\n",
+                 options.devtools);
+  }
   const char* outcome = "stopped";
   while (!g_stop) {
     engine.ui().RunUntilIdle();
@@ -399,6 +503,10 @@ int Run(const Options& options, const Layout& layout) {
     }
     if (limit > 0 && elapsed() >= limit) {
       outcome = "its time is up";
+      break;
+    }
+    if (options.headful && loaded && !screen.Tick(elapsed())) {
+      outcome = "the window was closed on the display";
       break;
     }
     // The script's steps; without --for the run ends a second after the last (its answers and
@@ -527,6 +635,13 @@ int main(int argc, char** argv) {
       const char* text = value();
       if (!text) return Usage(arg + " needs a file");
       *file = text;
+    } else if (arg == "--devtools") {
+      const char* text = value();
+      char* end = nullptr;
+      const long port = text ? std::strtol(text, &end, 10) : 0;
+      if (!text || *end != '\0' || port < 1 || port > 65535)
+        return Usage("--devtools needs a port from 1 to 65535");
+      options.devtools = static_cast<int>(port);
     } else if (arg == "--report") {
       const char* format = value();
       const char* file = format ? value() : nullptr;

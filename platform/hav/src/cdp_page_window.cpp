@@ -174,6 +174,18 @@ bool PageBrowser::Evaluate(const std::string& expression, Json::Value* value, in
   return !result.isMember("exceptionDetails");
 }
 
+void PageBrowser::CaptureScreenshotLater(std::function<void(std::string png)> done) {
+  Json::Value params;
+  params["format"] = "png";
+  engine_->connection().Send(
+      "Page.captureScreenshot", params, session_,
+      [done = std::move(done)](const Json::Value& result, const Json::Value&) {
+        const Json::Value& data = result["data"];
+        if (!data.isString()) return done(std::string());
+        done(QByteArray::fromBase64(QByteArray::fromStdString(data.asString())).toStdString());
+      });
+}
+
 bool PageBrowser::Click(double x, double y) {
   for (const char* type : {"mousePressed", "mouseReleased"}) {
     Json::Value params;
@@ -187,6 +199,40 @@ bool PageBrowser::Click(double x, double y) {
     }
   }
   return true;
+}
+
+bool PageBrowser::Type(const std::string& text) {
+  Json::Value params;
+  params["text"] = text;
+  return engine_->connection().Call("Input.insertText", params, session_, nullptr);
+}
+
+bool PageBrowser::PressKey(const std::string& key) {
+  static const struct {
+    const char* key;
+    int code;  // the key's Windows virtual-key code
+  } kKeys[] = {{"Enter", 13},      {"Backspace", 8}, {"Tab", 9},
+               {"Escape", 27},     {"Delete", 46},   {"ArrowLeft", 37},
+               {"ArrowRight", 39}, {"ArrowUp", 38},  {"ArrowDown", 40}};
+  for (const auto& known : kKeys) {
+    if (key != known.key) continue;
+    for (const char* type : {"rawKeyDown", "keyUp"}) {
+      Json::Value params;
+      params["type"] = type;
+      params["key"] = known.key;
+      params["code"] = known.key;
+      params["windowsVirtualKeyCode"] = known.code;
+      // Enter types a line break where text is edited, as a real key does.
+      if (key == "Enter" && std::string(type) == "rawKeyDown") {
+        params["type"] = "keyDown";
+        params["text"] = "\r";
+      }
+      if (!engine_->connection().Call("Input.dispatchKeyEvent", params, session_, nullptr))
+        return false;
+    }
+    return true;
+  }
+  return false;
 }
 
 void PageBrowser::CrashRenderer() {

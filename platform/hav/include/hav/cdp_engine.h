@@ -133,8 +133,17 @@ class HAV_API PageBrowser final : public Browser {
   bool navigating() const { return navigating_; }
   // The page's viewport as PNG bytes; with `wholePage`, its whole document.
   bool CaptureScreenshot(std::string* png, bool wholePage = false);
+  // The same without waiting: `done` gets the PNG bytes (empty when there is no picture) on
+  // the UI thread. A picture can't be taken while the page waits within a call for the UI
+  // thread; this one is taken when the page is free.
+  void CaptureScreenshotLater(std::function<void(std::string png)> done);
   // A click of the left mouse button at (x, y) of the page's viewport, as a user's.
   bool Click(double x, double y);
+  // Text typed by a user into the focused element of the page.
+  bool Type(const std::string& text);
+  // A key pressed and released by a user: "Enter", "Backspace", "Tab", "Escape", "Delete",
+  // "ArrowLeft", "ArrowRight", "ArrowUp", "ArrowDown"; false for another.
+  bool PressKey(const std::string& key);
   // A person drags `files` (full paths) from the desktop to the middle of the page and drops
   // them, or lets go elsewhere, as Chromium's input takes a drag (cdp_drag.cpp).
   void DragFiles(const std::vector<std::string>& files, bool drop);
