@@ -169,6 +169,12 @@ else
   fail "no Xvfb, ImageMagick or xdotool: run scripts/install-deps.sh"
 fi
 
+# The page sees the window it is in: its outer size is the window's, its viewport the window's
+# below the bar, and the screen is larger than both.
+mkdir -p "$out/sizes"
+echo '<!doctype html><title>Sizes</title><script>console.log("screen " + screen.width + "x" + screen.height + " window " + outerWidth + "x" + outerHeight + " viewport " + innerWidth + "x" + innerHeight)</script>' >"$out/sizes/index.html"
+expect 0 "screen 1920x1080 window 1000x720 viewport 1000x684" -- --for 3 "$out/sizes"
+
 # --devtools: Chromium's DevTools list the app's page while it runs.
 "$run" --devtools 18499 --for 6 "$root/pages/tavrin5main/light.html" >"$out/devtools.log" 2>&1 &
 devtools=$!

@@ -99,7 +99,12 @@ std::unique_ptr<Connection> Connection::Launch(const LaunchOptions& options, std
       // no back-forward cache keeps it frozen.
       "--disable-features=BackForwardCache"};
   if (!Sandboxed()) args.push_back("--no-sandbox");
-  if (options.headless) args.push_back("--headless=new");
+  // Off screen, Chromium's screen is 800 by 600 unless told: a desktop's screen is larger than
+  // the client's windows, and a page's `screen` says so.
+  if (options.headless) {
+    args.push_back("--headless=new");
+    args.push_back("--screen-info={1920x1080}");
+  }
   args.insert(args.end(), options.extraArgs.begin(), options.extraArgs.end());
   args.push_back("about:blank");
   const pid_t pid = SpawnChild(args, {toChild[0], fromChild[1]}, true, error, {"TMPDIR=" + tmp});

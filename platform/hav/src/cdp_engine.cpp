@@ -296,6 +296,8 @@ bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* 
     return false;
   }
   if (out) *out = browser;
+  // Chromium's window takes the window's place and size: the page's outer size is the window's.
+  browser->MatchChromiumWindow();
 
   // The view learns of its window first; the first navigation follows the view's set-up, so
   // the initial cookies (set on this thread right after this call) are in place before it.

@@ -46,6 +46,17 @@ void PageBrowser::SetWindowBounds(const Json::Value& bounds) {
                    });
 }
 
+void PageBrowser::MatchChromiumWindow() {
+  const win::WindowState window = win::GetWindowState(hwnd_);
+  if (window.width <= 0 || window.height <= 0) return;
+  Json::Value bounds;
+  bounds["left"] = window.x;
+  bounds["top"] = window.y;
+  bounds["width"] = window.width;
+  bounds["height"] = window.height;
+  SetWindowBounds(bounds);
+}
+
 void PageBrowser::SetWindowState(const char* state) {
   Json::Value bounds;
   bounds["windowState"] = state;

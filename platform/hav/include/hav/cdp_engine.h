@@ -167,6 +167,8 @@ class HAV_API PageBrowser final : public Browser {
   void FinishClose();
   void SetWindowState(const char* state);
   void SetWindowBounds(const Json::Value& bounds);
+  // Chromium's window to the window model's place and size.
+  void MatchChromiumWindow();
   // A console call, an uncaught exception or a policy's refusal: to the page message tracer.
   bool OnPageMessage(const std::string& method, const Json::Value& params);
   void TellPageMessage(const char* kind, const std::string& level, const std::string& text,
