@@ -1,7 +1,7 @@
 # Set-up and the everyday entry points. Every target installs what is missing first.
 JOBS ?= $(shell nproc)
 
-.PHONY: deps demo test tsan bench soak fuzz fuzzers format bitmaps install docs clean
+.PHONY: deps demo test tsan bench soak fuzz fuzzers format bitmaps install package docs clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -25,6 +25,13 @@ install: deps
 	cmake --preset release >/dev/null
 	cmake --build --preset release -j $(JOBS) --target TnWebUI tnwebui-run
 	DESTDIR="$(DESTDIR)" cmake --install build/release $(if $(PREFIX),--prefix "$(PREFIX)")
+
+# A Debian package of the release build: build/release/tnwebui_<version>_<arch>.deb, which
+# `apt install ./build/release/tnwebui_*.deb` installs with its dependencies.
+package: deps
+	cmake --preset release >/dev/null
+	cmake --build --preset release -j $(JOBS)
+	cd build/release && cpack -G DEB >/dev/null && ls tnwebui_*.deb
 
 # The reference of the host-facing headers, with every interface's slots: build/docs/html.
 docs: deps
