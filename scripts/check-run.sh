@@ -174,6 +174,8 @@ fi
 mkdir -p "$out/sizes"
 echo '<!doctype html><title>Sizes</title><script>console.log("screen " + screen.width + "x" + screen.height + " window " + outerWidth + "x" + outerHeight + " viewport " + innerWidth + "x" + innerHeight)</script>' >"$out/sizes/index.html"
 expect 0 "screen 1920x1080 window 1000x720 viewport 1000x684" -- --for 3 "$out/sizes"
+expect 0 "screen 1920x1080 window 500x760 viewport 500x724" -- --for 3 --size narrow "$out/sizes"
+expect 2 "--size: not WIDTHxHEIGHT" -- --size 10x10 "$out/sizes"
 
 # --devtools: Chromium's DevTools list the app's page while it runs.
 "$run" --devtools 18499 --for 6 "$root/pages/tavrin5main/light.html" >"$out/devtools.log" 2>&1 &

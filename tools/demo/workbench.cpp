@@ -1,7 +1,8 @@
 // Demo part: the light-app workbench. tnwebui-run, the program light-app authors run their
 // own apps with, opens the sample app "expenses" with its host file and checks it: every step
 // of the app is one timed line, and the check finds no mistake. The faulty sample app's check
-// names each of its mistakes and fails.
+// names each of its mistakes and fails, and matches its expected report. The Vue app runs in the
+// framed window with a person's steps (back, close), and its config's signature is made.
 
 #include <sys/wait.h>
 
@@ -44,7 +45,26 @@ void LightAppWorkbench() {
                              examples + "/faulty'");
   Say("  exit status %d: %s", faulty,
       faulty == 3 ? "the check failed, naming each mistake" : "NOT AS EXPECTED");
-  if (good != 0 || faulty != 3) Fail("tnwebui-run did not judge the sample apps as expected");
+  Say("== ... and against its expected report, with a JUnit report for CI");
+  const std::string junit = std::string(TNWEBUI_BUILD_DIR) + "/demo-workbench-faulty.xml";
+  const int expected = RunTool("--quiet --expect '" + examples + "/faulty/expected-report.txt' " +
+                               "--report junit '" + junit + "' --host '" + examples +
+                               "/faulty/host.json' '" + examples + "/faulty'");
+  Say("  exit status %d: %s", expected,
+      expected == 0 ? "the mistakes are the expected ones" : "NOT AS EXPECTED");
+  Say("== an app written with Vue from the manual alone, in the client's framed window: a");
+  Say("   person attaches a receipt, reviews, presses the bar's back button and closes");
+  const std::string claims = std::string(TNWEBUI_BUILD_DIR) + "/demo-workbench-claims.png";
+  const int vue =
+      RunTool("--check --framed --script '" + examples + "/claims/steps.txt' --host '" + examples +
+              "/claims/host.json' --screenshot '" + claims + "' '" + examples + "/claims'");
+  Say("  exit status %d: %s", vue, vue == 0 ? "no mistakes" : "NOT AS EXPECTED");
+  Say("== the signature the app's config carries, as its server makes it");
+  const int signature = RunTool("sign --host '" + examples +
+                                "/claims/host.json' 7-12 claims-1 1767225600 "
+                                "https://tavrin5.frames.invalid/lightapp/index.html");
+  if (good != 0 || faulty != 3 || expected != 0 || vue != 0 || signature != 0)
+    Fail("tnwebui-run did not judge the sample apps as expected");
 }
 
 }  // namespace demo

@@ -98,6 +98,8 @@ options
   --headful           show the window on the display (DISPLAY) as the client does: its title
                       bar and the page, no browser chrome; clicks and typing reach the bar's
                       buttons and the page
+  --size WxH          the window's size (default 1000x720, a light app's window); presets:
+                      narrow (500x760), light (1000x720), wide (1280x800)
   --devtools PORT     open Chromium's DevTools to the run at http://127.0.0.1:PORT (a page
                       there lists the app's page; chrome://inspect finds it too)
   --load-limit SECONDS
@@ -160,7 +162,8 @@ struct Options {
   std::string reportFormat, reportFile, expect;
   double seconds = 0;  // 0: until the page closes its window
   double loadLimit = 30;
-  int devtools = 0;  // the DevTools port, 0 for none
+  int devtools = 0;                // the DevTools port, 0 for none
+  int width = 1000, height = 720;  // the window's
   std::vector<run::Step> steps;
   bool check = false;
   bool framed = false;
@@ -333,10 +336,10 @@ void WatchEngine(xhav::cdp::Engine& engine, run::Watch& watch) {
 
 // Opens the app in a light window with its title bar; the window's page, or null.
 xhav::cdp::PageBrowser* OpenLightWindow(xhav::cdp::Engine& engine, ITnWebUI* factory, int32_t orgId,
-                                        const run::AppSource& app) {
+                                        const run::AppSource& app, int width, int height) {
   const std::size_t before = engine.browsers().size();
-  demo::OpenLightWindow(factory, orgId, "tnwebui-run", app.address.c_str(), app.title.c_str(), 1000,
-                        720);
+  demo::OpenLightWindow(factory, orgId, "tnwebui-run", app.address.c_str(), app.title.c_str(),
+                        width, height);
   const std::vector<xhav::cdp::PageBrowser*> browsers = engine.browsers();
   return browsers.size() > before ? browsers.back() : nullptr;
 }
@@ -445,9 +448,11 @@ int Run(const Options& options, const Layout& layout) {
   // A framed window is a view the host holds; a light window is the factory's own.
   IBrowserView* framedView = nullptr;
   xhav::cdp::PageBrowser* page =
-      options.framed ? demo::OpenFramedPage(engine, factory, u"tnwebui-run", app.address.c_str(),
-                                            client.core(), {60, 40, 1060, 760}, &framedView)
-                     : OpenLightWindow(engine, factory, hostFile.orgId, app);
+      options.framed
+          ? demo::OpenFramedPage(engine, factory, u"tnwebui-run", app.address.c_str(),
+                                 client.core(), {60, 40, 60 + options.width, 40 + options.height},
+                                 &framedView)
+          : OpenLightWindow(engine, factory, hostFile.orgId, app, options.width, options.height);
   // The host shows the view it made, as the client shows a web window.
   if (page && framedView) win::ShowWindow(page->GetWindowHandle(), win::SW_SHOWWINDOW);
   if (!page) {
@@ -495,7 +500,7 @@ int Run(const Options& options, const Layout& layout) {
     if (!loaded && page->url() == app.address) {
       loaded = true;
       // Placed as a user would: the view lays out the bar, and the page's viewport below it.
-      page->MoveWindow(60, 40, 1000, 720);
+      page->MoveWindow(60, 40, options.width, options.height);
     }
     if (!loaded && elapsed() > options.loadLimit) {
       outcome = nullptr;
@@ -635,6 +640,22 @@ int main(int argc, char** argv) {
       const char* text = value();
       if (!text) return Usage(arg + " needs a file");
       *file = text;
+    } else if (arg == "--size") {
+      const char* text = value();
+      if (!text) return Usage("--size needs WIDTHxHEIGHT or a preset (narrow, light, wide)");
+      const std::string size = text;
+      char x = 0, rest = 0;
+      if (size == "narrow") {
+        options.width = 500, options.height = 760;
+      } else if (size == "light") {
+        options.width = 1000, options.height = 720;
+      } else if (size == "wide") {
+        options.width = 1280, options.height = 800;
+      } else if (std::sscanf(text, "%d%c%d%c", &options.width, &x, &options.height, &rest) != 3 ||
+                 x != 'x' || options.width < 500 || options.height < 300 || options.width > 3840 ||
+                 options.height > 2160) {
+        return Usage("--size: not WIDTHxHEIGHT from 500x300 to 3840x2160, nor a preset: " + size);
+      }
     } else if (arg == "--devtools") {
       const char* text = value();
       char* end = nullptr;
