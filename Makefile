@@ -27,11 +27,13 @@ install: deps
 	DESTDIR="$(DESTDIR)" cmake --install build/release $(if $(PREFIX),--prefix "$(PREFIX)")
 
 # A Debian package of the release build: build/release/tnwebui_<version>_<arch>.deb, which
-# `apt install ./build/release/tnwebui_*.deb` installs with its dependencies.
+# `apt install ./build/release/tnwebui_*.deb` installs with its dependencies; and the
+# declarations as an npm package, build/release/tnwebui-types-<version>.tgz.
 package: deps
 	cmake --preset release >/dev/null
 	cmake --build --preset release -j $(JOBS)
 	cd build/release && cpack -G DEB >/dev/null && ls tnwebui_*.deb
+	cd build/release && npm pack ../../pages/types --silent
 
 # The reference of the host-facing headers, with every interface's slots: build/docs/html.
 docs: deps

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "../tools/run/app_source.h"
 #include "../tools/run/host_file.h"
 #include "../tools/run/report.h"
 #include "../tools/run/script.h"
@@ -315,4 +316,36 @@ TEST(LightAppRunner, ReportsForCiAndTheExpectedReport) {
             (std::vector<std::string>{
                 "missing: config refused: x",
                 "unexpected: not loaded: https://a/app.js: Failed to load resource: 404"}));
+}
+
+// A policy's refusal is placed at the element that asked for the refused address, found in the
+// app's own file; elsewhere it keeps the place Chromium gave.
+TEST(LightAppRunner, APolicysRefusalIsPlacedAtItsElement) {
+  const std::string folder = std::string(TNWEBUI_BUILD_DIR) + "/csp-place-test";
+  std::filesystem::create_directories(folder);
+  std::ofstream(folder + "/index.html")
+      << "<!doctype html>\n<title>x</title>\n"
+      << "<img src=\"https://cdn.example/logo.png\">\n<p>end</p>\n";
+  run::AppSource app;
+  app.folder = folder;
+  const std::string page = "https://tavrin5.frames.invalid/lightapp/index.html";
+  EXPECT_EQ(run::LineInAppFile(app, page + "?v=1#top", "https://cdn.example/logo.png"), 3);
+  EXPECT_EQ(run::LineInAppFile(app, page, "https://other.example/"), 0);
+  EXPECT_EQ(run::LineInAppFile(app, "https://tavrin5.frames.invalid/lightapp/../x", "a"), 0);
+  EXPECT_EQ(run::LineInAppFile(app, "https://elsewhere.example/index.html", "logo"), 0);
+
+  Watched w;
+  w.watch.SetSourceFinder([&app](const std::string& address, const std::string& text) {
+    return run::LineInAppFile(app, address, text);
+  });
+  const std::string refusal =
+      "Loading the image 'https://cdn.example/logo.png' violates the following directive";
+  w.watch.OnPageMessage(1, "violation", "error", refusal, page + ":4");
+  w.watch.OnPageMessage(1, "violation", "error", "Loading the image 'https://x/' violates",
+                        page + ":4");
+  const std::vector<run::Mistake> found = w.watch.mistakes();
+  ASSERT_EQ(found.size(), 2u);
+  EXPECT_EQ(found[0].detail, refusal + " (" + page + ":3)");
+  EXPECT_EQ(found[1].detail, "Loading the image 'https://x/' violates (" + page + ":4)");
+  std::filesystem::remove_all(folder);
 }

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <climits>
 #include <cstdlib>
@@ -130,12 +131,29 @@ AppSource ResolveApp(const std::string& pathOrAddress, const std::string& client
   if (!IsFile(appFolder + "/" + bridge)) {
     symlink((clientPages + "/tavrin5main/" + bridge).c_str(), (appFolder + "/" + bridge).c_str());
   }
+  app.folder = folder;
   app.title = TitleOf(folder + "/" + page);
   if (app.title.empty()) app.title = folder.substr(folder.rfind('/') + 1);
   app.address =
       std::string("https://") + kAppHostRoot + ".frames.invalid/" + kAppFolder + "/" + page;
   app.pagesDir = scratch;
   return app;
+}
+
+int LineInAppFile(const AppSource& app, const std::string& address, const std::string& text) {
+  const std::string root =
+      std::string("https://") + kAppHostRoot + ".frames.invalid/" + kAppFolder + "/";
+  if (app.folder.empty() || text.empty() || address.rfind(root, 0) != 0) return 0;
+  std::string path = address.substr(root.size());
+  path.resize(std::min(path.size(), path.find_first_of("?#")));
+  if (path.empty() || path.find("..") != std::string::npos) return 0;
+  std::ifstream in(app.folder + "/" + path);
+  int number = 0;
+  for (std::string line; std::getline(in, line);) {
+    ++number;
+    if (line.find(text) != std::string::npos) return number;
+  }
+  return 0;
 }
 
 }  // namespace run

@@ -18,7 +18,12 @@ struct AppSource {
   std::string pagesDir;  // the folder of resource roots the engine serves
   std::string error;     // why the app can't run; empty when it can
   std::string title;     // the page's <title>, for the window's bar; else the folder's name
+  std::string folder;    // the app's own folder; empty for an address
 };
+
+// The line (from 1) of the first line holding `text` in the app's own file served at `address`;
+// 0 for another address, a file that isn't there, or text it doesn't hold.
+int LineInAppFile(const AppSource& app, const std::string& address, const std::string& text);
 
 // Resolves `pathOrAddress`. `clientPages` holds the client's resource roots; `scratch` is an
 // empty folder that the links go into (the caller removes it).

@@ -444,6 +444,9 @@ int Run(const Options& options, const Layout& layout) {
   std::fprintf(out, "tnwebui-run: %s opens as %s (module %s)\n", options.app.c_str(),
                app.address.c_str(), g_library);
   watch.SetMainAddress(app.address);
+  watch.SetSourceFinder([&app](const std::string& address, const std::string& text) {
+    return run::LineInAppFile(app, address, text);
+  });
   watch.SetLightWindow(!options.framed);
   // A framed window is a view the host holds; a light window is the factory's own.
   IBrowserView* framedView = nullptr;

@@ -327,8 +327,10 @@ void Watch::OnPageMessage(int browser, const std::string& kind, const std::strin
     Found("not loaded", where + ": " + Shorten(text));
     if (where == mainAddress_) mainFailed_ = true;
   } else {
-    Say("csp", Shorten(text) + at);
-    Found("CSP violation", Shorten(text) + at);
+    const std::string place = PlaceOfRefusal(text, where);
+    const std::string in = place.empty() ? std::string() : " (" + place + ")";
+    Say("csp", Shorten(text) + in);
+    Found("CSP violation", Shorten(text) + in);
   }
 }
 
@@ -340,6 +342,23 @@ void Watch::SetMainAddress(const std::string& address) {
 bool Watch::MainFailed() const {
   std::lock_guard<std::mutex> lock(mutex_);
   return mainFailed_;
+}
+
+void Watch::SetSourceFinder(SourceFinder finder) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  findSource_ = std::move(finder);
+}
+
+std::string Watch::PlaceOfRefusal(const std::string& text, const std::string& where) const {
+  // "Loading the image 'https://…/logo.png' violates …" at "address:line": the address that was
+  // refused is looked for in the document's own file.
+  const std::size_t open = text.find('\'');
+  const std::size_t close = open == std::string::npos ? open : text.find('\'', open + 1);
+  const std::size_t colon = where.rfind(':');
+  if (!findSource_ || close == std::string::npos || colon == std::string::npos) return where;
+  const std::string document = where.substr(0, colon);
+  const int line = findSource_(document, text.substr(open + 1, close - open - 1));
+  return line > 0 ? document + ":" + std::to_string(line) : where;
 }
 
 void Watch::SetLightWindow(bool light) {

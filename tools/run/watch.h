@@ -61,6 +61,11 @@ class Watch {
   // The page's own words: a console call, an uncaught error, a policy's refusal.
   void OnPageMessage(int browser, const std::string& kind, const std::string& level,
                      const std::string& text, const std::string& where);
+  // Finds where a text stands in a document the app serves from its own files: the line (from
+  // 1) of the first line of `address`'s file holding `text`, or 0. A policy's refusal is then
+  // placed at the element that asked for what was refused, not where the parser was.
+  using SourceFinder = std::function<int(const std::string& address, const std::string& text)>;
+  void SetSourceFinder(SourceFinder finder);
   // The address of the app's page, and whether that document failed to load or answered an
   // error status.
   void SetMainAddress(const std::string& address);
@@ -92,6 +97,7 @@ class Watch {
   void Say(const char* kind, const std::string& text);
   void Found(const std::string& kind, const std::string& detail);
   void Count(const std::string& name);
+  std::string PlaceOfRefusal(const std::string& text, const std::string& where) const;
   void OnSdkMessage(const Json::Value& message);
   void OnBridgeScript(const Json::Value& message);
   void OnProgress(const std::string& name, Call& call, const Json::Value& payload);
@@ -108,6 +114,7 @@ class Watch {
   std::string mainAddress_;
   bool mainFailed_ = false;
   bool lightWindow_ = true;
+  SourceFinder findSource_;
 };
 
 // A process message's argument list as JSON, for Watch::OnMessage: binary values as
