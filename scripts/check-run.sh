@@ -177,6 +177,19 @@ expect 0 "screen 1920x1080 window 1000x720 viewport 1000x684" -- --for 3 "$out/s
 expect 0 "screen 1920x1080 window 500x760 viewport 500x724" -- --for 3 --size narrow "$out/sizes"
 expect 2 "--size: not WIDTHxHEIGHT" -- --size 10x10 "$out/sizes"
 
+# --watch: a changed file of the app reloads its page, and the run goes on.
+mkdir -p "$out/watched"
+echo '<!doctype html><title>W</title><script>console.log("version 1")</script>' >"$out/watched/index.html"
+"$run" --watch --for 8 "$out/watched" >"$out/watch.log" 2>&1 &
+watched=$!
+for _ in $(seq 80); do grep -q "version 1" "$out/watch.log" && break; sleep 0.1; done
+sleep 1
+echo '<!doctype html><title>W</title><script>console.log("version 2")</script>' >"$out/watched/index.html"
+wait "$watched" || fail "tnwebui-run --watch exited $?"
+grep -q "index.html changed: the page reloads" "$out/watch.log" || fail "--watch did not see the change"
+grep -q "version 2" "$out/watch.log" || { fail "--watch did not reload the page"; cat "$out/watch.log"; }
+expect 2 "--watch needs the app's folder or page" -- --watch "http://127.0.0.1:9/app.html"
+
 # --devtools: Chromium's DevTools list the app's page while it runs.
 "$run" --devtools 18499 --for 6 "$root/pages/tavrin5main/light.html" >"$out/devtools.log" 2>&1 &
 devtools=$!

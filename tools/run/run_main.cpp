@@ -13,8 +13,10 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -98,6 +100,8 @@ options
   --headful           show the window on the display (DISPLAY) as the client does: its title
                       bar and the page, no browser chrome; clicks and typing reach the bar's
                       buttons and the page
+  --watch             reload the page whenever a file of the app's folder changes, the lines
+                      going on (until the window closes, --for, or Ctrl-C)
   --size WxH          the window's size (default 1000x720, a light app's window); presets:
                       narrow (500x760), light (1000x720), wide (1280x800)
   --devtools PORT     open Chromium's DevTools to the run at http://127.0.0.1:PORT (a page
@@ -167,6 +171,7 @@ struct Options {
   std::vector<run::Step> steps;
   bool check = false;
   bool framed = false;
+  bool watch = false;
   bool headful = false;
   bool quiet = false;
 };
@@ -229,6 +234,37 @@ class Scratch {
 
  private:
   std::string path_;
+};
+
+// The app's own files (--watch): which of them changed since the last look.
+class FolderWatch {
+ public:
+  explicit FolderWatch(std::string folder) : folder_(std::move(folder)) { Changed(); }
+
+  // The first file that is new, changed or gone since the last call; empty when none is.
+  std::string Changed() {
+    std::map<std::string, std::filesystem::file_time_type> now;
+    std::error_code error;
+    for (std::filesystem::recursive_directory_iterator it(folder_, error), end; !error && it != end;
+         it.increment(error)) {
+      std::error_code ignored;
+      if (it->is_regular_file(ignored)) now[it->path().string()] = it->last_write_time(ignored);
+    }
+    std::string changed;
+    for (const auto& [path, time] : now) {
+      auto was = seen_.find(path);
+      if (was == seen_.end() || was->second != time) changed = path;
+    }
+    for (const auto& [path, time] : seen_) {
+      if (!now.count(path)) changed = path;
+    }
+    seen_.swap(now);
+    return changed;
+  }
+
+ private:
+  std::string folder_;
+  std::map<std::string, std::filesystem::file_time_type> seen_;
 };
 
 // The window on the person's display (--headful): the viewer shows the window's picture a few
@@ -388,6 +424,8 @@ int Run(const Options& options, const Layout& layout) {
     return Usage("the host file " + error);
   const run::AppSource app = run::ResolveApp(options.app, layout.pages, scratch.path());
   if (!app.error.empty()) return Usage(app.error);
+  if (options.watch && app.folder.empty())
+    return Usage("--watch needs the app's folder or page, not an address");
   if (access(g_library, R_OK) != 0) return Usage(std::string("no module at ") + g_library);
   const char* display = getenv("DISPLAY");
   if (options.headful && (!display || !*display)) {
@@ -489,6 +527,9 @@ int Run(const Options& options, const Layout& layout) {
     std::fprintf(out, "tnwebui-run: DevTools at http://127.0.0.1:%d (its page lists the app)\n",
                  options.devtools);
   }
+  std::unique_ptr<FolderWatch> files;
+  double nextLook = 0;
+  if (options.watch && !app.folder.empty()) files = std::make_unique<FolderWatch>(app.folder);
   const char* outcome = "stopped";
   while (!g_stop) {
     engine.ui().RunUntilIdle();
@@ -512,6 +553,15 @@ int Run(const Options& options, const Layout& layout) {
     if (limit > 0 && elapsed() >= limit) {
       outcome = "its time is up";
       break;
+    }
+    // --watch: a changed file of the app reloads its page; the run goes on.
+    if (files && loaded && elapsed() >= nextLook) {
+      nextLook = elapsed() + 0.5;
+      const std::string changed = files->Changed();
+      if (!changed.empty()) {
+        std::fprintf(out, "tnwebui-run: %s changed: the page reloads\n", changed.c_str());
+        page->Reload();
+      }
     }
     if (options.headful && loaded && !screen.Tick(elapsed())) {
       outcome = "the window was closed on the display";
@@ -692,6 +742,8 @@ int main(int argc, char** argv) {
       if (!text) return Usage("--script needs a file");
       std::string error;
       if (!run::ReadScript(text, &options.steps, &error)) return Usage("the script " + error);
+    } else if (arg == "--watch") {
+      options.watch = true;
     } else if (arg == "--quiet" || arg == "--check" || arg == "--headful" || arg == "--framed") {
       (arg == "--quiet"    ? options.quiet
        : arg == "--check"  ? options.check
