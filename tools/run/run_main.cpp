@@ -8,15 +8,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <QByteArray>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <map>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -26,6 +22,7 @@
 #include "app_host.h"
 #include "app_source.h"
 #include "hav/handler_table.h"
+#include "live_window.h"
 #include "page_checks.h"
 #include "report.h"
 #include "script.h"
@@ -33,7 +30,6 @@
 #include "tnbase/logger.h"
 #include "tnbase/task_queue.h"
 #include "tnmainui/signature.h"
-#include "viewer_link.h"
 #include "watch.h"
 #include "win/paint.h"
 #include "win/user.h"
@@ -236,109 +232,6 @@ class Scratch {
   std::string path_;
 };
 
-// The app's own files (--watch): which of them changed since the last look.
-class FolderWatch {
- public:
-  explicit FolderWatch(std::string folder) : folder_(std::move(folder)) { Changed(); }
-
-  // The first file that is new, changed or gone since the last call; empty when none is.
-  std::string Changed() {
-    std::map<std::string, std::filesystem::file_time_type> now;
-    std::error_code error;
-    for (std::filesystem::recursive_directory_iterator it(folder_, error), end; !error && it != end;
-         it.increment(error)) {
-      std::error_code ignored;
-      if (it->is_regular_file(ignored)) now[it->path().string()] = it->last_write_time(ignored);
-    }
-    std::string changed;
-    for (const auto& [path, time] : now) {
-      auto was = seen_.find(path);
-      if (was == seen_.end() || was->second != time) changed = path;
-    }
-    for (const auto& [path, time] : seen_) {
-      if (!now.count(path)) changed = path;
-    }
-    seen_.swap(now);
-    return changed;
-  }
-
- private:
-  std::string folder_;
-  std::map<std::string, std::filesystem::file_time_type> seen_;
-};
-
-// The window on the person's display (--headful): the viewer shows the window's picture a few
-// times a second, and the person's clicks and keys go to the bar's buttons or to the page.
-class Display {
- public:
-  Display(xhav::cdp::PageBrowser* page, std::string picture)
-      : page_(page), picture_(std::move(picture)) {}
-
-  bool Start(const std::string& viewer, const std::string& title, std::string* error) {
-    if (!link_.Start(viewer, error)) return false;
-    link_.SetTitle(title);
-    return true;
-  }
-  // Shows the window now and then, and acts on what the person did; false once the person
-  // closed the viewer.
-  bool Tick(double now) {
-    // The page's picture is asked for without waiting: a page within a call waits for this
-    // thread, and a picture waits for the page.
-    if (now >= nextFrame_ && !*asking_) {
-      nextFrame_ = now + 0.25;
-      *asking_ = true;
-      std::weak_ptr<bool> asking = asking_;
-      page_->CaptureScreenshotLater([this, asking](std::string png) {
-        if (asking.expired()) return;  // the run has ended
-        *asking.lock() = false;
-        if (png.empty() || !page_->alive() || !demo::SaveWindowWithPage(page_, png, picture_))
-          return;
-        std::ifstream in(picture_, std::ios::binary);
-        link_.Show(std::string(std::istreambuf_iterator<char>(in), {}));
-      });
-    }
-    for (const std::string& event : link_.Events()) {
-      if (event == "closed") return false;
-      if (!page_->alive()) continue;
-      int x = 0, y = 0;
-      if (std::sscanf(event.c_str(), "click %d %d", &x, &y) == 2) {
-        Click(x, y);
-      } else if (event.rfind("text ", 0) == 0) {
-        page_->Type(QByteArray::fromHex(QByteArray::fromStdString(event.substr(5))).toStdString());
-      } else if (event.rfind("key ", 0) == 0) {
-        page_->PressKey(event.substr(4));
-      }
-      nextFrame_ = 0;  // the person sees what it did at once
-    }
-    return true;
-  }
-
- private:
-  // A click on the bar goes to the button under it; below the bar, to the page.
-  void Click(int x, int y) {
-    const int top = win::GetWindowState(page_->host_window()).y;
-    if (y >= top) {
-      page_->Click(x, y - top);
-      return;
-    }
-    HWND bar = demo::ChildOfClass(page_->GetWindowHandle(), "TN_WEB_TITLE");
-    for (HWND button : bar ? win::GetChildren(bar) : std::vector<HWND>()) {
-      const win::WindowState b = win::GetWindowState(button);
-      if (!b.visible || x < b.x || y < b.y || x >= b.x + b.width || y >= b.y + b.height) continue;
-      const auto at = win::MAKELPARAM(x - b.x, y - b.y);
-      win::SendMessageW(button, win::WM_LBUTTONDOWN, 0, at);
-      win::SendMessageW(button, win::WM_LBUTTONUP, 0, at);
-      return;
-    }
-  }
-
-  xhav::cdp::PageBrowser* page_;
-  std::string picture_;
-  run::ViewerLink link_;
-  double nextFrame_ = 0;
-  std::shared_ptr<bool> asking_ = std::make_shared<bool>(false);
-};
-
 // Every step the watch sees, and the session's trace when one is written.
 void WatchEngine(xhav::cdp::Engine& engine, run::Watch& watch) {
   engine.SetTracer(
@@ -512,7 +405,7 @@ int Run(const Options& options, const Layout& layout) {
       shot = demo::SaveWindowPng(page, options.screenshot) || shot;
   });
   run::StepRunner steps(options.steps, page, client, watch);
-  Display screen(page, scratch.path() + "/window.png");
+  run::Display screen(page, scratch.path() + "/window.png");
   if (options.headful) {
     std::string error;
     if (!screen.Start(layout.viewer, app.title, &error)) {
@@ -527,9 +420,9 @@ int Run(const Options& options, const Layout& layout) {
     std::fprintf(out, "tnwebui-run: DevTools at http://127.0.0.1:%d (its page lists the app)\n",
                  options.devtools);
   }
-  std::unique_ptr<FolderWatch> files;
+  std::unique_ptr<run::FolderWatch> files;
   double nextLook = 0;
-  if (options.watch && !app.folder.empty()) files = std::make_unique<FolderWatch>(app.folder);
+  if (options.watch && !app.folder.empty()) files = std::make_unique<run::FolderWatch>(app.folder);
   const char* outcome = "stopped";
   while (!g_stop) {
     engine.ui().RunUntilIdle();
