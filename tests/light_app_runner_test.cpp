@@ -3,10 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 
 #include "../tools/run/app_source.h"
+#include "../tools/run/folder_watch.h"
 #include "../tools/run/host_file.h"
 #include "../tools/run/report.h"
 #include "../tools/run/script.h"
@@ -347,5 +349,25 @@ TEST(LightAppRunner, APolicysRefusalIsPlacedAtItsElement) {
   ASSERT_EQ(found.size(), 2u);
   EXPECT_EQ(found[0].detail, refusal + " (" + page + ":3)");
   EXPECT_EQ(found[1].detail, "Loading the image 'https://x/' violates (" + page + ":4)");
+  std::filesystem::remove_all(folder);
+}
+
+// --watch sees a file changed, added or removed anywhere in the app's folder, once each.
+TEST(LightAppRunner, TheWatchSeesEachChangeOfTheAppsFilesOnce) {
+  const std::string folder = std::string(TNWEBUI_BUILD_DIR) + "/folder-watch-test";
+  std::filesystem::remove_all(folder);
+  std::filesystem::create_directories(folder + "/js");
+  std::ofstream(folder + "/index.html") << "1";
+  run::FolderWatch files(folder);
+  EXPECT_EQ(files.Changed(), "");
+  std::ofstream(folder + "/js/app.js") << "added";
+  EXPECT_EQ(files.Changed(), folder + "/js/app.js");
+  EXPECT_EQ(files.Changed(), "");
+  std::filesystem::last_write_time(
+      folder + "/index.html",
+      std::filesystem::last_write_time(folder + "/index.html") + std::chrono::seconds(2));
+  EXPECT_EQ(files.Changed(), folder + "/index.html");
+  std::filesystem::remove(folder + "/js/app.js");
+  EXPECT_EQ(files.Changed(), folder + "/js/app.js");
   std::filesystem::remove_all(folder);
 }

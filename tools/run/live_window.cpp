@@ -12,28 +12,6 @@
 
 namespace run {
 
-FolderWatch::FolderWatch(std::string folder) : folder_(std::move(folder)) { Changed(); }
-
-std::string FolderWatch::Changed() {
-  std::map<std::string, std::filesystem::file_time_type> now;
-  std::error_code error;
-  for (std::filesystem::recursive_directory_iterator it(folder_, error), end; !error && it != end;
-       it.increment(error)) {
-    std::error_code ignored;
-    if (it->is_regular_file(ignored)) now[it->path().string()] = it->last_write_time(ignored);
-  }
-  std::string changed;
-  for (const auto& [path, time] : now) {
-    auto was = seen_.find(path);
-    if (was == seen_.end() || was->second != time) changed = path;
-  }
-  for (const auto& [path, time] : seen_) {
-    if (!now.count(path)) changed = path;
-  }
-  seen_.swap(now);
-  return changed;
-}
-
 bool Display::Start(const std::string& viewer, const std::string& title, std::string* error) {
   if (!link_.Start(viewer, error)) return false;
   link_.SetTitle(title);

@@ -1,10 +1,7 @@
 #pragma once
 
-// What a run does beside the app while it goes: the window on the person's display
-// (--headful), and the app's own files (--watch).
+// The window of a run on the person's display (--headful).
 
-#include <filesystem>
-#include <map>
 #include <memory>
 #include <string>
 
@@ -12,18 +9,6 @@
 #include "viewer_link.h"
 
 namespace run {
-
-// The app's own files (--watch): which of them changed since the last look.
-class FolderWatch {
- public:
-  explicit FolderWatch(std::string folder);
-  // The first file that is new, changed or gone since the last call; empty when none is.
-  std::string Changed();
-
- private:
-  std::string folder_;
-  std::map<std::string, std::filesystem::file_time_type> seen_;
-};
 
 // The window on the person's display (--headful): the viewer shows the window's picture a few
 // times a second, and the person's clicks and keys go to the bar's buttons or to the page.

@@ -21,6 +21,7 @@
 #include "../demo/demo.h"
 #include "app_host.h"
 #include "app_source.h"
+#include "folder_watch.h"
 #include "hav/handler_table.h"
 #include "live_window.h"
 #include "page_checks.h"
