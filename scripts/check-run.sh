@@ -106,6 +106,8 @@ is_png "$out/claims.png" || fail "no screenshot of the claims app"
 # functions in a light window are mistakes.
 expect 2 "'press back' needs --framed" -- --do "press back" "$root/examples/hello"
 expect 2 "the step 'shoot' is not one of" -- --do shoot "$root/examples/hello"
+expect 3 "step failed: press back: the window's history has nothing to go back to" -- --check --framed \
+  --do "press back" "$root/pages/tavrin5main/index.html"
 mkdir -p "$out/oldback"
 cat >"$out/oldback/index.html" <<'HTML'
 <!doctype html><title>Old back</title><script src="tavrin-js-bridge.js"></script><script>

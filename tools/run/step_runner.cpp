@@ -6,6 +6,11 @@
 #include "win/window.h"
 
 namespace run {
+namespace {
+
+constexpr double kBackWait = 5;  // seconds
+
+}  // namespace
 
 bool StepRunner::Advance(double now) {
   while (next_ < steps_.size()) {
@@ -34,6 +39,14 @@ bool StepRunner::Take(const Step& step, double now) {
     case Step::kWait:
       return now - since_ >= step.seconds;
     case Step::kBack:
+      // A person waits for the button to come on: the page's last entry reaches the window's
+      // history a moment after the page made it (a few seconds at most).
+      if (!page_->CanGoBack() && now - since_ < kBackWait) return false;
+      if (!page_->CanGoBack()) {
+        watch_.OnMistake("step failed",
+                         "press back: the window's history has nothing to go back to");
+        return true;
+      }
       if (!demo::PressBackButton(page_->GetWindowHandle()))
         watch_.OnMistake("step failed", "press back: the window's bar has no back button");
       return true;
