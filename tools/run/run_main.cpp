@@ -78,7 +78,7 @@ options
                         wait SECONDS         let it run so long
                         press back           the bar's back button (needs --framed)
                         close                the bar's close button
-                        click SELECTOR       a mouse click on the page's element
+                        click SELECTOR       a mouse click on the page's element once enabled
                         cancel chooser       the next chooser is cancelled
                         pick FILE...         the next file dialog picks these files
                         answer JSON          the client's next answer to a host call

@@ -9,7 +9,8 @@
 //   wait SECONDS           let the app run so long
 //   press back             the bar's back button (a framed window's: --framed)
 //   close                  the bar's close button: the window is asked to close, as by the user
-//   click SELECTOR         a mouse click at the middle of the page's element (CSS selector)
+//   click SELECTOR         a mouse click at the middle of the page's element (CSS selector),
+//                          once it is shown and enabled
 //   cancel chooser         the next chooser (file dialog, contact chooser) is cancelled
 //   pick FILE...           the next file dialog picks these files (beside the script file)
 //   answer JSON            the client's next answer to the app's host call is this JSON text

@@ -8,7 +8,9 @@
 namespace run {
 namespace {
 
-constexpr double kBackWait = 5;  // seconds
+constexpr double kBackWait = 5;     // seconds
+constexpr double kSettle = 0.5;     // seconds the window's address keeps before a back
+constexpr double kElementWait = 5;  // seconds
 
 }  // namespace
 
@@ -26,6 +28,8 @@ bool StepRunner::Advance(double now) {
 void StepRunner::Begin(double now) {
   begun_ = true;
   since_ = now;
+  address_ = page_->url();
+  settled_ = now;
   calls_ = watch_.Calls(steps_[next_].kind == Step::kCall ? steps_[next_].argument : "");
   watch_.OnStep(steps_[next_].text);
 }
@@ -39,9 +43,14 @@ bool StepRunner::Take(const Step& step, double now) {
     case Step::kWait:
       return now - since_ >= step.seconds;
     case Step::kBack:
-      // A person waits for the button to come on: the page's last entry reaches the window's
-      // history a moment after the page made it (a few seconds at most).
-      if (!page_->CanGoBack() && now - since_ < kBackWait) return false;
+      // A person waits for the page to settle and the button to come on: the page's last entry
+      // reaches the window's history (and its address) a moment after the page made it.
+      if (page_->url() != address_) {
+        address_ = page_->url();
+        settled_ = now;
+      }
+      if ((!page_->CanGoBack() || now - settled_ < kSettle) && now - since_ < kBackWait)
+        return false;
       if (!page_->CanGoBack()) {
         watch_.OnMistake("step failed",
                          "press back: the window's history has nothing to go back to");
@@ -55,8 +64,11 @@ bool StepRunner::Take(const Step& step, double now) {
       win::PostMessageW(page_->GetWindowHandle(), win::WM_CLOSE, 0, 0);
       return true;
     case Step::kClick:
-      if (!Click(step.argument))
-        watch_.OnMistake("step failed", "click " + step.argument + ": no such element is shown");
+      // A person waits for the element to be shown and enabled (5 s at most).
+      if (Click(step.argument)) return true;
+      if (now - since_ < kElementWait) return false;
+      watch_.OnMistake("step failed",
+                       "click " + step.argument + ": no such element is shown and enabled");
       return true;
     case Step::kCancel:
       client_.CancelNextChooser();
@@ -79,7 +91,7 @@ bool StepRunner::Click(const std::string& selector) {
   // The element's middle, in the viewport, after it is scrolled into sight.
   const std::string find =
       "(function (s) { var e = document.querySelector(s);"
-      " if (!e) return null; e.scrollIntoView({block: 'center'});"
+      " if (!e || e.disabled) return null; e.scrollIntoView({block: 'center'});"
       " var r = e.getBoundingClientRect();"
       " if (!r.width || !r.height) return null;"
       " return [r.left + r.width / 2, r.top + r.height / 2]; })(" +

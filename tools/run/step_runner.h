@@ -38,8 +38,10 @@ class StepRunner {
   Watch& watch_;
   std::size_t next_ = 0;
   bool begun_ = false;
-  double since_ = 0;  // when the step began
-  int calls_ = 0;     // the calls of its name when it began
+  double since_ = 0;     // when the step began
+  int calls_ = 0;        // the calls of its name when it began
+  std::string address_;  // the window's address, and since when it is so (press back)
+  double settled_ = 0;
   double finishedAt_ = -1;
 };
 
