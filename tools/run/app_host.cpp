@@ -10,6 +10,7 @@
 #include "../demo/demo.h"
 #include "hav/cdp_engine.h"
 #include "hav/json_text.h"
+#include "tnbase/task_queue.h"
 #include "tnmainui/signature.h"
 
 namespace run {
@@ -131,6 +132,8 @@ AppHost::~AppHost() {
   // wait for any event (a share that was never asked for) end with the run.
   bus_.Raise(0, "tnwebui-run.end", "json", "{}");
   engine_.ui().RunUntilIdle();
+  // The functions that ended go now, while the host they ask for their services is here.
+  tnbase::globalTaskQueue(0)->Flush();
   engine_.SetBusinessChannel(nullptr);
   core_->Release();
 }
