@@ -146,15 +146,14 @@ void ReadMaps(Reader& r, const Json::Value& root, HostFile* file) {
   }
 }
 
-// A relative path of the file names a file beside it.
-void Resolve(const std::string& folder, std::string* path) {
-  if (path->empty()) return;
-  // "./a.png" and "../shared/a.png" become plain paths: a file's local id names it as it is.
-  const std::filesystem::path full = (*path)[0] == '/' ? *path : folder + "/" + *path;
-  *path = full.lexically_normal().string();
-}
-
 }  // namespace
+
+std::string PathBeside(const std::string& folder, const std::string& path) {
+  if (path.empty()) return path;
+  // "./a.png" and "../shared/a.png" become plain paths: a file's local id names it as it is.
+  const std::filesystem::path full = path[0] == '/' || folder.empty() ? path : folder + "/" + path;
+  return full.lexically_normal().string();
+}
 
 bool ParseHostFile(const std::string& text, const std::string& name, HostFile* file,
                    std::string* error) {
@@ -215,9 +214,10 @@ bool ReadHostFile(const std::string& path, HostFile* file, std::string* error) {
   // Files beside the host file, by their full paths (a local id names a file as it is).
   const std::string folder = std::filesystem::absolute(path, ignored).parent_path().string();
   for (auto* list : {&file->images, &file->videos, &file->files}) {
-    for (std::string& item : *list) Resolve(folder, &item);
+    for (std::string& item : *list) item = PathBeside(folder, item);
   }
-  for (auto& [served, download] : file->downloads) Resolve(folder, &download.file);
+  for (auto& [served, download] : file->downloads)
+    download.file = PathBeside(folder, download.file);
   return true;
 }
 

@@ -44,6 +44,9 @@ struct HostFile {
   bool allowAnyPage = false;
 };
 
+// `path` taken beside `folder` when it is relative, as a plain full path ("./" and "../" gone).
+std::string PathBeside(const std::string& folder, const std::string& path);
+
 // Reads `path` over the defaults; false with `error` naming the file and the key when it
 // can't.
 bool ReadHostFile(const std::string& path, HostFile* file, std::string* error);

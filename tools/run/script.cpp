@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "hav/json_text.h"
+#include "host_file.h"
 
 namespace run {
 namespace {
@@ -16,12 +17,6 @@ std::string Trim(const std::string& text) {
   const std::size_t begin = text.find_first_not_of(" \t\r");
   if (begin == std::string::npos) return std::string();
   return text.substr(begin, text.find_last_not_of(" \t\r") - begin + 1);
-}
-
-std::string Resolve(const std::string& folder, const std::string& path) {
-  if (path.empty()) return path;
-  const std::filesystem::path full = path[0] == '/' || folder.empty() ? path : folder + "/" + path;
-  return full.lexically_normal().string();
 }
 
 }  // namespace
@@ -62,7 +57,7 @@ bool ParseStep(const std::string& line, const std::string& folder, Step* step, s
   } else if (verb == "pick" && !rest.empty()) {
     step->kind = Step::kPick;
     std::istringstream files(rest);
-    for (std::string file; files >> file;) step->files.push_back(Resolve(folder, file));
+    for (std::string file; files >> file;) step->files.push_back(PathBeside(folder, file));
   } else if (verb == "answer" && !rest.empty()) {
     Json::Value json;
     if (!xhav::ParseJson(rest, &json)) return fail("answers with no JSON text");
@@ -70,7 +65,7 @@ bool ParseStep(const std::string& line, const std::string& folder, Step* step, s
     step->argument = rest;
   } else if (verb == "screenshot" && !rest.empty()) {
     step->kind = Step::kShot;
-    step->argument = Resolve(folder, rest);
+    step->argument = PathBeside(folder, rest);
   } else {
     return fail(
         "is not one of: after first-call, after call NAME, wait SECONDS, press back, close, "

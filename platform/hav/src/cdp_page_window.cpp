@@ -185,16 +185,23 @@ bool PageBrowser::Evaluate(const std::string& expression, Json::Value* value, in
   return !result.isMember("exceptionDetails");
 }
 
+namespace {
+
+// The PNG bytes of Page.captureScreenshot's answer; empty when it has none.
+std::string PngOf(const Json::Value& result) {
+  const Json::Value& data = Member(result, "data");
+  if (!data.isString()) return std::string();
+  return QByteArray::fromBase64(QByteArray::fromStdString(data.asString())).toStdString();
+}
+
+}  // namespace
+
 void PageBrowser::CaptureScreenshotLater(std::function<void(std::string png)> done) {
   Json::Value params;
   params["format"] = "png";
-  engine_->connection().Send(
-      "Page.captureScreenshot", params, session_,
-      [done = std::move(done)](const Json::Value& result, const Json::Value&) {
-        const Json::Value& data = result["data"];
-        if (!data.isString()) return done(std::string());
-        done(QByteArray::fromBase64(QByteArray::fromStdString(data.asString())).toStdString());
-      });
+  engine_->connection().Send("Page.captureScreenshot", params, session_,
+                             [done = std::move(done)](const Json::Value& result,
+                                                      const Json::Value&) { done(PngOf(result)); });
 }
 
 bool PageBrowser::Click(double x, double y) {
@@ -276,10 +283,8 @@ bool PageBrowser::CaptureScreenshot(std::string* png, bool wholePage) {
     std::fprintf(stderr, "captureScreenshot: %s\n", error.c_str());
     return false;
   }
-  const QByteArray data =
-      QByteArray::fromBase64(QByteArray::fromStdString(result["data"].asString()));
-  png->assign(data.constData(), static_cast<std::size_t>(data.size()));
-  return true;
+  *png = PngOf(result);
+  return !png->empty();
 }
 
 }  // namespace xhav::cdp
