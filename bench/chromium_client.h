@@ -7,7 +7,10 @@
 // the owner starts the UI's own thread; Finish() undoes the module's part on the UI thread.
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <memory>
+#include <thread>
 #include <vector>
 
 #include "hav/cdp_engine.h"
@@ -48,7 +51,8 @@ class ChromiumClient {
     }
     core = new tnmainui::ScriptedBusinessCore(u"7", "account-42");
     core->SetRecordCalls(false);
-    core->SetHandler([](const tnmainui::BusinessCall& call) {
+    core->SetHandler([this](const tnmainui::BusinessCall& call) {
+      ++actions;
       call.callback->OnBusinessResult(call.business.c_str(), call.action.c_str(),
                                       call.callbackId.c_str(), 0, u"{\"ok\":1}");
       return S_OK;
@@ -76,7 +80,14 @@ class ChromiumClient {
     return view;
   }
 
+  // Waits (five seconds at most) until the engine keeps its targets ready.
+  void WaitWarm() {
+    for (int i = 0; i < 500 && engine->warm_targets() < 1; ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+
   std::unique_ptr<xhav::cdp::Engine> engine;
+  std::atomic<long> actions{0};  // business actions the core has answered
   tnmainui::InProcessEventBus bus{[this](std::function<void()> t) { engine->ui().PostTask(t); }};
   std::unique_ptr<tnmainui::InProcessHost> host;
   std::unique_ptr<tnwebui::TnWebUIModule> module;

@@ -249,7 +249,7 @@ struct Window {
 // With --profile: the steps of one window's opening, in milliseconds from CreateBrowserView:
 // the process messages between the browser side and the render host, the scripts the host runs
 // in the page, the page's calls with the time each took, and the page's console.
-int Profile(Client& client, bool light) {
+int Profile(Client& client, bool light, bool cold) {
   std::mutex mutex;
   std::vector<std::pair<double, std::string>> steps;
   Clock::time_point start;
@@ -270,6 +270,17 @@ int Profile(Client& client, bool light) {
       [&](int, const std::string& address, const std::vector<std::string>&, double ms) {
         step("request " + address + " (" + std::to_string(ms) + " ms in its handler)");
       });
+  client.engine->SetStepTracer([&](int, const char* what) { step(std::string("step: ") + what); });
+  // A window of the same kind first: the engine keeps a target of its cookie space ready after
+  // it (set up as the tracers want), unless --cold.
+  Window first;
+  first.page = light ? client.OpenLight() : client.Open(&first.view);
+  if (first.page) client.Close(first.page, first.view);
+  if (!cold) client.WaitWarm();
+  {
+    std::lock_guard<std::mutex> lock(mutex);
+    steps.clear();
+  }
   Window w;
   start = Clock::now();
   w.page = light ? client.OpenLight() : client.Open(&w.view);
@@ -280,6 +291,7 @@ int Profile(Client& client, bool light) {
   client.engine->SetScriptTracer(nullptr);
   client.engine->SetCallTracer(nullptr);
   client.engine->SetRequestTracer(nullptr);
+  client.engine->SetStepTracer(nullptr);
   client.OnConsole(nullptr);
   std::lock_guard<std::mutex> lock(mutex);
   for (const auto& [ms, text] : steps) std::printf("%9.2f ms  %s\n", ms, text.c_str());
@@ -295,18 +307,19 @@ int main(int argc, char** argv) {
   };
   if (has("--help") || has("-h")) {
     std::printf(
-        "usage: scale_bench [--profile | --profile-light] [--in-process]\n"
+        "usage: scale_bench [--profile | --profile-light] [--cold] [--in-process]\n"
         "Opens 50 windows of the bench page on Chromium and prints each figure beside its floor:\n"
         "open latency, memory per window, an event to 50 pages, a round trip under load, memory\n"
         "after closing, 500 open/close cycles, and a light window's open latency.\n"
         "  --profile     the steps of one window's opening instead, in ms from CreateBrowserView\n"
         "  --profile-light  the same for a light window, from CreateLightBrowser\n"
+        "  --cold        with no target kept ready before the window asks for one\n"
         "  --in-process  the render side in this process instead of a render host process\n"
         "Exits 1 when a window does not answer (printing what its page said), 0 otherwise.\n");
     return 0;
   }
   for (const std::string& arg : args) {
-    if (arg != "--profile" && arg != "--profile-light" && arg != "--in-process")
+    if (arg != "--profile" && arg != "--profile-light" && arg != "--in-process" && arg != "--cold")
       return std::printf("scale_bench: unknown option %s (see --help)\n", arg.c_str()), 2;
   }
   Client client(!has("--in-process"));
@@ -318,7 +331,8 @@ int main(int argc, char** argv) {
     Window warm;  // the first window of a run pays for Chromium's first renderer
     warm.page = client.Open(&warm.view);
     if (warm.page) client.Close(warm.page, warm.view);
-    return Profile(client, has("--profile-light"));
+    if (has("--cold")) client.engine->SetWarmTargets(0);
+    return Profile(client, has("--profile-light"), has("--cold"));
   }
   const std::string file =
       std::string("file://") + TNWEBUI_PAGES_DIR "/tavrin5main/bench-window.html";
@@ -417,6 +431,10 @@ int main(int argc, char** argv) {
   for (std::size_t i = 1; i < windows.size(); ++i)
     windows[i].page->Evaluate("window.load(100), true", nullptr);
   std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  const long actionsBefore = client.actions;
+  std::this_thread::sleep_for(std::chrono::milliseconds(1000));
+  std::printf("  the load: %ld business actions in a second from %d windows\n",
+              client.actions - actionsBefore, kWindows - 1);
   const std::vector<double> loadedTrips = roundTrips(200);
   for (std::size_t i = 1; i < windows.size(); ++i)
     windows[i].page->Evaluate("window.load(0), true", nullptr);

@@ -180,15 +180,14 @@ TEST_F(ChromiumHarm, PopupWindowsAreFewAndCloseWithTheirOpener) {
 TEST_F(ChromiumHarm, APagesOwnCloseAsksItsView) {
   auto* resident = OpenOfType(1, u"Resident", "file://tavrin5main/harm.html?do=close");
   auto* hides = OpenOfType(0, u"Hides", "file://tavrin5main/harm.html?do=close", true);
+  // Each page has closed its window, which its view kept and hid.
   for (xhav::cdp::PageBrowser* kept : {resident, hides}) {
     ASSERT_NE(kept, nullptr);
-    ASSERT_TRUE(PumpUntil([&] { return !win::IsWindowVisible(kept->GetWindowHandle()); }, 10000));
+    ASSERT_TRUE(PumpUntil(
+        [&] { return Done(kept) && !win::IsWindowVisible(kept->GetWindowHandle()); }, 10000));
   }
   PumpFor(500);
-  for (xhav::cdp::PageBrowser* kept : {resident, hides}) {
-    EXPECT_TRUE(kept->alive());
-    EXPECT_TRUE(Done(kept));
-  }
+  for (xhav::cdp::PageBrowser* kept : {resident, hides}) EXPECT_TRUE(kept->alive());
   auto* plain = OpenOfType(0, u"Plain", "file://tavrin5main/harm.html?do=close");
   ASSERT_NE(plain, nullptr);
   EXPECT_TRUE(PumpUntil([&] { return !plain->alive(); }, 10000));

@@ -61,6 +61,11 @@ CefRefPtr<CefV8Value> ScriptFunction(const char* name,
 bool InChild(const std::function<void()>& part);
 // Waits up to `ms` milliseconds (ten seconds unless told) for `done`.
 bool WaitFor(const std::function<bool()>& done, int ms = 10000);
+// Evaluates `expression` in `page` from the engine's UI thread, running the thread's work
+// while the answer comes: a page that waits within a call for that thread is served meanwhile.
+// False when it threw or no answer came within two seconds.
+bool EvaluateOnUi(xhav::cdp::Engine& engine, xhav::cdp::PageBrowser* page,
+                  const std::string& expression, Json::Value* value);
 
 // Makes `core` answer every business action with 0 and "{}", saying each with `line` (its "%s":
 // the call).

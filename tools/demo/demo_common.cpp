@@ -10,6 +10,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <memory>
 #include <thread>
 
 #include "cef/inproc_v8.h"
@@ -161,6 +162,28 @@ void Fail(const char* what) {
 bool WaitFor(const std::function<bool()>& done, int ms) {
   for (int i = 0; i < ms && !done(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   return done();
+}
+
+bool EvaluateOnUi(xhav::cdp::Engine& engine, xhav::cdp::PageBrowser* page,
+                  const std::string& expression, Json::Value* value) {
+  struct Answer {
+    bool came = false, ok = false;
+    Json::Value value;
+  };
+  auto answer = std::make_shared<Answer>();
+  page->EvaluateLater(expression, [answer](bool ok, const Json::Value& v) {
+    answer->came = true;
+    answer->ok = ok;
+    answer->value = v;
+  });
+  WaitFor(
+      [&] {
+        engine.ui().RunUntilIdle();
+        return answer->came;
+      },
+      2000);
+  if (value) *value = answer->value;
+  return answer->came && answer->ok;
 }
 
 // Opens the view `name` at `url` through the host's factory; `core` and `initData` may be null.

@@ -33,7 +33,7 @@ void RealPages() {
   });
 
   // Runs the engine's UI thread until `done`. A page may be waiting in a call for this very
-  // thread: evaluations in it give up quickly and the loop runs the thread's work.
+  // thread: evaluations run its work while they wait.
   auto pumpUntil = [&](const std::function<bool()>& done) {
     return WaitFor([&] {
       engine.ui().RunUntilIdle();
@@ -42,7 +42,7 @@ void RealPages() {
   };
   auto results = [&](xhav::cdp::PageBrowser* page) {
     Json::Value r;
-    page->Evaluate("window.results", &r, 300);
+    EvaluateOnUi(engine, page, "window.results", &r);
     return r;
   };
   // Opens `url` behind the loading page with the watermark and a session cookie, waits until
@@ -62,7 +62,8 @@ void RealPages() {
     Json::Value marked;
     pumpUntil([&] {
       return page->url() == url &&
-             page->Evaluate("!!document.querySelector('div.tavrin-watermark')", &marked, 300) &&
+             EvaluateOnUi(engine, page, "!!document.querySelector('div.tavrin-watermark')",
+                          &marked) &&
              marked.asBool();
     });
     if (ready) ready(page);

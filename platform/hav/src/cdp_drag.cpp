@@ -72,7 +72,7 @@ void PageBrowser::DragFiles(const std::vector<std::string>& files, bool drop) {
     params["x"] = width > 0 ? width / 2 : 100;
     params["y"] = height > 0 ? height / 2 : 100;
     params["data"] = data;
-    engine_->connection().Send("Input.dispatchDragEvent", params, session_, nullptr);
+    SendToPage("Input.dispatchDragEvent", params);
   }
 }
 

@@ -57,6 +57,7 @@ Engine::Engine(EngineOptions options, int processType)
   cef_inproc::SetTaskRunner(TID_UI, &ui_);
   // Messages posted to windows run on the UI thread, as the system's message loop runs them.
   win::SetMessagePoster([this](std::function<void()> task) { ui_.PostTask(std::move(task)); });
+  warmLimit_ = std::max(0, options_.warmTargets);
   order_ = std::make_unique<CallOrder>();
   prompts_ = std::make_unique<PromptCalls>();
   watchdog_ = std::make_unique<SyncWatchdog>(
@@ -132,6 +133,7 @@ bool Engine::Reconnect() {
 }
 
 Engine::~Engine() {
+  SetWarmTargets(0);  // no kept target outlives the engine
   win::SetMessagePoster(nullptr);
   {
     std::lock_guard<std::mutex> lock(directMutex_);
@@ -247,72 +249,6 @@ std::string Engine::ContextFor(const std::string& space) {
   return id;
 }
 
-bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* notify,
-                           Browser** out) {
-  if (out) *out = nullptr;
-  if (!ok() || !Reconnect()) return false;
-  const inproc::BrowserParamRecord record = inproc::ReadBrowserParam(param);
-  // Each cookie space is a browser context: two accounts never share cookies.
-  const std::string context = ContextFor(record.cookieSpace);
-  Json::Value create, created;
-  create["url"] = "about:blank";
-  if (!context.empty()) create["browserContextId"] = context;
-  if (!connection().Call("Target.createTarget", create, "", &created)) return false;
-  Json::Value attach, attached;
-  attach["targetId"] = created["targetId"];
-  attach["flatten"] = true;
-  if (!connection().Call("Target.attachToTarget", attach, "", &attached)) return false;
-
-  PageBrowser* browser;
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    browser = new PageBrowser(this, nextId_++, notify, record);
-    browser->target_ = created["targetId"].asString();
-    browser->session_ = attached["sessionId"].asString();
-    browser->context_ = context;
-    browsers_.push_back(browser);
-    bySession_[browser->session_] = browser;
-  }
-  const std::string& session = browser->session_;
-  const int id = browser->id_;
-  browser->hostBrowser_ =
-      new inproc::HostBrowser(id, [this, browser, id](CefRefPtr<CefProcessMessage> m) {
-        if (!browser->alive()) return false;
-        trace_("send", PID_RENDERER, id, m);
-        // The sender may change its message once this returns: the render side gets a copy.
-        ui_.PostTask([this, browser, m = m->Copy()] {
-          if (browser->alive()) renderSide_->Deliver(browser->id_, m);
-        });
-        return true;
-      });
-  static_cast<inproc::HostBrowser*>(browser->hostBrowser_.get())
-      ->SetHostWindow(browser->hostWindow_);
-  if (!SetUpSession(session)) {
-    // A window whose requests would not be served shows nothing: it is not made.
-    EngineLog(kTnLogError, "Engine::CreateBrowser",
-              "browser " + std::to_string(id) + ": its page could not be set up, it is closed");
-    browser->notify_ = nullptr;  // the view never had this browser
-    browser->Close(1);
-    return false;
-  }
-  if (out) *out = browser;
-  // Chromium's window takes the window's place and size: the page's outer size is the window's.
-  browser->MatchChromiumWindow();
-
-  // The view learns of its window first; the first navigation follows the view's set-up, so
-  // the initial cookies (set on this thread right after this call) are in place before it.
-  const std::string address = url ? url : "";
-  ui_.PostTask([browser, address] {
-    if (!browser->alive_) return;
-    if (browser->notify_) {
-      browser->notify_->OnBrowserCreated();
-      if (browser->alive_) browser->news_->Created(browser->notify_, browser->hwnd_);
-    }
-    if (!address.empty()) browser->LoadUrl(address.c_str());
-  });
-  return true;
-}
-
 void Engine::PostDelayed(int ms, std::function<void()> task) {
   if (!watchdog_) return;
   watchdog_->After(ms, [this, task = std::move(task)] { ui_.PostTask(task); });
@@ -338,6 +274,12 @@ std::vector<std::pair<std::string, Json::Value>> Engine::SessionSetUp() {
     // The log's entries (policies' refusals) only for a tracer of the pages' messages.
     std::lock_guard<std::mutex> lock(mutex_);
     if (pageMessageTracer_) steps.emplace_back("Log.enable", Json::Value());
+    // The paints of a page (its first one) only for a tracer of the windows' steps.
+    if (stepTracer_) {
+      Json::Value lifecycle;
+      lifecycle["enabled"] = true;
+      steps.emplace_back("Page.setLifecycleEventsEnabled", lifecycle);
+    }
   }
   Json::Value drag;
   drag["name"] = kDragBinding;
@@ -364,12 +306,6 @@ std::vector<std::pair<std::string, Json::Value>> Engine::SessionSetUp() {
   // Frames of other sites are targets of their own: they are attached and set up the same way.
   steps.emplace_back("Target.setAutoAttach", attach);
   return steps;
-}
-
-bool Engine::SetUpSession(const std::string& session) {
-  // Every step is in force before the session's first document: all are sent at once, in
-  // order, and each has its answer before this returns.
-  return connection().CallAll(SessionSetUp(), session);
 }
 
 void Engine::SetUpFrameSession(const std::string& session, int browser) {
@@ -424,6 +360,7 @@ void Engine::Intercept(const std::string& address) {
   const Json::Value fetch = FetchPatterns();
   for (const std::string& session : sessions)
     connection().Send("Fetch.enable", fetch, session, nullptr);
+  SetUpChanged();  // kept targets were set up without it
 }
 
 HandlerCreator* Engine::FindCreator(PageBrowser* page, const std::string& url) {
@@ -518,8 +455,16 @@ bool Engine::OnBrowserTargetEvent(const std::string& method, const Json::Value& 
   // The end of a page's own target, however it came (a shared worker may keep the page's
   // session from saying so): the page has closed.
   std::string target;
-  if (method == "Target.targetDestroyed" && params["targetId"].isString())
+  if (method == "Target.targetDestroyed" && params["targetId"].isString()) {
     target = params["targetId"].asString();
+    // A kept target that has gone (its renderer ended) is no longer kept.
+    std::lock_guard<std::mutex> lock(mutex_);
+    for (auto it = warm_.begin(); it != warm_.end(); ++it) {
+      if (it->target != target) continue;
+      warm_.erase(it);
+      return true;
+    }
+  }
   if (method == "Target.detachedFromTarget" && params["sessionId"].isString()) {
     std::lock_guard<std::mutex> lock(mutex_);
     auto it = bySession_.find(params["sessionId"].asString());

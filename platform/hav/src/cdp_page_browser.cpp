@@ -24,6 +24,8 @@ constexpr int kLeavingHelloMs = 300;
 // The hellos that a page's documents may have waiting at once: a document makes one, a page
 // with many frames a few dozen. A page that sends more has them refused at once.
 constexpr std::size_t kMaxHellos = 128;
+// How long after a window's page has loaded the engine makes the next window's target.
+constexpr int kRefillAfterShownMs = 200;
 
 }  // namespace
 
@@ -94,7 +96,7 @@ void PageBrowser::SetViewport(int width, int height) {
   params["height"] = height;
   params["deviceScaleFactor"] = 1;
   params["mobile"] = false;
-  engine_->connection().Send("Emulation.setDeviceMetricsOverride", params, session_, nullptr);
+  SendToPage("Emulation.setDeviceMetricsOverride", params);
 }
 
 RenderSide* PageBrowser::render() { return engine_->renderSide_.get(); }
@@ -110,11 +112,11 @@ void PageBrowser::Reload() {
   if (!alive_) return;
   HostLoads(Engine::ToEngineUrl(url()));
   ++navigations_;
-  engine_->connection().Send("Page.reload", Json::Value(), session_, nullptr);
+  SendToPage("Page.reload", Json::Value());
 }
 
 void PageBrowser::GoInHistory(int offset) {
-  if (!alive_) return;
+  if (!alive_ || Waits([this, offset] { GoInHistory(offset); })) return;
   ++navigations_;
   // The browser's own history, as it stands when the step is taken.
   Connection* connection = &engine_->connection();
@@ -158,6 +160,8 @@ void PageBrowser::OnNewDocument(const std::string& session, int executionContext
                           if (it == documents_.end()) return;
                           it->second.named = true;
                           it->second.names = names;
+                          if (session == session_)
+                            engine_->Step(id_, "the render side knows the document");
                           AnswerHellos();
                           if (names.empty() || !alive_ || !engine_->ok()) return;
                           Json::Value list(Json::arrayValue);
@@ -281,6 +285,7 @@ void PageBrowser::AnswerHellos() {
     reply["key"] = document->second.key;
     reply["names"] = Json::Value(Json::arrayValue);
     for (const std::string& name : document->second.names) reply["names"].append(name);
+    if (hello.session == session_) engine_->Step(id_, "the hello answered");
     hello.answer(WriteJson(reply));
     it = hellos_.erase(it);
   }
@@ -558,6 +563,7 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
   auto attached = frames_.find(session);
   if (!main && attached == frames_.end()) return;
   const std::string frame = main ? target_ : attached->second->target;
+  if (main && engine_->stepTracing_) TraceStep(method, params);
   if (method == "Runtime.executionContextCreated") {
     const Json::Value& context = params["context"];
     const Json::Value& aux = context["auxData"];
@@ -710,6 +716,13 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
     // A navigation that never commits (a download, an empty answer, a refused document) ends
     // here too: the page's document stays.
     navigating_ = false;
+    // The window is shown: the engine makes the next window's target ready once the page
+    // has had its first paint (making a target takes Chromium's UI thread for a while).
+    if (!refilled_) {
+      refilled_ = true;
+      engine_->PostDelayed(kRefillAfterShownMs,
+                           [engine = engine_, context = context_] { engine->Refill(context); });
+    }
     // Chromium drops a close that a navigation overtakes: it is asked again.
     if (closing_) {
       Close(0);
@@ -736,6 +749,33 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
     return;
   }
   if (method == "Inspector.detached") FinishClose();
+}
+
+void PageBrowser::TraceStep(const std::string& method, const Json::Value& params) {
+  const char* step = nullptr;
+  if (method == "Page.frameNavigated" && !params["frame"].isMember("parentId")) {
+    step = "the document committed";
+  } else if (method == "Runtime.executionContextCreated" &&
+             params["context"]["auxData"]["frameId"] == target_ &&
+             params["context"]["auxData"]["isDefault"] == true) {
+    step = "the document's context";
+  } else if (method == "Page.domContentEventFired") {
+    step = "DOMContentLoaded";
+  } else if (method == "Page.loadEventFired") {
+    step = "load";
+  } else if (method == "Page.lifecycleEvent" && params["frameId"] == target_ &&
+             (params["name"] == "firstPaint" || params["name"] == "firstContentfulPaint")) {
+    step = params["name"] == "firstPaint" ? "first paint" : "first contentful paint";
+  } else if (method == "Page.frameStoppedLoading" && params["frameId"] == target_) {
+    step = "stopped loading";
+  }
+  if (step) engine_->Step(id_, step);
+}
+
+void PageBrowser::SendToPage(const char* method, Json::Value params,
+                             Connection::Callback callback) {
+  if (Waits([this, method, params, callback] { SendToPage(method, params, callback); })) return;
+  engine_->connection().Send(method, params, session_, std::move(callback));
 }
 
 void PageBrowser::OnHistory(const Json::Value& result, int navigations, int withinDocument,
@@ -788,6 +828,7 @@ void PageBrowser::FinishClose() {
   hwnd_ = nullptr;
   news_->Closed();
   if (notify_) notify_->OnBrowserDestroyed();
+  if (bound_) engine_->Refill(context_);  // a window that closed so soon has made none
 }
 
 std::string PageBrowser::url() const {
@@ -863,7 +904,7 @@ void PageBrowser::LoadUrl(const char* url) {
   ++navigations_;
   Json::Value params;
   params["url"] = Engine::ToEngineUrl(url);
-  engine_->connection().Send("Page.navigate", params, session_, nullptr);
+  SendToPage("Page.navigate", params);
 }
 
 void PageBrowser::ExecuteJavaScript(CefRefPtr<CefBrowser>, CefRefPtr<CefFrame> frame,
@@ -881,8 +922,11 @@ void PageBrowser::ExecuteJavaScript(CefRefPtr<CefBrowser>, CefRefPtr<CefFrame> f
   // A cross-site frame's script runs in its own target; any other in the page.
   auto* own = dynamic_cast<Frame*>(frame.get());
   const bool attached = own && frames_.count(own->session) != 0;
-  engine_->connection().Send("Runtime.evaluate", params, attached ? own->session : session_,
-                             nullptr);
+  if (attached) {
+    engine_->connection().Send("Runtime.evaluate", params, own->session, nullptr);
+  } else {
+    SendToPage("Runtime.evaluate", params);
+  }
 }
 
 }  // namespace xhav::cdp

@@ -32,7 +32,7 @@ bool PageBrowser::GetProperty(int32_t id, void** out) {
 }
 
 void PageBrowser::SetWindowBounds(const Json::Value& bounds) {
-  if (!alive_) return;
+  if (!alive_ || Waits([this, bounds] { SetWindowBounds(bounds); })) return;
   Json::Value params;
   params["targetId"] = target_;
   Connection* connection = &engine_->connection();
@@ -84,8 +84,8 @@ void PageBrowser::Restore() {
 
 void PageBrowser::SetTopMost(bool) {}
 
-void PageBrowser::Close(int32_t) {
-  if (!alive_) return;
+void PageBrowser::Close(int32_t force) {
+  if (!alive_ || Waits([this, force] { Close(force); })) return;
   if (!closing_) {
     Engine::CloseTracer tracer;
     {
@@ -133,14 +133,17 @@ void PageBrowser::SetCookie(TnString* address, TnString* name, TnString* value, 
   params["url"] = Engine::ToEngineUrl(Utf8(address));
   params["name"] = Utf8(name);
   params["value"] = Utf8(value);
-  engine_->connection().Send("Network.setCookie", params, session_, nullptr);
+  SendToPage("Network.setCookie", params);
 }
 
 void PageBrowser::DeleteCookie(TnString* address, TnString* name, TnString*) {
   if (!alive_) return;
+  DeleteCookie(Utf8(address), Utf8(name));
+}
+
+void PageBrowser::DeleteCookie(const std::string& site, const std::string& cookie) {
+  if (Waits([this, site, cookie] { DeleteCookie(site, cookie); })) return;
   Connection* connection = &engine_->connection();
-  const std::string cookie = Utf8(name);
-  const std::string site = Utf8(address);
   const std::string session = session_;
   if (!site.empty()) {
     Json::Value params;
@@ -173,6 +176,7 @@ std::vector<std::string> PageBrowser::frame_sessions() const {
 
 bool PageBrowser::Evaluate(const std::string& expression, Json::Value* value, int timeoutMs,
                            const std::string& session) {
+  if (session.empty() && !bound_) return false;
   Json::Value params, result;
   params["expression"] = expression;
   params["returnByValue"] = true;
@@ -183,6 +187,19 @@ bool PageBrowser::Evaluate(const std::string& expression, Json::Value* value, in
   }
   if (value) *value = result["result"]["value"];
   return !result.isMember("exceptionDetails");
+}
+
+void PageBrowser::EvaluateLater(const std::string& expression,
+                                std::function<void(bool ok, const Json::Value& value)> done) {
+  Json::Value params;
+  params["expression"] = expression;
+  params["returnByValue"] = true;
+  params["awaitPromise"] = true;
+  SendToPage("Runtime.evaluate", params,
+             [done = std::move(done)](const Json::Value& result, const Json::Value& error) {
+               done(error.isNull() && !result.isMember("exceptionDetails"),
+                    result["result"]["value"]);
+             });
 }
 
 namespace {
@@ -199,12 +216,14 @@ std::string PngOf(const Json::Value& result) {
 void PageBrowser::CaptureScreenshotLater(std::function<void(std::string png)> done) {
   Json::Value params;
   params["format"] = "png";
-  engine_->connection().Send("Page.captureScreenshot", params, session_,
-                             [done = std::move(done)](const Json::Value& result,
-                                                      const Json::Value&) { done(PngOf(result)); });
+  SendToPage("Page.captureScreenshot", params,
+             [done = std::move(done)](const Json::Value& result, const Json::Value&) {
+               done(PngOf(result));
+             });
 }
 
 bool PageBrowser::Click(double x, double y) {
+  if (!bound_) return false;
   for (const char* type : {"mousePressed", "mouseReleased"}) {
     Json::Value params;
     params["type"] = type;
@@ -220,12 +239,14 @@ bool PageBrowser::Click(double x, double y) {
 }
 
 bool PageBrowser::Type(const std::string& text) {
+  if (!bound_) return false;
   Json::Value params;
   params["text"] = text;
   return engine_->connection().Call("Input.insertText", params, session_, nullptr);
 }
 
 bool PageBrowser::PressKey(const std::string& key) {
+  if (!bound_) return false;
   static const struct {
     const char* key;
     int code;  // the key's Windows virtual-key code
@@ -255,10 +276,11 @@ bool PageBrowser::PressKey(const std::string& key) {
 
 void PageBrowser::CrashRenderer() {
   // The renderer dies before it answers; the answer isn't waited for.
-  engine_->connection().Send("Page.crash", Json::Value(), session_, nullptr);
+  SendToPage("Page.crash", Json::Value());
 }
 
 bool PageBrowser::CaptureScreenshot(std::string* png, bool wholePage) {
+  if (!bound_) return false;
   Json::Value params, result;
   std::string error;
   params["format"] = "png";

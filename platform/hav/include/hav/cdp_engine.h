@@ -47,6 +47,11 @@ struct EngineOptions {
   // Scripts of a tool that watches the pages (tnwebui-run's checks), run in every document of
   // the main world after the client's own.
   std::vector<std::string> toolScripts;
+  // Page targets kept ready before windows ask for them: made, attached, their sessions set up
+  // and parked on about:blank (a renderer that no site has taken yet), one for each of the
+  // cookie spaces whose windows were shown last. 0: every window's target is made when it is
+  // asked for.
+  int warmTargets = 1;
 };
 
 class Engine;
@@ -115,6 +120,8 @@ class HAV_API PageBrowser final : public Browser {
   const std::string& session() const { return session_; }
   const std::string& target() const { return target_; }
   bool alive() const { return alive_; }
+  // Whether the page has its target yet (the view hears OnBrowserCreated then).
+  bool bound() const { return bound_; }
   std::string url() const;
   bool CanGoBack() const;
   // A step through the history.
@@ -126,6 +133,10 @@ class HAV_API PageBrowser final : public Browser {
   // its value (tests and the demo).
   bool Evaluate(const std::string& expression, Json::Value* value, int timeoutMs = 10000,
                 const std::string& session = std::string());
+  // The same without waiting: `done` runs on the UI thread with the value (a host whose UI
+  // thread must stay free while its pages call it).
+  void EvaluateLater(const std::string& expression,
+                     std::function<void(bool ok, const Json::Value& value)> done);
   // The sessions of the page's cross-site frames.
   std::vector<std::string> frame_sessions() const;
   // Whether the main frame has begun a navigation that has neither committed nor ended (UI
@@ -199,6 +210,18 @@ class HAV_API PageBrowser final : public Browser {
   void OnWindowMessage(const win::PostedMessage& m);
   std::atomic<bool> alive_{true};
   bool closing_ = false;  // UI thread
+  // The page's target comes after CreateBrowser has returned: until it is there, what the view
+  // asks of the page waits, in order (UI thread).
+  std::atomic<bool> bound_{false};
+  std::vector<std::function<void()>> whenBound_;
+  // True when `work` waits for the target (the caller returns); false when the page has it.
+  bool Waits(std::function<void()> work);
+  // Sends a command to the page's session, once it has one.
+  void SendToPage(const char* method, Json::Value params, Connection::Callback callback = nullptr);
+  void DeleteCookie(const std::string& site, const std::string& cookie);
+  // Tells the engine's step tracer of the page's own steps (its commit, document, paint, load).
+  void TraceStep(const std::string& method, const Json::Value& params);
+  bool refilled_ = false;  // the engine has been told that the window was shown
   mutable std::mutex mutex_;
   std::vector<std::string> history_;  // main-frame addresses, client form, without about:blank
   int index_ = -1;
@@ -352,8 +375,11 @@ class HAV_API Engine {
       std::function<void(int browserId, const char* kind, const std::string& level,
                          const std::string& text, const std::string& where)>;
   void SetPageMessageTracer(PageMessageTracer tracer) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    pageMessageTracer_ = std::move(tracer);
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      pageMessageTracer_ = std::move(tracer);
+    }
+    SetUpChanged();  // a session logs only for a tracer
   }
 
   // Sees a browser on the UI thread just before its window closes, its page still shown (a
@@ -363,6 +389,20 @@ class HAV_API Engine {
     std::lock_guard<std::mutex> lock(mutex_);
     closeTracer_ = std::move(tracer);
   }
+
+  // Sees the steps of each window's opening as the engine takes them (browser id, step): its
+  // target, its session, its navigation, its document and object, its first paint and load;
+  // on the UI thread. For a profile; set before the windows open.
+  using StepTracer = std::function<void(int browserId, const char* step)>;
+  void SetStepTracer(StepTracer tracer);
+
+  // Keeps `count` targets ready (see EngineOptions::warmTargets); 0 closes the ones kept.
+  void SetWarmTargets(int count);
+  // The targets kept ready now (any thread; for tests and figures).
+  int warm_targets() const;
+  // Makes targets ready for windows of `cookieSpace` (a host that knows whose window comes
+  // next: its account at sign-in); a window shown does the same for its own space.
+  void KeepWarm(const std::string& cookieSpace);
 
   // The host's business channel that every browser gives as property 21 (null: none).
   void SetBusinessChannel(BusinessChannel* channel) { channel_.store(channel); }
@@ -464,8 +504,35 @@ class HAV_API Engine {
   void PostDelayed(int ms, std::function<void()> task);
   // The steps that set up a session (the page's or a frame's) for its documents.
   std::vector<std::pair<std::string, Json::Value>> SessionSetUp();
-  // Sets up the page's session, each step answered; false when one failed.
-  bool SetUpSession(const std::string& session);
+  // A page target of its own: made, attached and its session set up.
+  struct Target {
+    std::string target, session, context;
+    int setup = 0;  // the set-up it has (see setup_)
+  };
+  // Makes a target in browser context `context` (empty: the default one) without waiting;
+  // `done` runs on the UI thread with it, or with an empty target when a step failed.
+  void MakeTarget(const std::string& context, std::function<void(Target)> done);
+  // Gives `browser` its target (UI thread): the view learns of its window, what it asked of
+  // the page meanwhile runs, and `url` loads.
+  void Bind(PageBrowser* browser, Target target, const std::string& url);
+  // A kept target of `context` with the current set-up (kKept, in `out`); or the one being made
+  // for `context`, which `bind` then gets (kBeingMade); or none.
+  enum class Taken { kNone, kKept, kBeingMade };
+  Taken TakeWarm(const std::string& context, Target* out, std::function<void(Target)> bind);
+  // A window of `context` is shown: the kept targets are made up to their number again.
+  void Refill(const std::string& context);
+  void CloseTarget(const std::string& target);
+  // The set-up of sessions changed (a tracer, an intercepted host): kept targets go.
+  void SetUpChanged();
+  void Step(int browser, const char* step);
+  std::deque<Target> warm_;            // under mutex_
+  int warmMaking_ = 0;                 // under mutex_
+  std::string makingContext_;          // under mutex_: the one being made is of this
+  std::function<void(Target)> claim_;  // under mutex_: the window it is for, if any
+  int warmLimit_ = 0;                  // under mutex_
+  int setup_ = 0;                      // under mutex_: bumped when SessionSetUp changes
+  StepTracer stepTracer_;
+  std::atomic<bool> stepTracing_{false};
   // Sets up a frame's session and lets it run, without waiting.
   void SetUpFrameSession(const std::string& session, int browser);
 
@@ -478,7 +545,7 @@ class HAV_API Engine {
   bool direct_ = false;  // calls go from the reader thread to the render side
   std::vector<std::unique_ptr<Connection>> connections_;  // every one made, the live one last
   std::atomic<Connection*> live_{nullptr};
-  bool lost_ = false;  // Chromium has gone: the next window starts it anew (UI thread)
+  std::atomic<bool> lost_{false};  // Chromium has gone: the next window starts it anew
   std::string error_;
   std::unique_ptr<CoreImpl> core_;
   std::unique_ptr<Link> link_;
