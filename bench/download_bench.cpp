@@ -48,7 +48,7 @@ void ResetPeak() { std::ofstream("/proc/self/clear_refs") << "5"; }
 
 struct Setting {
   Setting() {
-    tnbase::SetLogSink([](const tnbase::LogRecord&) {});
+    tnbase::SetLogSink([](const tnbase::LogRecord&) {}, kTnLogError + 1);  // no line
     std::string pattern =
         (std::filesystem::temp_directory_path() / "tnwebui-bench-XXXXXX").string();
     if (mkdtemp(pattern.data())) folder = pattern;

@@ -31,7 +31,7 @@ std::string Queue(int count) {
 }
 
 void BM_FetchJSMessage(benchmark::State& state) {
-  tnbase::SetLogSink([](const tnbase::LogRecord&) {});
+  tnbase::SetLogSink([](const tnbase::LogRecord&) {}, kTnLogError + 1);  // no line
   const int count = static_cast<int>(state.range(0));
   xhav::NullBrowser browser;
   tnwebui::TavrinJsSDK sdk(0, nullptr);

@@ -18,7 +18,7 @@ namespace {
 
 struct Render {
   Render() {
-    tnbase::SetLogSink([](const tnbase::LogRecord&) {});
+    tnbase::SetLogSink([](const tnbase::LogRecord&) {}, kTnLogError + 1);  // no line
     render.RegisterNativeExtension();
     engine.render_host()->SetRenderNotify(&render);
     page = engine.OpenPage(true);

@@ -63,6 +63,7 @@ void FillTextAndNumbers(LineText* line, const char* format, va_list args) {
 
 void LogFormat(int level, const char* source, int line, const char* function, const char* format,
                ...) {
+  if (!logger_enabled(level)) return;  // nothing is formatted for a line that is dropped
   // Most lines have nothing to fill in: they go as they are.
   if (!std::strchr(format, '%')) {
     logger_write(level, source, line, function, format, std::strlen(format));
@@ -98,6 +99,7 @@ void LogFormat(int level, const char* source, int line, const char* function, co
 }
 
 void LogText(int level, const char* source, int line, const char* function, std::string_view text) {
+  if (!logger_enabled(level)) return;
   logger_write(level, source, line, function, text.data(), text.size());
 }
 

@@ -346,6 +346,7 @@ bool Connection::CallAll(const std::vector<std::pair<std::string, Json::Value>>&
 
 void Connection::ReadLoop() {
   pthread_setname_np(pthread_self(), "cdp-reader");
+  tnbase::RaiseToDisplayPriority();  // the browser's IO thread
   MessageReader reader(kMaxMessage, kMaxPageMessage);
   std::vector<char> chunk(1 << 16);
   for (;;) {

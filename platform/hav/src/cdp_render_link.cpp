@@ -355,6 +355,9 @@ int RenderFdFromArgs(int argc, char** argv) {
 
 int ServeRenderSide(int fd, const std::function<void(Core*, RenderHost*)>& load) {
   tnbase::TaskQueue main("TID_RENDERER");
+  // The render side of every page lives here, where a browser gives each page a renderer of
+  // its own: pages that keep their renderers busy must not starve the others' calls.
+  main.SetDisplayPriority();
   std::mutex mutex;
   std::condition_variable closed;
   bool engineGone = false;

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "hav/inproc_engine.h"
+#include "tnbase/task_queue.h"
 
 namespace xhav::inproc {
 
@@ -291,6 +292,7 @@ class SocketTransport final : public Transport {
 
   void ReadLoop() {
     pthread_setname_np(pthread_self(), "process-link");
+    tnbase::RaiseToDisplayPriority();  // an IO thread that pages' calls wait on
     FrameReader frames(fd_);
     std::string payload;
     while (frames.Next(&payload)) {

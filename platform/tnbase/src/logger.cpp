@@ -1,5 +1,6 @@
 #include "tnbase/logger.h"
 
+#include <atomic>
 #include <cstdio>
 #include <memory>
 #include <mutex>
@@ -25,10 +26,18 @@ std::shared_ptr<const tnbase::LogSink>& Sink() {
   return sink;
 }
 
+// The lowest level that is written; read without the lock on every line.
+std::atomic<int> g_minLevel{kTnLogError};
+
 }  // namespace
+
+extern "C" bool logger_enabled(int level) {
+  return level >= g_minLevel.load(std::memory_order_relaxed);
+}
 
 extern "C" void logger_write(int level, const char* source, int line, const char* function,
                              const char* message, std::size_t length) {
+  if (!logger_enabled(level)) return;
   std::shared_ptr<const tnbase::LogSink> sink;
   {
     std::lock_guard<std::mutex> lock(SinkMutex());
@@ -51,12 +60,13 @@ extern "C" void logger_write(int level, const char* source, int line, const char
 
 namespace tnbase {
 
-LogSink SetLogSink(LogSink sink) {
+LogSink SetLogSink(LogSink sink, int minLevel) {
   using Plain = void (*)(const LogRecord&);
   const Plain* plain = sink ? sink.target<Plain>() : nullptr;
   const bool isDefault = !sink || (plain && *plain == DefaultSink);
   auto next = isDefault ? nullptr : std::make_shared<const LogSink>(std::move(sink));
   std::lock_guard<std::mutex> lock(SinkMutex());
+  g_minLevel.store(isDefault ? static_cast<int>(kTnLogError) : minLevel);
   const auto previous = std::exchange(Sink(), std::move(next));
   return previous ? *previous : LogSink(DefaultSink);
 }

@@ -1,6 +1,9 @@
 #include "tnbase/task_queue.h"
 
 #include <pthread.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 namespace tnbase {
 
@@ -66,6 +69,7 @@ void TaskQueue::StartThread() {
 void TaskQueue::ThreadMain() {
   // The queue's name names its thread too (cut to the system's 15 characters), for traces.
   pthread_setname_np(pthread_self(), name_.substr(0, 15).c_str());
+  if (displayPriority_) RaiseToDisplayPriority();
   RunningScope scope(this);
   std::unique_lock<std::mutex> lock(mutex_);
   for (;;) {
@@ -109,6 +113,13 @@ void TaskQueue::Stop() {
   }
   cv_.notify_all();
   if (thread.joinable()) thread.join();
+}
+
+bool RaiseToDisplayPriority() {
+  // On Linux a priority is a thread's own: the calling thread's id names it.
+  constexpr int kDisplayNice = -8;
+  const auto thread = static_cast<id_t>(syscall(SYS_gettid));
+  return setpriority(PRIO_PROCESS, thread, kDisplayNice) == 0;
 }
 
 TaskQueue* globalTaskQueue(int) {

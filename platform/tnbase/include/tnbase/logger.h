@@ -13,6 +13,9 @@ enum TnLogLevel : int { kTnLogTrace = 1, kTnLogInfo = 2, kTnLogError = 4 };
 extern "C" TNBASE_API void logger_write(int level, const char* source, int line,
                                         const char* function, const char* message,
                                         std::size_t length);
+// Whether a line of `level` is written at all: a caller that builds its line skips the work
+// for a level that the sink drops.
+extern "C" TNBASE_API bool logger_enabled(int level);
 
 namespace tnbase {
 
@@ -27,7 +30,8 @@ struct LogRecord {
 using LogSink = std::function<void(const LogRecord&)>;
 
 // Replaces the process-wide sink and returns the previous one. An empty sink restores the
-// default, which prints errors (level 4) to stderr and drops the rest.
-TNBASE_API LogSink SetLogSink(LogSink sink);
+// default, which prints errors (level 4) to stderr and drops the rest. Lines below `minLevel`
+// never reach the sink: nothing of them is copied or formatted.
+TNBASE_API LogSink SetLogSink(LogSink sink, int minLevel = kTnLogTrace);
 
 }  // namespace tnbase

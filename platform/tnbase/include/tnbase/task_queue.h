@@ -32,6 +32,9 @@ class TNBASE_API TaskQueue {
   void BindCurrentThread();
 
   void StartThread();
+  // The queue's own thread runs at display priority (see RaiseToDisplayPriority). Before
+  // StartThread.
+  void SetDisplayPriority() { displayPriority_ = true; }
   // Waits until every task posted before the call has run. Threaded mode only, and never
   // from the runner's own thread.
   void Flush();
@@ -48,7 +51,14 @@ class TNBASE_API TaskQueue {
   std::atomic<std::thread::id> bound_{};
   bool stopping_ = false;
   bool running_ = false;  // the thread is in a task (threaded mode)
+  bool displayPriority_ = false;
 };
+
+// Raises the calling thread to the priority that a browser gives the threads its windows wait
+// on, its UI and IO threads (nice -8): busy pages, whose renderers run below normal priority,
+// then never starve them of the processor. False when the system does not let this process
+// raise a priority (the thread stays as it was).
+TNBASE_API bool RaiseToDisplayPriority();
 
 // The process-wide queue for work that must run later and elsewhere, such as the deletion of
 // an object from inside its own callback. It runs on a thread of its own, started on first use.
