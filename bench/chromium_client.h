@@ -32,7 +32,7 @@ inline double Percentile(std::vector<double> samples, int percent) {
 class ChromiumClient {
  public:
   explicit ChromiumClient(bool renderHost) {
-    tnbase::SetLogSink([](const tnbase::LogRecord&) {});
+    tnbase::SetLogSink([](const tnbase::LogRecord&) {}, kTnLogError + 1);  // no line
     xhav::cdp::EngineOptions options;
     options.pagesDir = TNWEBUI_PAGES_DIR;
     options.clientWebDomain = tnmainui::kDefaultWebDomain;

@@ -45,6 +45,10 @@ class WarmWindows : public ChromiumViews {
       steps[browser].push_back(step);
     });
   }
+  void TearDown() override {
+    engine.SetStepTracer(nullptr);  // the steps' map goes before the engine
+    ChromiumViews::TearDown();
+  }
   // Whether browser `id` got a kept target.
   bool TookAKeptTarget(int id) {
     std::lock_guard<std::mutex> lock(mutex);
@@ -171,9 +175,13 @@ TEST_F(WarmWindows, AWindowClosedBeforeItsTargetCameClosesAndNoKeptTargetOutlive
   ASSERT_TRUE(WaitKept(2));
   shown->Close(0);
   ASSERT_TRUE(Pump([&] { return factory->size() == 0; }));
-  // The kept ones only, on the about:blank they were made on.
+  // The kept ones only: org-1's on an empty document of the site its window showed first (the
+  // loading page's), org-2's on about:blank.
   EXPECT_TRUE(Pump([&] {
-    return PageTargets() == std::vector<std::string>{"about:blank", "about:blank"};
+    std::vector<std::string> kept = PageTargets();
+    std::sort(kept.begin(), kept.end());
+    return kept == std::vector<std::string>{"about:blank",
+                                            "https://tavrin4.pages.invalid/.tnpc-park"};
   })) << ::testing::PrintToString(PageTargets());
   engine.SetWarmTargets(0);
   EXPECT_TRUE(Pump([&] { return PageTargets().empty(); }))

@@ -178,6 +178,7 @@ void LightAppWorkbench();  // tnwebui-run checks the sample light apps
 void BackButton();         // the title bar's back button and a light app's answer to it
 void HostilePages();       // hostile pages try to hurt the client; an honest window goes on
 void WindowNews();         // a window's state, activation, dropped files and links on real pages
+void WarmWindows();        // a light app opens at once on a target the engine kept ready
 
 // Opens the timeline page and draws `part` of `trace` (JSON lines) in it; the page, its view in
 // `view`, and the page's report (`rendered`, `shown`, `parts`) in `drawn`.

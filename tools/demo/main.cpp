@@ -35,7 +35,8 @@ int main(int argc, char** argv) {
                {"a light app's guests", PageGuests},
                {"back button", BackButton},
                {"hostile pages", HostilePages},
-               {"window news", WindowNews}};
+               {"window news", WindowNews},
+               {"warm windows", WarmWindows}};
   for (const auto& part : parts) {
     if (only && std::atoi(only) != ++index) continue;
     SetTracePart(part.name);

@@ -55,6 +55,7 @@ class Engine::CoreImpl final : public Core {
 Engine::Engine(EngineOptions options, int processType)
     : options_(std::move(options)), core_(std::make_unique<CoreImpl>(this, processType)) {
   cef_inproc::SetTaskRunner(TID_UI, &ui_);
+  ui_.SetDisplayPriority();  // the browser's UI thread, when the engine gives it its own
   // Messages posted to windows run on the UI thread, as the system's message loop runs them.
   win::SetMessagePoster([this](std::function<void()> task) { ui_.PostTask(std::move(task)); });
   warmLimit_ = std::max(0, options_.warmTargets);
@@ -115,6 +116,7 @@ void Engine::OnConnectionLost(Connection* connection) {
             "Chromium has gone: its windows are closed, the next one starts it anew");
   lost_ = true;
   answers_->Close();
+  ForgetWarmTargets();  // they went with the browser
   for (PageBrowser* page : browsers()) {
     if (!page->alive()) continue;
     if (page->notify_) page->notify_->OnRenderProcessTemerate(0, 0);
@@ -388,7 +390,16 @@ void Engine::OnEvent(const std::string& method, const Json::Value& params,
     if (it != bySession_.end()) browser = it->second;
   }
   if (session.empty() && OnBrowserTargetEvent(method, params)) return;
-  if (!browser) return;
+  if (!browser) {
+    // A kept target's empty document has loaded: it is ready.
+    auto parked = parking_.find(session);
+    if (method == "Page.frameStoppedLoading" && parked != parking_.end()) {
+      auto ready = std::move(parked->second);
+      parking_.erase(parked);
+      ready();
+    }
+    return;
+  }
   if (method == "Target.attachedToTarget" && !session.empty()) {
     const std::string child = params["sessionId"].isString() ? params["sessionId"].asString() : "";
     // Frames of other sites get the page's set-up; workers get nothing of the page's (no

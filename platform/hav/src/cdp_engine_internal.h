@@ -77,6 +77,20 @@ inline constexpr const char* kRoots[] = {"tavrin5main", "tavrin5", "tavrin4"};
 inline constexpr char kPagesHost[] = ".pages.invalid";
 inline constexpr char kFramesHost[] = ".frames.invalid";
 
+// The empty document that a kept target stands on, under the origin of the site it waits for
+// (see Engine::Refill); it is never a page's, and no request of it leaves the engine.
+inline constexpr char kParkPath[] = "/.tnpc-park";
+inline bool IsParkingUrl(const std::string& url) {
+  const std::size_t at = url.find("://");
+  return at != std::string::npos && url.find('/', at + 3) != std::string::npos &&
+         url.compare(url.find('/', at + 3), std::string::npos, kParkPath) == 0;
+}
+// Where a page target starts before its first page: about:blank, or a kept target's empty
+// document. It is no entry of the window's history.
+inline bool IsWhereTargetsStart(const std::string& url) {
+  return url == "about:blank" || IsParkingUrl(url);
+}
+
 // Whether `url` (client form) is a page of the client's resource roots.
 inline bool IsClientPage(const std::string& url) {
   for (const char* root : kRoots) {

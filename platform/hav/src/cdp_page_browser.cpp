@@ -24,8 +24,6 @@ constexpr int kLeavingHelloMs = 300;
 // The hellos that a page's documents may have waiting at once: a document makes one, a page
 // with many frames a few dozen. A page that sends more has them refused at once.
 constexpr std::size_t kMaxHellos = 128;
-// How long after a window's page has loaded the engine makes the next window's target.
-constexpr int kRefillAfterShownMs = 200;
 
 }  // namespace
 
@@ -128,7 +126,8 @@ void PageBrowser::GoInHistory(int offset) {
             result["currentIndex"].isInt() ? result["currentIndex"].asInt() + offset : -1;
         const Json::Value& entries = result["entries"];
         if (!entries.isArray() || index < 0 || index >= static_cast<int>(entries.size()) ||
-            entries[index]["url"] == "about:blank")  // where every page target starts
+            !entries[index]["url"].isString() ||
+            IsWhereTargetsStart(entries[index]["url"].asString()))
           return;
         if (entries[index]["url"].isString()) HostLoads(entries[index]["url"].asString());
         Json::Value params;
@@ -716,12 +715,10 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
     // A navigation that never commits (a download, an empty answer, a refused document) ends
     // here too: the page's document stays.
     navigating_ = false;
-    // The window is shown: the engine makes the next window's target ready once the page
-    // has had its first paint (making a target takes Chromium's UI thread for a while).
-    if (!refilled_) {
-      refilled_ = true;
-      engine_->PostDelayed(kRefillAfterShownMs,
-                           [engine = engine_, context = context_] { engine->Refill(context); });
+    // The window is shown: the engine makes the next window's target ready.
+    if (!shown_) {
+      shown_ = true;
+      engine_->Shown(this, true);
     }
     // Chromium drops a close that a navigation overtakes: it is asked again.
     if (closing_) {
@@ -775,6 +772,7 @@ void PageBrowser::TraceStep(const std::string& method, const Json::Value& params
 void PageBrowser::SendToPage(const char* method, Json::Value params,
                              Connection::Callback callback) {
   if (Waits([this, method, params, callback] { SendToPage(method, params, callback); })) return;
+  if (!engine_->ok()) return;  // the engine is ending
   engine_->connection().Send(method, params, session_, std::move(callback));
 }
 
@@ -786,7 +784,7 @@ void PageBrowser::OnHistory(const Json::Value& result, int navigations, int with
     urls.push_back(Engine::ToClientUrl(entry["url"].asString()));
   }
   int index = result["currentIndex"].asInt();
-  if (!urls.empty() && urls.front() == "about:blank" && index > 0) {
+  if (!urls.empty() && IsWhereTargetsStart(urls.front()) && index > 0) {
     // The target's own about:blank is no back entry: the browser forgets it once the first
     // page is the only other entry and no navigation, not even within the page, has begun
     // since the history was read (a reset then would drop the entries it adds).
@@ -797,7 +795,7 @@ void PageBrowser::OnHistory(const Json::Value& result, int navigations, int with
   }
   if (index < 0 || index >= static_cast<int>(urls.size())) return;
   const std::string current = urls[index];
-  if (current == "about:blank" && urls.size() == 1) return;  // only where the target started
+  if (IsWhereTargetsStart(current) && urls.size() == 1) return;  // only where the target started
   const int count = static_cast<int>(urls.size());
   {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -828,7 +826,7 @@ void PageBrowser::FinishClose() {
   hwnd_ = nullptr;
   news_->Closed();
   if (notify_) notify_->OnBrowserDestroyed();
-  if (bound_) engine_->Refill(context_);  // a window that closed so soon has made none
+  engine_->Shown(this, !shown_);
 }
 
 std::string PageBrowser::url() const {

@@ -183,6 +183,13 @@ void Engine::ServeResource(const std::string& session, const Json::Value& params
   if (!params.isObject() || !params["request"].isObject() || !params["request"]["url"].isString())
     return;
   const std::string url = params["request"]["url"].asString();
+  if (ServeParking(session, params, url)) return;
+  if (stepTracing_) {
+    if (PageBrowser* page = PageOf(session)) {
+      Step(page->id_,
+           params["resourceType"] == "Document" ? "a document asked for" : "a file asked for");
+    }
+  }
   if (params["resourceType"] == "Document" && StaysBeforeNavigating(session, params, url)) return;
   if (IsIntercepted(url)) {
     ServeDesktopRequest(session, params);
@@ -261,7 +268,8 @@ bool Engine::StaysBeforeNavigating(const std::string& session, const Json::Value
                                    const std::string& url) {
   PageBrowser* page = PageOf(session);
   if (!page || session != page->session_ || params["frameId"] != page->target_) return false;
-  if (page->AskBeforeNavigating(ToClientUrl(url), !page->HostStarted(params, url)) == NavigationAnswer::kLoad)
+  if (page->AskBeforeNavigating(ToClientUrl(url), !page->HostStarted(params, url)) ==
+      NavigationAnswer::kLoad)
     return false;
   // No Content: the navigation ends where it began, and the page stays as it was.
   Json::Value stay;

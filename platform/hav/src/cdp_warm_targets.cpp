@@ -4,6 +4,8 @@
 // attached, its session set up and left on the about:blank that every target starts on, so
 // nothing of one window (its cookies, storage, history, document or key) reaches another.
 
+#include <algorithm>
+
 #include "cdp_engine_internal.h"
 #include "cdp_render_side.h"
 #include "hav/cdp_engine.h"
@@ -12,6 +14,16 @@
 #include "window_news.h"
 
 namespace xhav::cdp {
+
+namespace {
+
+// How long after a window's page has loaded the next window's target is made: its first
+// paint comes first.
+constexpr int kRefillAfterShownMs = 200;
+// How long a target's empty document may take to load before the target is given up.
+constexpr int kParkingLimitMs = 5000;
+
+}  // namespace
 
 bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* notify,
                            Browser** out) {
@@ -23,6 +35,7 @@ bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* 
   PageBrowser* browser;
   {
     std::lock_guard<std::mutex> lock(mutex_);
+    ++opening_;
     browser = new PageBrowser(this, nextId_++, notify, record);
     browser->context_ = context;
     browsers_.push_back(browser);
@@ -57,13 +70,14 @@ bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* 
       break;
     case Taken::kNone:
       Step(id, "a target asked for");
-      MakeTarget(context, bind);
+      MakeTarget(context, bind, id);
       break;
   }
   return true;
 }
 
-void Engine::MakeTarget(const std::string& context, std::function<void(Target)> done) {
+void Engine::MakeTarget(const std::string& context, std::function<void(Target)> done, int browser,
+                        const std::string& site) {
   struct Making {
     Target target;
     std::function<void(Target)> done;
@@ -72,6 +86,7 @@ void Engine::MakeTarget(const std::string& context, std::function<void(Target)> 
   };
   auto making = std::make_shared<Making>();
   making->target.context = context;
+  making->target.site = site;
   making->done = std::move(done);
   {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -83,38 +98,64 @@ void Engine::MakeTarget(const std::string& context, std::function<void(Target)> 
     if (!making->target.target.empty()) CloseTarget(making->target.target);
     making->done(Target{});
   };
+  auto step = [this, browser](const char* what) {
+    if (!stepTracing_) return;
+    Step(browser, (std::string(browser ? "the target " : "a kept target ") + what).c_str());
+  };
+  // The site's renderer starts with an empty document; the target is ready once it has loaded
+  // (or given up on after a while: a parked target that never loads is not kept).
+  auto park = [this, making, fail, step] {
+    if (!ok()) return fail();
+    const std::string session = making->target.session;
+    parking_[session] = [making, step] {
+      step("parked");
+      making->done(making->target);
+    };
+    auto failParking = [this, session, fail] {
+      if (parking_.erase(session)) fail();
+    };
+    PostDelayed(kParkingLimitMs, failParking);
+    Json::Value params;
+    params["url"] = making->target.site + kParkPath;
+    connection().Send("Page.navigate", params, session,
+                      [failParking](const Json::Value& result, const Json::Value& error) {
+                        if (!error.isNull() || result.isMember("errorText")) failParking();
+                      });
+  };
+  // Every step of the set-up is in force before the session's first document: all are sent
+  // at once, in order; the target is set up with the last answer.
+  auto setUp = [this, making, fail, step, park](const Json::Value& attached, const Json::Value&) {
+    if (!ok() || !attached["sessionId"].isString()) return fail();
+    step("attached");
+    making->target.session = attached["sessionId"].asString();
+    auto steps = SessionSetUp();
+    making->answersDue = steps.size();
+    for (auto& [method, params] : steps) {
+      connection().Send(method, params, making->target.session,
+                        [making, fail, step, park](const Json::Value&, const Json::Value& error) {
+                          if (!error.isNull()) making->failed = true;
+                          if (--making->answersDue != 0) return;
+                          if (making->failed) return fail();
+                          step("set up");
+                          if (making->target.site.empty()) return making->done(making->target);
+                          park();
+                        });
+    }
+  };
+  auto attach = [this, making, fail, step, setUp](const Json::Value& created, const Json::Value&) {
+    if (!ok() || !created["targetId"].isString()) return fail();
+    step("made");
+    making->target.target = created["targetId"].asString();
+    Json::Value params;
+    params["targetId"] = created["targetId"];
+    params["flatten"] = true;
+    connection().Send("Target.attachToTarget", params, "", setUp);
+  };
   Json::Value create;
   create["url"] = "about:blank";
   if (!context.empty()) create["browserContextId"] = context;
-  const int sent = connection().Send(
-      "Target.createTarget", create, "",
-      [this, making, fail](const Json::Value& created, const Json::Value&) {
-        if (!ok() || !created["targetId"].isString()) return fail();
-        making->target.target = created["targetId"].asString();
-        Json::Value attach;
-        attach["targetId"] = created["targetId"];
-        attach["flatten"] = true;
-        connection().Send("Target.attachToTarget", attach, "",
-                          [this, making, fail](const Json::Value& attached, const Json::Value&) {
-                            if (!ok() || !attached["sessionId"].isString()) return fail();
-                            making->target.session = attached["sessionId"].asString();
-                            // Every step is in force before the session's first document: all are
-                            // sent at once, in order; the target is ready with the last answer.
-                            auto steps = SessionSetUp();
-                            making->answersDue = steps.size();
-                            for (auto& [method, params] : steps) {
-                              connection().Send(
-                                  method, params, making->target.session,
-                                  [making, fail](const Json::Value&, const Json::Value& error) {
-                                    if (!error.isNull()) making->failed = true;
-                                    if (--making->answersDue != 0) return;
-                                    if (making->failed) return fail();
-                                    making->done(making->target);
-                                  });
-                            }
-                          });
-      });
-  if (sent == 0) ui_.PostTask([making] { making->done(Target{}); });
+  if (!ok() || connection().Send("Target.createTarget", create, "", attach) == 0)
+    ui_.PostTask([making] { making->done(Target{}); });
 }
 
 void Engine::Bind(PageBrowser* browser, Target target, const std::string& url) {
@@ -152,8 +193,6 @@ void Engine::Bind(PageBrowser* browser, Target target, const std::string& url) {
     }
   }
   browser->bound_ = true;
-  // Chromium's window takes the window's place and size: the page's outer size is the window's.
-  browser->MatchChromiumWindow();
   std::vector<std::function<void()>> waiting;
   waiting.swap(browser->whenBound_);
   for (auto& work : waiting) work();
@@ -166,6 +205,9 @@ void Engine::Bind(PageBrowser* browser, Target target, const std::string& url) {
     browser->LoadUrl(url.c_str());
     Step(id, "the navigation sent");
   }
+  // Chromium's window takes the window's place and size (the page's outer size is the
+  // window's) while the page's document is asked for.
+  if (browser->alive_) browser->MatchChromiumWindow();
 }
 
 Engine::Taken Engine::TakeWarm(const std::string& context, Target* out,
@@ -196,7 +238,7 @@ Engine::Taken Engine::TakeWarm(const std::string& context, Target* out,
   return taken ? Taken::kKept : Taken::kNone;
 }
 
-void Engine::Refill(const std::string& context) {
+void Engine::Refill(const std::string& context, const std::string& site) {
   std::string replaced;
   {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -207,47 +249,93 @@ void Engine::Refill(const std::string& context) {
       if (t.context == context && t.setup == setup_) return;
     }
     if (warm_.size() >= static_cast<std::size_t>(warmLimit_)) {
-      for (auto it = warm_.begin(); it != warm_.end(); ++it) {
-        if (it->context == context && it->setup == setup_) continue;
-        replaced = it->target;
-        warm_.erase(it);
-        break;
-      }
-      if (replaced.empty()) return;
+      // A target of a space no longer wanted goes first, else the oldest.
+      auto unwanted = std::find_if(warm_.begin(), warm_.end(), [this](const Target& t) {
+        return std::none_of(wanted_.begin(), wanted_.end(),
+                            [&](const auto& w) { return w.first == t.context; });
+      });
+      if (unwanted == warm_.end()) unwanted = warm_.begin();
+      replaced = unwanted->target;
+      warm_.erase(unwanted);
     }
     ++warmMaking_;
     makingContext_ = context;
   }
   if (!replaced.empty()) CloseTarget(replaced);
-  MakeTarget(context, [this, context](Target made) {
-    bool keep = false, stale = false;
-    std::function<void(Target)> claim;
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      --warmMaking_;
-      claim.swap(claim_);
-      stale = made.setup != setup_;
-    }
-    if (claim) {
-      // A window asked for it while it was made: it is that window's (or, when it could not
-      // be made or its set-up is old, a new one is made for it).
-      if (!made.session.empty() && !stale) {
-        claim(made);
-      } else {
-        CloseTarget(made.target);
-        MakeTarget(context, claim);
-      }
-      return;
-    }
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      keep = !made.session.empty() && !stale && warm_.size() < static_cast<std::size_t>(warmLimit_);
-      if (keep) warm_.push_back(made);
-    }
-    if (!keep && !made.target.empty()) CloseTarget(made.target);
-    // One made with a set-up that has since changed is made again.
-    if (stale && !made.session.empty()) Refill(context);
-  });
+  MakeTarget(
+      context,
+      [this, context](Target made) {
+        bool keep = false, stale = false;
+        std::function<void(Target)> claim;
+        {
+          std::lock_guard<std::mutex> lock(mutex_);
+          if (warmMaking_ > 0) --warmMaking_;  // none when Chromium went meanwhile
+          claim.swap(claim_);
+          stale = made.setup != setup_;
+        }
+        if (claim) {
+          // A window asked for it while it was made: it is that window's (or, when it could not
+          // be made or its set-up is old, a new one is made for it).
+          if (!made.session.empty() && !stale) {
+            claim(made);
+          } else {
+            CloseTarget(made.target);
+            MakeTarget(context, claim);
+          }
+          return;
+        }
+        {
+          std::lock_guard<std::mutex> lock(mutex_);
+          keep = !made.session.empty() && !stale &&
+                 warm_.size() < static_cast<std::size_t>(warmLimit_);
+          if (keep) warm_.push_back(made);
+        }
+        if (!keep && !made.target.empty()) CloseTarget(made.target);
+        // The next space that wants one (or this one again, when its set-up changed meanwhile).
+        if (keep || (stale && !made.session.empty())) RefillWanted();
+      },
+      0, site);
+}
+
+void Engine::Shown(PageBrowser* browser, bool opened) {
+  // The next window of this space most likely shows a page of this site.
+  const std::string& origin = browser->mainOrigin_;
+  const bool web = origin.rfind("https://", 0) == 0 || origin.rfind("http://", 0) == 0;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (opened) --opening_;
+    if (browser->bound_) Want(browser->context_, web ? origin : std::string());
+  }
+  PostDelayed(kRefillAfterShownMs, [this] { RefillWanted(); });
+}
+
+void Engine::Want(const std::string& context, const std::string& site) {
+  for (auto it = wanted_.begin(); it != wanted_.end(); ++it) {
+    if (it->first != context) continue;
+    wanted_.erase(it);
+    break;
+  }
+  wanted_.emplace_back(context, site);
+  while (wanted_.size() > static_cast<std::size_t>(std::max(warmLimit_, 1))) wanted_.pop_front();
+}
+
+void Engine::RefillWanted() {
+  std::pair<std::string, std::string> wanted;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    // The window that opens now asks again once shown.
+    if (opening_ > 0) return;
+    // The space shown last that has no target kept gets one (one target is made at a time;
+    // the next space's follows).
+    auto missing = std::find_if(wanted_.rbegin(), wanted_.rend(), [this](const auto& w) {
+      return std::none_of(warm_.begin(), warm_.end(), [&](const Target& t) {
+        return t.context == w.first && t.setup == setup_;
+      });
+    });
+    if (missing == wanted_.rend()) return;
+    wanted = *missing;
+  }
+  Refill(wanted.first, wanted.second);
 }
 
 void Engine::CloseTarget(const std::string& target) {
@@ -266,7 +354,16 @@ void Engine::SetUpChanged() {
   }
   for (const Target& t : kept) CloseTarget(t.target);
   // Targets with the new set-up take their place.
-  if (!kept.empty()) Refill(kept.front().context);
+  if (!kept.empty()) RefillWanted();
+}
+
+void Engine::ForgetWarmTargets() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  warm_.clear();
+  warmMaking_ = 0;
+  claim_ = nullptr;  // its window closes with the others
+  ++setup_;          // an answer that still comes for one being made finds it stale
+  parking_.clear();
 }
 
 void Engine::SetWarmTargets(int count) {
@@ -288,7 +385,13 @@ int Engine::warm_targets() const {
 }
 
 void Engine::KeepWarm(const std::string& cookieSpace) {
-  if (ok()) Refill(ContextFor(cookieSpace));
+  if (!ok()) return;
+  const std::string context = ContextFor(cookieSpace);
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    Want(context, std::string());
+  }
+  RefillWanted();
 }
 
 void Engine::SetStepTracer(StepTracer tracer) {
@@ -308,6 +411,22 @@ void Engine::Step(int browser, const char* step) {
     tracer = stepTracer_;
   }
   if (tracer) tracer(browser, step);
+}
+
+bool Engine::ServeParking(const std::string& session, const Json::Value& params,
+                          const std::string& url) {
+  if (params["resourceType"] != "Document" || !IsParkingUrl(url) || PageOf(session) || !ok())
+    return false;
+  Json::Value fulfil;
+  fulfil["requestId"] = params["requestId"];
+  fulfil["responseCode"] = 200;
+  Json::Value type;
+  type["name"] = "Content-Type";
+  type["value"] = "text/html";
+  fulfil["responseHeaders"].append(type);
+  fulfil["body"] = "";  // an empty document
+  connection().Send("Fetch.fulfillRequest", fulfil, session, nullptr);
+  return true;
 }
 
 bool PageBrowser::Waits(std::function<void()> work) {

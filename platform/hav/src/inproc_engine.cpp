@@ -1,7 +1,5 @@
 #include "hav/inproc_engine.h"
 
-#include "window_news.h"
-
 #include <algorithm>
 #include <atomic>
 #include <map>
@@ -13,6 +11,7 @@
 #include "host_browser.h"
 #include "inproc_browser_param.h"
 #include "system_command.h"
+#include "window_news.h"
 
 namespace xhav::inproc {
 

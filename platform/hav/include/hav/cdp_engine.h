@@ -14,6 +14,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <tuple>
@@ -221,7 +222,7 @@ class HAV_API PageBrowser final : public Browser {
   void DeleteCookie(const std::string& site, const std::string& cookie);
   // Tells the engine's step tracer of the page's own steps (its commit, document, paint, load).
   void TraceStep(const std::string& method, const Json::Value& params);
-  bool refilled_ = false;  // the engine has been told that the window was shown
+  bool shown_ = false;  // the window's first page has loaded (the engine has been told)
   mutable std::mutex mutex_;
   std::vector<std::string> history_;  // main-frame addresses, client form, without about:blank
   int index_ = -1;
@@ -507,11 +508,16 @@ class HAV_API Engine {
   // A page target of its own: made, attached and its session set up.
   struct Target {
     std::string target, session, context;
-    int setup = 0;  // the set-up it has (see setup_)
+    std::string site;  // the origin whose empty document it stands on; empty: about:blank
+    int setup = 0;     // the set-up it has (see setup_)
   };
   // Makes a target in browser context `context` (empty: the default one) without waiting;
   // `done` runs on the UI thread with it, or with an empty target when a step failed.
-  void MakeTarget(const std::string& context, std::function<void(Target)> done);
+  // `browser`: the window it is for, 0 when it is to be kept (for the step tracer).
+  // `site`: an origin whose empty document the target is parked on once set up, so that a
+  // page of that site later takes its renderer as it is.
+  void MakeTarget(const std::string& context, std::function<void(Target)> done, int browser = 0,
+                  const std::string& site = std::string());
   // Gives `browser` its target (UI thread): the view learns of its window, what it asked of
   // the page meanwhile runs, and `url` loads.
   void Bind(PageBrowser* browser, Target target, const std::string& url);
@@ -519,11 +525,28 @@ class HAV_API Engine {
   // for `context`, which `bind` then gets (kBeingMade); or none.
   enum class Taken { kNone, kKept, kBeingMade };
   Taken TakeWarm(const std::string& context, Target* out, std::function<void(Target)> bind);
-  // A window of `context` is shown: the kept targets are made up to their number again.
-  void Refill(const std::string& context);
+  // A window of `context` is shown (its page of origin `site`): a target of that space is made
+  // ready, parked on that site, unless there is one.
+  void Refill(const std::string& context, const std::string& site = std::string());
+  // The empty document a target is parked on, answered here (a request of no window).
+  bool ServeParking(const std::string& session, const Json::Value& params, const std::string& url);
   void CloseTarget(const std::string& target);
+  // A window has shown its first page, or closed (`opened`: it had not shown one yet): once
+  // no window is opening, a target for the next window of its space and site is made (making
+  // one takes Chromium's UI thread for a while: never while a window waits for its page).
+  void Shown(PageBrowser* browser, bool opened);
+  void RefillWanted();
+  int opening_ = 0;  // under mutex_: windows asked for that have not shown their page
+  // Targets being parked, by session: what runs once the empty document has loaded (UI thread).
+  std::map<std::string, std::function<void()>> parking_;
+  // Under mutex_: the spaces (and sites) of the windows shown last, the latest at the back, one
+  // entry a space and as many as targets are kept: the spaces that get one.
+  std::deque<std::pair<std::string, std::string>> wanted_;
+  void Want(const std::string& context, const std::string& site);  // under mutex_
   // The set-up of sessions changed (a tracer, an intercepted host): kept targets go.
   void SetUpChanged();
+  // Chromium has gone (UI thread): the kept targets, and the ones being made, are no more.
+  void ForgetWarmTargets();
   void Step(int browser, const char* step);
   std::deque<Target> warm_;            // under mutex_
   int warmMaking_ = 0;                 // under mutex_
