@@ -62,8 +62,12 @@ void WarmWindows() {
              results["ready"].asBool();
     });
     const double took = MsSince(start);
-    std::lock_guard<std::mutex> lock(mutex);
-    for (const auto& [ms, step] : steps) Say("  %8.1f ms  %s", ms, step.c_str());
+    std::vector<std::pair<double, std::string>> taken;
+    {
+      std::lock_guard<std::mutex> lock(mutex);
+      taken.swap(steps);
+    }
+    for (const auto& [ms, step] : taken) Say("  %8.1f ms  %s", ms, step.c_str());
     Say("  %8.1f ms  the page's own script says it is ready (it has its window's data)", took);
     if (!ready) Fail("a light window's page did not get ready");
     SaveWindowPng(page, std::string(TNWEBUI_BUILD_DIR) + "/demo-warm-" + name + ".png");
