@@ -376,6 +376,7 @@ bool Engine::IsIntercepted(const std::string& url) {
 
 void Engine::OnEvent(const std::string& method, const Json::Value& params,
                      const std::string& session) {
+  if (!ok()) return;  // the engine is ending: what Chromium said last is not answered
   if (method == "Fetch.requestPaused") {
     ServeResource(session, params);
     return;
