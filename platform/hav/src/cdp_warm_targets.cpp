@@ -1,8 +1,9 @@
 // A window's page target: made after CreateBrowser has returned (the view hears
 // OnBrowserCreated once it is there), or taken from the targets the engine keeps ready. A
 // kept target has never shown a page: it was made in the cookie space's browser context,
-// attached, its session set up and left on the about:blank that every target starts on, so
-// nothing of one window (its cookies, storage, history, document or key) reaches another.
+// attached, its session set up and left on about:blank or on an empty document of the site
+// its space showed last, so nothing of one window (its cookies, storage, history, document or
+// key) reaches another.
 
 #include <algorithm>
 
