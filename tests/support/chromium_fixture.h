@@ -80,16 +80,16 @@ class ChromiumViews : public ::testing::Test {
   // may be waiting in a call for this very thread.
   bool EvaluatePumping(xhav::cdp::PageBrowser* page, const std::string& expression,
                        Json::Value* value) {
-    Json::Value params;
-    params["expression"] = expression;
-    params["returnByValue"] = true;
-    auto answer = std::make_shared<std::optional<Json::Value>>();
-    engine.connection().Send(
-        "Runtime.evaluate", params, page->session(),
-        [answer](const Json::Value& result, const Json::Value&) { *answer = result; });
-    if (!Pump([&] { return answer->has_value(); }) || (*answer)->isMember("exceptionDetails"))
-      return false;
-    *value = (**answer)["result"]["value"];
+    struct Answer {
+      bool came = false, ok = false;
+      Json::Value value;
+    };
+    auto answer = std::make_shared<Answer>();
+    page->EvaluateLater(expression, [answer](bool ok, const Json::Value& v) {
+      *answer = {true, ok, v};
+    });
+    if (!Pump([&] { return answer->came; }) || !answer->ok) return false;
+    *value = answer->value;
     return true;
   }
   // Pumps until the page's `window.results` meets `until`; `results` holds the last seen.
