@@ -64,7 +64,8 @@ options
                       a call never answered, an uncaught error or rejection, a content security
                       policy's refusal, a business action the rights rule refused, a page or a
                       file of it that failed to load or answered an error status
-  --for SECONDS       run so long, then close the window (default: until the page closes its
+  --for SECONDS       run so long, then close the window; a page not loaded by then is still
+                      waited for, up to --load-limit (default: until the page closes its
                       window with ui.closeWindow, or Ctrl-C; with --check, 30 seconds at most)
   --screenshot FILE   save the whole window, title bar and page, as PNG when the run ends (an
                       app that closes its own window: as it was when it asked to close)
@@ -444,7 +445,9 @@ int Run(const Options& options, const Layout& layout) {
       outcome = nullptr;
       break;
     }
-    if (limit > 0 && elapsed() >= limit) {
+    // The time is the app's: a page that has not loaded yet is waited for (the load limit
+    // judges it), so a run never ends as if a page it never saw had no mistakes.
+    if (limit > 0 && loaded && elapsed() >= limit) {
       outcome = "its time is up";
       break;
     }
