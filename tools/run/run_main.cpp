@@ -64,8 +64,8 @@ options
                       a call never answered, an uncaught error or rejection, a content security
                       policy's refusal, a business action the rights rule refused, a page or a
                       file of it that failed to load or answered an error status
-  --for SECONDS       run so long, then close the window; a page not loaded by then is still
-                      waited for, up to --load-limit (default: until the page closes its
+  --for SECONDS       run so long from when the window's page target is there, then close
+                      the window (default: until the page closes its
                       window with ui.closeWindow, or Ctrl-C; with --check, 30 seconds at most)
   --screenshot FILE   save the whole window, title bar and page, as PNG when the run ends (an
                       app that closes its own window: as it was when it asked to close)
@@ -400,6 +400,7 @@ int Run(const Options& options, const Layout& layout) {
   auto elapsed = [&] { return watch.Seconds(); };
   const double limit = options.seconds > 0 ? options.seconds : options.check ? 30 : 0;
   bool loaded = false;
+  double boundAt = -1;  // when the page's target came
   bool shot = false;
   // The last picture is taken as the window closes, whoever closes it.
   engine.SetCloseTracer([&](xhav::cdp::PageBrowser* closing) {
@@ -445,9 +446,11 @@ int Run(const Options& options, const Layout& layout) {
       outcome = nullptr;
       break;
     }
-    // The time is the app's: a page that has not loaded yet is waited for (the load limit
-    // judges it), so a run never ends as if a page it never saw had no mistakes.
-    if (limit > 0 && loaded && elapsed() >= limit) {
+    // The time is the app's: it counts from the moment the window's page target is there (the
+    // engine makes it after the window opens); a page whose target never comes is judged by
+    // the load limit, so a run never ends as if a page it never saw had no mistakes.
+    if (boundAt < 0 && page->bound()) boundAt = elapsed();
+    if (limit > 0 && boundAt >= 0 && elapsed() - boundAt >= limit) {
       outcome = "its time is up";
       break;
     }
