@@ -1,5 +1,6 @@
-// Process messages between two processes: the wire form keeps every element exactly, and the
-// socket transport delivers both ways on each side's runner.
+// Process messages between two processes: the wire form keeps every element exactly, the
+// socket transport delivers both ways on each side's runner, and within one process a message
+// moves with its texts shared.
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -8,6 +9,7 @@
 #include <thread>
 
 #include "hav/inproc_engine.h"
+#include "tnbase/tn_string.h"
 
 using namespace xhav::inproc;
 
@@ -256,4 +258,67 @@ TEST_F(SocketTransport, WithoutARunnerTheReaderHandsFramesOverOnceItsReceiverIsS
   waiting.reset();
   sender.reset();
   browserSide.reset();
+}
+
+// Within one process a sent message moves: the receiver gets its elements with their texts
+// shared, not copied, and the sender's message is spent. A nested list the sender still holds
+// stays the sender's: the receiver's is its own.
+TEST_F(SocketTransport, TheQueueMovesASentMessageAndKeepsWhatTheSenderStillHolds) {
+  auto queue = CreateQueueTransport(&browserRunner, &renderRunner);
+  CefRefPtr<CefProcessMessage> received;
+  std::atomic<bool> arrived{false};
+  queue->SetReceiver(PID_RENDERER, [&](int, CefRefPtr<CefProcessMessage> m) {
+    received = m;
+    arrived = true;
+  });
+  CefRefPtr<CefProcessMessage> m = Sample();
+  CefRefPtr<CefListValue> args = m->GetArgumentList();
+  const CefString text = args->GetString(0);
+  CefRefPtr<CefListValue> nested = args->GetList(6);
+  ASSERT_TRUE(queue->Send(PID_RENDERER, 1, m));
+  nested->SetString(0, std::string("changed after sending"));
+  for (int spin = 0; spin < 5000 && !arrived; ++spin) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  renderRunner.Flush();
+  ASSERT_TRUE(received);
+  ExpectSame(*Sample()->GetArgumentList(), *received->GetArgumentList());
+  EXPECT_TRUE(received->GetArgumentList()->GetString(0).text().SharesWith(text.text()));
+  EXPECT_EQ(received->GetName(), Sample()->GetName());
+  EXPECT_FALSE(m->IsValid());
+  EXPECT_EQ(args->GetSize(), 0u);
+  EXPECT_TRUE(received->IsValid());
+}
+
+// Copies of a text share it, on any thread; a TnString made from one, trimmed or cloned, never
+// changes the others.
+TEST(SharedText, CopiesShareOneTextAcrossThreadsAndStayUnchanged) {
+  const CefString line(std::string("Grüße, line\r\n"));
+  std::vector<std::thread> threads;
+  std::atomic<int> same{0};
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 2000; ++i) {
+        CefString copy = line;
+        tnbase::TnStringPtr s(allocStringFromText(copy.text()));
+        tnbase::TnStringPtr clone(s->Clone());
+        clone->TrimLineEnd();
+        if (copy.text().SharesWith(line.text()) && s->GetLength() == 13 &&
+            clone->GetLength() == 11) {
+          ++same;
+        }
+      }
+    });
+  }
+  for (std::thread& t : threads) t.join();
+  EXPECT_EQ(same, 8000);
+  EXPECT_EQ(line.ToString(), "Grüße, line\r\n");
+  EXPECT_EQ(line.c_str()[line.length()], u'\0');
+
+  // The empty text allocates nothing and still reads as a NUL-terminated text; invalid UTF-8
+  // is replaced, never dropped.
+  EXPECT_STREQ(reinterpret_cast<const char*>(CefString().c_str()), "");
+  EXPECT_EQ(CefString(std::string("a\xff")).ToString16(), u"a\xFFFD");
+  EXPECT_EQ(CefString(std::string("ab")), CefString(u"ab"));
+  EXPECT_LT(CefString(u"ab"), CefString(u"b"));
 }

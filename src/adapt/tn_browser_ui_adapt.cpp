@@ -384,7 +384,7 @@ void TnBrowserAdaptUI::SendInitData(TnString* business, TnString* action, TnStri
     return;
   }
   CefRefPtr<CefListValue> result = CefListValue::Create();
-  result->SetString(0, CefString(std::u16string(callbackId->GetData(), callbackId->GetLength())));
+  result->SetString(0, EngineText(callbackId));
   result->SetInt(1, 0);
   result->SetString(2, data);
   ExeBusinessActionCallback(business, action, result);
@@ -403,11 +403,11 @@ void TnBrowserAdaptUI::ExeBusinessActionCallback(TnString* business, TnString* a
     } else {
       void* engineBrowser = nullptr;
       if (b->GetProperty(18, &engineBrowser) && engineBrowser) {
-        CefRefPtr<CefProcessMessage> message =
-            CefProcessMessage::Create("ExeBusinessActionCallback");
+        static const CefString kName(u"ExeBusinessActionCallback");  // made once, shared
+        CefRefPtr<CefProcessMessage> message = CefProcessMessage::Create(kName);
         CefRefPtr<CefListValue> args = message->GetArgumentList();
-        args->SetString(0, CefString(std::u16string(business->GetData(), business->GetLength())));
-        args->SetString(1, CefString(std::u16string(action->GetData(), action->GetLength())));
+        args->SetString(0, EngineText(business));
+        args->SetString(1, EngineText(action));
         args->SetList(2, result ? result : CefListValue::Create());
         static_cast<CefBrowser*>(engineBrowser)->SendProcessMessage(PID_RENDERER, message);
       }

@@ -324,6 +324,8 @@ std::u16string Utf8ToWide(const std::string& text) {
                         static_cast<std::size_t>(q.size()));
 }
 
+CefString EngineText(const TnString* text) { return text ? CefString(text->Text()) : CefString(); }
+
 std::string WideToUtf8(const std::u16string& text) {
   if (text.empty()) return std::string();
   if (std::all_of(text.begin(), text.end(), [](char16_t c) { return c < 0x80; })) {

@@ -9,6 +9,10 @@
 #include <map>
 #include <string>
 
+#include "cef/cef_string.h"
+
+class TnString;
+
 namespace xhav {
 class Browser;
 }  // namespace xhav
@@ -76,6 +80,9 @@ int scaleForDpi(int length);
 // The one conversion between UTF-8 and the wide (UTF-16) texts of the engine and the host.
 std::u16string Utf8ToWide(const std::string& text);
 std::string WideToUtf8(const std::u16string& text);
+// A TnBase text as the engine's string: the platform's strings share their immutable text, so
+// nothing is copied or converted; a null text is empty.
+CefString EngineText(const TnString* text);
 // Whether two wide texts are equal regardless of case (a null text is empty), as the client
 // compares names of windows, businesses and actions.
 bool SameIgnoringCase(const char16_t* a, const char16_t* b);

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "base/CommonFunc.h"
 #include "base/tn_log.h"
 #include "tn_webui_module.h"
 #include "tnbase/files.h"
@@ -33,8 +34,7 @@ std::string ArgString(const xhav::ArgList* args, std::size_t index) {
 // The element as the engine's UTF-16 text, with no conversion on the way.
 CefString ArgText(const xhav::ArgList* args, std::size_t index) {
   tnbase::TnStringPtr s(args->GetString(index));
-  return s ? CefString(std::u16string(s->GetData(), static_cast<std::size_t>(s->GetLength())))
-           : CefString();
+  return EngineText(s.get());
 }
 
 }  // namespace

@@ -16,6 +16,12 @@ namespace tnwebui {
 
 namespace {
 
+// The name of the call message, made once: every copy shares its text.
+const CefString& ExeBusinessActionName() {
+  static const CefString name(u"exebusinessaction");
+  return name;
+}
+
 constexpr char kLogSource[] = "..\\..\\src\\render\\tavrin_js_handler";
 
 constexpr char kExecute[] = "CCefV8HandlerImpl::Execute";
@@ -167,7 +173,7 @@ bool CCefV8HandlerImpl::ExecuteBusinessAction(CefRefPtr<CefBrowser> browser,
     return true;
   }
 
-  CefRefPtr<CefProcessMessage> message = CefProcessMessage::Create("exebusinessaction");
+  CefRefPtr<CefProcessMessage> message = CefProcessMessage::Create(ExeBusinessActionName());
   CefRefPtr<CefListValue> args = message->GetArgumentList();
   args->SetString(0, business);
   args->SetString(1, action);
@@ -227,7 +233,7 @@ bool CCefV8HandlerImpl::ExecuteJsApiRequest(CefRefPtr<CefBrowser> browser,
     return true;
   }
   TN_LOG(1, kFn, "send to the browser [%s]---------------------", request.c_str());
-  CefRefPtr<CefProcessMessage> message = CefProcessMessage::Create("exebusinessaction");
+  CefRefPtr<CefProcessMessage> message = CefProcessMessage::Create(ExeBusinessActionName());
   CefRefPtr<CefListValue> args = message->GetArgumentList();
   args->SetString(0, business);
   args->SetString(1, action);

@@ -217,11 +217,27 @@ CefRefPtr<CefV8Context> CefV8Context::GetEnteredContext() { return GetCurrentCon
 
 bool CefV8Context::InContext() { return !t_entered.empty(); }
 
-CefRefPtr<CefV8Value> CefV8Value::CreateUndefined() {
-  return new LocalValue(LocalValue::Kind::kUndefined);
+namespace {
+
+// undefined and null are one value each for the whole process, as in the engine: a function's
+// result or an array's hole costs no allocation. Neither can take a property.
+LocalValue* Singleton(LocalValue::Kind kind) {
+  auto* value = new LocalValue(kind);
+  value->AddRef();  // held for the process's life
+  return value;
 }
 
-CefRefPtr<CefV8Value> CefV8Value::CreateNull() { return new LocalValue(LocalValue::Kind::kNull); }
+}  // namespace
+
+CefRefPtr<CefV8Value> CefV8Value::CreateUndefined() {
+  static LocalValue* const undefined = Singleton(LocalValue::Kind::kUndefined);
+  return undefined;
+}
+
+CefRefPtr<CefV8Value> CefV8Value::CreateNull() {
+  static LocalValue* const null = Singleton(LocalValue::Kind::kNull);
+  return null;
+}
 
 CefRefPtr<CefV8Value> CefV8Value::CreateBool(bool value) {
   CefRefPtr<LocalValue> v = new LocalValue(LocalValue::Kind::kBool);

@@ -162,3 +162,18 @@ CefRefPtr<CefProcessMessage> CefProcessMessage::Copy() const {
   m->args_ = args_->Copy();
   return m;
 }
+
+CefRefPtr<CefProcessMessage> CefProcessMessage::Transfer() {
+  CefRefPtr<CefProcessMessage> m = new CefProcessMessage();
+  m->name_ = name_;
+  m->args_ = CefListValue::Create();
+  // The sender's list object (it may still hold it) is left empty, as a sent message's is; a
+  // nested list someone else also holds is copied for the receiver.
+  m->args_->items_ = std::move(args_->items_);
+  args_->items_.clear();
+  for (CefListValue::Item& it : m->args_->items_) {
+    if (it.list && !it.list->HasOneRef()) it.list = it.list->Copy();
+  }
+  valid_ = false;
+  return m;
+}

@@ -18,10 +18,12 @@ class BinaryImpl final : public Binary {
 
 }  // namespace
 
-ListArgs::ListArgs(CefRefPtr<CefListValue> list)
-    : list_(list ? list : CefListValue::Create()), nested_(list_->GetSize()) {
+ListArgs::ListArgs(CefRefPtr<CefListValue> list) : list_(list ? list : CefListValue::Create()) {
+  // Slots for nested lists only when there are some: most messages hold texts alone.
   for (std::size_t i = 0; i < list_->GetSize(); ++i) {
-    if (list_->GetType(i) == VTYPE_LIST) nested_[i] = std::make_unique<ListArgs>(list_->GetList(i));
+    if (list_->GetType(i) != VTYPE_LIST) continue;
+    if (nested_.empty()) nested_.resize(list_->GetSize());
+    nested_[i] = std::make_unique<ListArgs>(list_->GetList(i));
   }
 }
 
@@ -30,8 +32,8 @@ std::size_t ListArgs::GetCount() const { return list_->GetSize(); }
 int ListArgs::GetInt(std::size_t index) const { return list_->GetInt(index); }
 
 TnString* ListArgs::GetString(std::size_t index) const {
-  const CefString s = list_->GetString(index);
-  return allocStringFromWideChars(s.c_str(), static_cast<int32_t>(s.length()));
+  // The element's text is shared with the message, not copied.
+  return allocStringFromText(list_->GetString(index).text());
 }
 
 const ArgList* ListArgs::GetList(std::size_t index) const {
@@ -52,8 +54,7 @@ void DeliverToView(BrowserNotify* notify, CefRefPtr<CefBrowser> host,
     command = args->GetType(i) == VTYPE_STRING;
   }
   const CefString name = message->GetName();
-  tnbase::TnStringPtr text(
-      allocStringFromWideChars(name.c_str(), static_cast<int32_t>(name.length())));
+  tnbase::TnStringPtr text(allocStringFromText(name.text()));
   if (command) {
     ListArgs list(args);
     bool result = false;

@@ -135,8 +135,8 @@ class LocalRenderSide::Browser final : public CefBrowser {
   bool SendProcessMessage(CefProcessId target, CefRefPtr<CefProcessMessage> message) override {
     if (target != PID_BROWSER || !message || closed_) return false;
     if (!MayAct(message->GetName().ToString())) return false;
-    // The sender may change its message once this returns: the link gets a copy.
-    link_->SendToBrowser(id_, message->Copy(), acting_);
+    // The arguments move to the link; the sender's message is left spent.
+    link_->SendToBrowser(id_, message->Transfer(), acting_);
     return true;
   }
   void SetState(bool canGoBack, bool canGoForward) {
@@ -278,8 +278,7 @@ void LocalRenderSide::Deliver(int browser, CefRefPtr<CefProcessMessage> message)
   RenderNotify* notify = host_.notify();
   auto it = browsers_.find(browser);
   if (!notify || !message || it == browsers_.end()) return;
-  tnbase::TnStringPtr name(allocStringFromWideChars(
-      message->GetName().c_str(), static_cast<int32_t>(message->GetName().length())));
+  tnbase::TnStringPtr name(allocStringFromText(message->GetName().text()));
   inproc::ListArgs list(message->GetArgumentList());
   notify->OnHavMessage(it->second.get(), PID_BROWSER, name.get(), &list);
 }

@@ -46,8 +46,8 @@ bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* 
       new inproc::HostBrowser(id, [this, browser, id](CefRefPtr<CefProcessMessage> m) {
         if (!browser->alive()) return false;
         trace_("send", PID_RENDERER, id, m);
-        // The sender may change its message once this returns: the render side gets a copy.
-        ui_.PostTask([this, browser, m = m->Copy()] {
+        // The arguments move to the render side; the sender's message is left spent.
+        ui_.PostTask([this, browser, m = m->Transfer()] {
           if (browser->alive()) renderSide_->Deliver(browser->id_, m);
         });
         return true;

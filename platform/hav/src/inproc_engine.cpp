@@ -32,15 +32,16 @@ class QueueTransport final : public Transport {
 
   bool Send(CefProcessId target, int browserId, CefRefPtr<CefProcessMessage> message) override {
     if (!message || (target != PID_BROWSER && target != PID_RENDERER)) return false;
-    // Crossing the border copies the message, as a real process border would.
-    CefRefPtr<CefProcessMessage> copy = message->Copy();
-    runners_[target]->PostTask([this, target, browserId, copy] {
+    // The message crosses the border as the engine's own sends do: its arguments move to the
+    // receiver and the sender's message is left spent.
+    CefRefPtr<CefProcessMessage> sent = message->Transfer();
+    runners_[target]->PostTask([this, target, browserId, sent] {
       Receiver receiver;
       {
         std::lock_guard<std::mutex> lock(mutex_);
         receiver = receivers_[target];
       }
-      if (receiver) receiver(browserId, copy);
+      if (receiver) receiver(browserId, sent);
     });
     return true;
   }
@@ -465,8 +466,7 @@ void Engine::DeliverToRenderer(int browserId, CefRefPtr<CefProcessMessage> messa
   std::shared_ptr<Page> page = FindPage(browserId);
   RenderNotify* notify = render_notify();
   if (!page || !notify) return;
-  tnbase::TnStringPtr name(allocStringFromWideChars(
-      message->GetName().c_str(), static_cast<int32_t>(message->GetName().length())));
+  tnbase::TnStringPtr name(allocStringFromText(message->GetName().text()));
   ListArgs args(message->GetArgumentList());
   const bool taken = notify->OnHavMessage(page->browser(), PID_BROWSER, name.get(), &args);
   std::lock_guard<std::mutex> lock(mutex_);

@@ -14,7 +14,7 @@ struct Range {
 };
 
 // Clamps (start, length) to the text; a negative length runs to the end.
-Range Clamp(const std::u16string& text, int32_t start, int32_t length) {
+Range Clamp(std::u16string_view text, int32_t start, int32_t length) {
   const int32_t size = static_cast<int32_t>(text.size());
   start = std::clamp(start, 0, size);
   const int32_t rest = size - start;
@@ -38,21 +38,15 @@ int CompareRanges(Range a, Range b, Map map) {
   return a.size == b.size ? 0 : (a.size < b.size ? -1 : 1);
 }
 
-std::u16string FromUTF8(const char* text, int32_t length) {
+tnbase::SharedText FromUTF8(const char* text, int32_t length) {
   if (!text) return {};
-  std::u16string out;
-  tnbase::Utf8ToUtf16(text, length < 0 ? std::strlen(text) : static_cast<std::size_t>(length),
-                      &out);
-  return out;
+  return tnbase::SharedText::FromUtf8(
+      text, length < 0 ? std::strlen(text) : static_cast<std::size_t>(length));
 }
 
 }  // namespace
 
-std::string TnString::ToUTF8() const {
-  std::string out;
-  tnbase::Utf16ToUtf8(text_.data(), text_.size(), &out);
-  return out;
-}
+std::string TnString::ToUTF8() const { return text_.ToUtf8(); }
 
 TnString* TnString::Clone() const { return new TnString(text_); }
 
@@ -62,17 +56,15 @@ void TnString::Release() {
 
 int TnString::Compare(int32_t start, int32_t length, const TnString* other, int32_t otherStart,
                       int32_t otherLength) const {
-  static const std::u16string kEmpty;
-  return CompareRanges(Clamp(text_, start, length),
-                       Clamp(other ? other->text_ : kEmpty, otherStart, otherLength),
+  return CompareRanges(Clamp(text_.view(), start, length),
+                       Clamp(other ? other->text_.view() : u"", otherStart, otherLength),
                        [](char16_t c) { return c; });
 }
 
 int TnString::CompareIgnoreCase(int32_t start, int32_t length, const TnString* other,
                                 int32_t otherStart, int32_t otherLength) const {
-  static const std::u16string kEmpty;
-  return CompareRanges(Clamp(text_, start, length),
-                       Clamp(other ? other->text_ : kEmpty, otherStart, otherLength), Fold);
+  return CompareRanges(Clamp(text_.view(), start, length),
+                       Clamp(other ? other->text_.view() : u"", otherStart, otherLength), Fold);
 }
 
 bool TnString::StartsWith(const TnString* prefix, bool ignoreCase) const {
@@ -83,13 +75,16 @@ bool TnString::StartsWith(const TnString* prefix, bool ignoreCase) const {
 
 int32_t TnString::Find(const TnString* what, int32_t from) const {
   if (!what || from < 0 || from > GetLength()) return -1;
-  const auto pos = text_.find(what->text_, static_cast<size_t>(from));
+  const auto pos = text_.view().find(what->text_.view(), static_cast<size_t>(from));
   return pos == std::u16string::npos ? -1 : static_cast<int32_t>(pos);
 }
 
 void TnString::TrimLineEnd() {
-  if (!text_.empty() && text_.back() == u'\n') text_.pop_back();
-  if (!text_.empty() && text_.back() == u'\r') text_.pop_back();
+  // The text may be shared: a shorter one is made, and only when there is something to trim.
+  std::u16string_view text = text_.view();
+  if (!text.empty() && text.back() == u'\n') text.remove_suffix(1);
+  if (!text.empty() && text.back() == u'\r') text.remove_suffix(1);
+  if (text.size() != text_.size()) text_ = tnbase::SharedText(text);
 }
 
 bool TnString::Equals(const char* utf8) const { return text_ == FromUTF8(utf8, -1); }
@@ -99,20 +94,24 @@ bool TnString::EqualsIgnoreCase(const char* utf8) const {
   if (!utf8) utf8 = "";
   std::size_t i = 0;
   for (; utf8[i] && !(utf8[i] & 0x80); ++i) {
-    if (i >= text_.size() || Fold(text_[i]) != Fold(static_cast<char16_t>(utf8[i]))) return false;
+    if (i >= text_.size() || Fold(text_.data()[i]) != Fold(static_cast<char16_t>(utf8[i])))
+      return false;
   }
   if (!utf8[i]) return i == text_.size();
   TnString other(FromUTF8(utf8, -1));
   return CompareIgnoreCase(0, -1, &other, 0, -1) == 0;
 }
 
-TnString* allocString() { return new TnString(std::u16string()); }
+TnString* allocString() { return new TnString(tnbase::SharedText()); }
 
 TnString* allocStringFromUTF8(const char* text, int32_t length) {
   return new TnString(FromUTF8(text, length));
 }
 
 TnString* allocStringFromWideChars(const char16_t* text, int32_t length) {
-  if (!text) return new TnString(std::u16string());
-  return new TnString(length < 0 ? std::u16string(text) : std::u16string(text, length));
+  if (!text) return new TnString(tnbase::SharedText());
+  return new TnString(tnbase::SharedText(
+      text, length < 0 ? std::char_traits<char16_t>::length(text) : static_cast<size_t>(length)));
 }
+
+TnString* allocStringFromText(const tnbase::SharedText& text) { return new TnString(text); }

@@ -114,6 +114,18 @@ HRESULT ScriptedBusinessCore::ExecuteBusinessAction(const char16_t* business,
                                                     const char16_t* json,
                                                     const char16_t* callbackId,
                                                     IBrowserViewCallback* callback) {
+  std::shared_ptr<const std::pair<int32_t, std::u16string>> atOnce;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    atOnce = atOnce_;
+  }
+  if (atOnce) {
+    if (callback) {
+      callback->OnBusinessResult(business, action, callbackId, atOnce->first,
+                                 atOnce->second.c_str());
+    }
+    return S_OK;
+  }
   BusinessCall call{business ? business : u"", action ? action : u"",         param ? param : u"",
                     json ? json : u"",         callbackId ? callbackId : u"", callback};
   std::function<HRESULT(const BusinessCall&)> handler;
@@ -153,6 +165,12 @@ void ScriptedBusinessCore::SetOrgKeyHook(std::function<void()> hook) {
 void ScriptedBusinessCore::SetHandler(std::function<HRESULT(const BusinessCall&)> handler) {
   std::lock_guard<std::mutex> lock(mutex_);
   handler_ = std::move(handler);
+  atOnce_.reset();
+}
+
+void ScriptedBusinessCore::AnswerAtOnce(int32_t code, std::u16string data) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  atOnce_ = std::make_shared<const std::pair<int32_t, std::u16string>>(code, std::move(data));
 }
 
 std::vector<BusinessCall> ScriptedBusinessCore::calls() const {

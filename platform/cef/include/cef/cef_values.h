@@ -65,7 +65,8 @@ class CEF_API CefListValue : public virtual CefBaseRefCounted {
   bool SetBinary(std::size_t index, CefRefPtr<CefBinaryValue> value);
   bool SetList(std::size_t index, CefRefPtr<CefListValue> value);
 
-  // A deep copy: nested lists are copied, binary blocks are shared (they are immutable).
+  // A deep copy: nested lists are copied, binary blocks and string texts are shared (they are
+  // immutable).
   CefRefPtr<CefListValue> Copy() const;
 
  private:
@@ -78,6 +79,7 @@ class CEF_API CefListValue : public virtual CefBaseRefCounted {
     CefRefPtr<CefBinaryValue> binary;
     CefRefPtr<CefListValue> list;
   };
+  friend class CefProcessMessage;
   Item& Slot(std::size_t index);
   const Item* At(std::size_t index, CefValueType type) const;
 

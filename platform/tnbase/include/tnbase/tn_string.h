@@ -5,17 +5,20 @@
 #include <string>
 
 #include "tnbase/export.h"
+#include "tnbase/shared_text.h"
 
 // The reference-counted UTF-16 text object of TnBase. Objects come from the alloc functions
 // with one reference and are given back through Release(). Positions and lengths count UTF-16
-// code units; a negative length means "to the end".
+// code units; a negative length means "to the end". The text itself is shared: an object made
+// from another platform string (allocStringFromText) or cloned takes its text without copying.
 class TNBASE_API TnString {
  public:
   TnString(const TnString&) = delete;
   TnString& operator=(const TnString&) = delete;
 
   int32_t GetLength() const { return static_cast<int32_t>(text_.size()); }
-  const char16_t* GetData() const { return text_.c_str(); }
+  const char16_t* GetData() const { return text_.data(); }
+  const tnbase::SharedText& Text() const { return text_; }
   std::string ToUTF8() const;
   TnString* Clone() const;
 
@@ -43,17 +46,19 @@ class TNBASE_API TnString {
   friend TNBASE_API TnString* allocString();
   friend TNBASE_API TnString* allocStringFromUTF8(const char* text, int32_t length);
   friend TNBASE_API TnString* allocStringFromWideChars(const char16_t* text, int32_t length);
+  friend TNBASE_API TnString* allocStringFromText(const tnbase::SharedText& text);
 
-  explicit TnString(std::u16string text) : text_(std::move(text)) {}
+  explicit TnString(tnbase::SharedText text) : text_(std::move(text)) {}
   ~TnString() = default;
 
-  std::u16string text_;
+  tnbase::SharedText text_;
   std::atomic<int32_t> refs_{1};
 };
 
 TNBASE_API TnString* allocString();
 TNBASE_API TnString* allocStringFromUTF8(const char* text, int32_t length = -1);
 TNBASE_API TnString* allocStringFromWideChars(const char16_t* text, int32_t length = -1);
+TNBASE_API TnString* allocStringFromText(const tnbase::SharedText& text);
 
 namespace tnbase {
 
