@@ -11,7 +11,8 @@
 // answer (callback id, code, data) goes back the same way, and the page's function is called
 // with the code and the data. An in-process hop moves a message: nothing is copied on the way.
 // An event: its text is converted once; each subscription's message is made, moved and read,
-// and the page's function called with its four values.
+// and the page's function called with its four values. Every hop is handed to the other
+// side's task queue, as a message between two threads must be.
 
 #include <benchmark/benchmark.h>
 
@@ -22,9 +23,20 @@
 #include "base/json.h"
 #include "cef/cef_process_message.h"
 #include "cef/inproc_v8.h"
+#include "hav/inproc_engine.h"
+#include "tnbase/task_queue.h"
 #include "tnbase/tn_string.h"
 
 namespace platform_floor {
+
+// Hands a moved message to the other side's queue and runs it there: one hop between threads.
+inline CefRefPtr<CefProcessMessage> Hop(const CefRefPtr<CefProcessMessage>& message) {
+  static tnbase::TaskQueue* const queue = new tnbase::TaskQueue("floor");
+  CefRefPtr<CefProcessMessage> received;
+  queue->PostTask([&received, sent = message->Transfer()] { received = sent; });
+  queue->RunUntilIdle();
+  return received;
+}
 
 // A page function that counts its calls.
 inline CefRefPtr<CefV8Value> CountingFunction(const char* name, long* calls) {
@@ -37,7 +49,7 @@ inline CefRefPtr<CefV8Value> CountingFunction(const char* name, long* calls) {
 
 // Reads every text of a moved message as the browser side's strings, and hands them on as the
 // view's interface takes them: wide texts, one copy each.
-inline void ReadTexts(const CefRefPtr<CefProcessMessage>& message) {
+inline std::vector<std::u16string> ReadTexts(const CefRefPtr<CefProcessMessage>& message) {
   CefRefPtr<CefListValue> args = message->GetArgumentList();
   std::vector<std::u16string> texts;
   texts.reserve(args->GetSize());
@@ -45,20 +57,26 @@ inline void ReadTexts(const CefRefPtr<CefProcessMessage>& message) {
     tnbase::TnStringPtr text(allocStringFromText(args->GetString(i).text()));
     texts.emplace_back(text->GetData(), static_cast<std::size_t>(text->GetLength()));
   }
-  benchmark::DoNotOptimize(texts.data());
+  return texts;
 }
 
-// A native function the page calls; `body` runs inside it, as a handler's work would.
+// A native function on a page of the in-process engine, which the page calls by its dotted
+// name as its script would (the property lookups included); `body` runs inside it, as a
+// handler's work would.
 class NativeCall {
  public:
   using Body = std::function<void(const CefV8ValueList&)>;
-  explicit NativeCall(Body body)
-      : context_(cef_inproc::CreateContext(nullptr, nullptr)),
-        function_(CefV8Value::CreateFunction("call", new Handler(std::move(body)))) {}
-  void CallFromPage(const CefV8ValueList& args) {
-    cef_inproc::CallFromScript(context_, function_, args);
+  explicit NativeCall(Body body) : page_(engine_.OpenPage(false)) {
+    engine_.RunUntilIdle();
+    CefRefPtr<CefV8Value> object = CefV8Value::CreateObject(nullptr);
+    object->SetValue("exebusinessaction",
+                     CefV8Value::CreateFunction("exebusinessaction", new Handler(std::move(body))),
+                     V8_PROPERTY_ATTRIBUTE_NONE);
+    page_->global()->SetValue("tnpx", object, V8_PROPERTY_ATTRIBUTE_NONE);
   }
-  CefRefPtr<CefV8Context> context() const { return context_; }
+  ~NativeCall() { page_.reset(); }
+  void CallFromPage(const CefV8ValueList& args) { page_->Call("tnpx.exebusinessaction", args); }
+  CefRefPtr<CefV8Context> context() const { return page_->context(); }
 
  private:
   class Handler final : public CefV8Handler {
@@ -75,8 +93,8 @@ class NativeCall {
     IMPLEMENT_REFCOUNTING(Handler);
   };
 
-  CefRefPtr<CefV8Context> context_;
-  CefRefPtr<CefV8Value> function_;
+  xhav::inproc::Engine engine_{xhav::kProcessTypeRender};
+  std::shared_ptr<xhav::inproc::Page> page_;
 };
 
 // The answer's way back: its message made, moved and read, and the page's function called.
@@ -90,7 +108,7 @@ inline void Answer(const CefRefPtr<CefV8Context>& context, const CefRefPtr<CefV8
   result->SetString(2, data);
   answer->GetArgumentList()->SetList(2, result);
   result = nullptr;
-  CefRefPtr<CefProcessMessage> received = answer->Transfer();
+  CefRefPtr<CefProcessMessage> received = Hop(answer);
   CefRefPtr<CefListValue> got = received->GetArgumentList()->GetList(2);
   tnbase::TnStringPtr gotId(allocStringFromText(got->GetString(0).text()));
   tnbase::TnStringPtr gotData(allocStringFromText(got->GetString(2).text()));
@@ -99,16 +117,16 @@ inline void Answer(const CefRefPtr<CefV8Context>& context, const CefRefPtr<CefV8
       {CefV8Value::CreateInt(got->GetInt(1)), CefV8Value::CreateString(gotData->Text())});
 }
 
-// The call's way to the browser side: its message made from the page's texts, moved and read.
-inline CefRefPtr<CefProcessMessage> Call(const std::vector<CefString>& texts) {
+// The call's way to the browser side: its message made from the page's texts, moved and read
+// into the wide texts the core is given. A core that answers inside the call answers while
+// they live: the caller keeps them until its answer is made.
+inline std::vector<std::u16string> Call(const std::vector<CefString>& texts) {
   static const CefString kName(u"call");
   CefRefPtr<CefProcessMessage> call = CefProcessMessage::Create(kName);
   CefRefPtr<CefListValue> args = call->GetArgumentList();
   for (std::size_t i = 0; i < texts.size(); ++i) args->SetString(i, texts[i]);
   args = nullptr;
-  CefRefPtr<CefProcessMessage> received = call->Transfer();
-  ReadTexts(received);
-  return received;
+  return ReadTexts(Hop(call));
 }
 
 // One subscription's share of an event: its message made, moved and read, and the page's
@@ -125,7 +143,7 @@ inline void Push(const CefRefPtr<CefV8Context>& context, const CefRefPtr<CefV8Va
   args->SetString(3, format);
   args->SetString(4, text);
   args = nullptr;
-  CefRefPtr<CefProcessMessage> received = push->Transfer();
+  CefRefPtr<CefProcessMessage> received = Hop(push);
   CefRefPtr<CefListValue> got = received->GetArgumentList();
   tnbase::TnStringPtr gotKey(allocStringFromText(got->GetString(0).text()));
   tnbase::TnStringPtr gotName(allocStringFromText(got->GetString(2).text()));

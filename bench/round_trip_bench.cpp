@@ -70,10 +70,10 @@ void BM_Classic_Floor(benchmark::State& state) {
   auto callback = platform_floor::CountingFunction("done", &answers);
   std::unique_ptr<platform_floor::NativeCall> native;
   native = std::make_unique<platform_floor::NativeCall>([&](const CefV8ValueList& a) {
-    CefRefPtr<CefProcessMessage> call = platform_floor::Call(
+    const std::vector<std::u16string> call = platform_floor::Call(
         {a[0]->GetStringValue(), a[1]->GetStringValue(), a[2]->GetStringValue(),
          a[3]->GetStringValue(), CefString(std::to_string(a[4]->GetIntValue()))});
-    platform_floor::Answer(native->context(), a[5], call->GetArgumentList()->GetString(4),
+    platform_floor::Answer(native->context(), a[5], CefString(call[4].c_str()),
                            CefString(answer.c_str()));
   });
   const CefV8ValueList args = {CefV8Value::CreateString("Contact"),
@@ -128,10 +128,10 @@ void BM_Sdk_Floor(benchmark::State& state) {
     Json::Value& payload = request["payload"];
     payload["appIdImplId"] = "";
     payload["isFromJsSDK"] = true;
-    CefRefPtr<CefProcessMessage> call =
+    const std::vector<std::u16string> call =
         platform_floor::Call({CefString("common"), CefString("config"), CefString(),
                               CefString(tnwebui::WriteJson(payload)), CefString("0")});
-    platform_floor::Answer(native->context(), respond, call->GetArgumentList()->GetString(4),
+    platform_floor::Answer(native->context(), respond, CefString(call[4].c_str()),
                            CefString(answer.c_str()));
   });
   const CefV8ValueList args = {

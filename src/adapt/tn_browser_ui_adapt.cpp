@@ -409,6 +409,7 @@ void TnBrowserAdaptUI::ExeBusinessActionCallback(TnString* business, TnString* a
         args->SetString(0, EngineText(business));
         args->SetString(1, EngineText(action));
         args->SetList(2, result ? result : CefListValue::Create());
+        result = nullptr;  // the message holds it now
         static_cast<CefBrowser*>(engineBrowser)->SendProcessMessage(PID_RENDERER, message);
       }
     }

@@ -1,5 +1,7 @@
 #include "adapt/tn_browser_ui_callback.h"
 
+#include <algorithm>
+
 #include "adapt/tn_browser_ui_adapt.h"
 #include "base/CommonFunc.h"
 #include "base/tn_log.h"
@@ -13,9 +15,15 @@ constexpr char kLogSource[] = "..\\..\\src\\adapt\\tn_browser_ui_callback";
 
 // The name with its ASCII letters in lower case, as pages send names.
 TnString* LowerName(const char16_t* name) {
-  std::u16string text(name ? name : u"");
+  const std::u16string_view given(name ? name : u"");
+  auto upper = [](char16_t c) { return c >= u'A' && c <= u'Z'; };
+  // Names mostly come in lower case already: those are taken as they are.
+  if (std::none_of(given.begin(), given.end(), upper)) {
+    return allocStringFromWideChars(given.data(), static_cast<int32_t>(given.size()));
+  }
+  std::u16string text(given);
   for (char16_t& c : text) {
-    if (c >= u'A' && c <= u'Z') c = static_cast<char16_t>(c - u'A' + u'a');
+    if (upper(c)) c = static_cast<char16_t>(c - u'A' + u'a');
   }
   return allocStringFromWideChars(text.data(), static_cast<int32_t>(text.size()));
 }
@@ -44,7 +52,8 @@ void TnBrowserAdaptCallback::OnBusinessResult(const char16_t* business, const ch
     if (view_ && view_->TryAddRef()) view = view_;
   }
   if (!view) return;
-  view->ExeBusinessActionCallback(lowBusiness.get(), lowAction.get(), result);
+  // The result goes with the call: the message it joins is then its only holder and moves whole.
+  view->ExeBusinessActionCallback(lowBusiness.get(), lowAction.get(), std::move(result));
   view->Release();
 }
 

@@ -510,8 +510,9 @@ void CCefV8HandlerImpl::RunBusinessCallback(CefRefPtr<CefBrowser> browser,
   context->Enter();
   CefV8ValueList args;
   if (wrap->isJsSdk == 0) {
+    // The id as it came (its text shared), or "0" for none.
     args = {CefV8Value::CreateInt(code), CefV8Value::CreateString(data),
-            CefV8Value::CreateString(id)};
+            CefV8Value::CreateString(idText.empty() ? CefString(u"0") : idText)};
   } else {
     args = {CefV8Value::CreateString(
         SdkResponse(business, action, code, data.ToString(), wrap->meta, context))};
