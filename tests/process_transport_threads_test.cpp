@@ -288,6 +288,17 @@ TEST_F(SocketTransport, TheQueueMovesASentMessageAndKeepsWhatTheSenderStillHolds
   EXPECT_FALSE(m->IsValid());
   EXPECT_EQ(args->GetSize(), 0u);
   EXPECT_TRUE(received->IsValid());
+  // Sent twice, a message would arrive empty: the second send is refused, on either transport.
+  EXPECT_FALSE(queue->Send(PID_RENDERER, 1, m));
+  int fds[2];
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
+  auto socket = CreateSocketTransport(fds[0], PID_BROWSER, &browserRunner, nullptr);
+  CefRefPtr<CefProcessMessage> other = Sample();
+  EXPECT_TRUE(socket->Send(PID_RENDERER, 1, other));
+  EXPECT_FALSE(other->IsValid());
+  EXPECT_FALSE(socket->Send(PID_RENDERER, 1, other));
+  socket.reset();
+  ::close(fds[1]);
 }
 
 // Copies of a text share it, on any thread; a TnString made from one, trimmed or cloned, never

@@ -169,13 +169,16 @@ TEST_F(RenderEntry, AnAnswerWhoseResultIsNoListChangesNothingInThePage) {
   PageFunction parked;
   // A parked callback with the id an empty result would fall back to.
   handler->AddJsFunCallback(page->browser(), "a_b_0", parked.value, page->context(), "", 0);
-  auto message = CefProcessMessage::Create("ExeBusinessActionCallback");
-  message->GetArgumentList()->SetString(0, "a");
-  message->GetArgumentList()->SetString(1, "b");
-  message->GetArgumentList()->SetString(2, "not a list");
-  Deliver(*page, message);
-  message->GetArgumentList()->SetInt(2, 0);
-  Deliver(*page, message);
+  // A sent message is spent: each answer is a message of its own.
+  auto answer = [](auto setResult) {
+    auto message = CefProcessMessage::Create("ExeBusinessActionCallback");
+    message->GetArgumentList()->SetString(0, "a");
+    message->GetArgumentList()->SetString(1, "b");
+    setResult(message->GetArgumentList());
+    return message;
+  };
+  Deliver(*page, answer([](CefRefPtr<CefListValue> args) { args->SetString(2, "not a list"); }));
+  Deliver(*page, answer([](CefRefPtr<CefListValue> args) { args->SetInt(2, 0); }));
   EXPECT_EQ(engine.TakeHavResults(), (std::vector<bool>{false, false}));
   EXPECT_TRUE(parked.calls->empty());
   EXPECT_EQ(log.Count("OnHavMessage:exebusinessactioncallback without a result list, dropped", 4,

@@ -133,7 +133,7 @@ class LocalRenderSide::Browser final : public CefBrowser {
   bool CanGoForward() override { return canGoForward_; }
   CefRefPtr<CefFrame> GetMainFrame() override { return nullptr; }
   bool SendProcessMessage(CefProcessId target, CefRefPtr<CefProcessMessage> message) override {
-    if (target != PID_BROWSER || !message || closed_) return false;
+    if (target != PID_BROWSER || !message || !message->IsValid() || closed_) return false;
     if (!MayAct(message->GetName().ToString())) return false;
     // The arguments move to the link; the sender's message is left spent.
     link_->SendToBrowser(id_, message->Transfer(), acting_);

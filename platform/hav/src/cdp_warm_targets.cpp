@@ -44,7 +44,7 @@ bool Engine::CreateBrowser(const char* url, BrowserParam* param, BrowserNotify* 
   const int id = browser->id_;
   browser->hostBrowser_ =
       new inproc::HostBrowser(id, [this, browser, id](CefRefPtr<CefProcessMessage> m) {
-        if (!browser->alive()) return false;
+        if (!browser->alive() || !m || !m->IsValid()) return false;
         trace_("send", PID_RENDERER, id, m);
         // The arguments move to the render side; the sender's message is left spent.
         ui_.PostTask([this, browser, m = m->Transfer()] {

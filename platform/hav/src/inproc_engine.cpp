@@ -31,7 +31,10 @@ class QueueTransport final : public Transport {
   }
 
   bool Send(CefProcessId target, int browserId, CefRefPtr<CefProcessMessage> message) override {
-    if (!message || (target != PID_BROWSER && target != PID_RENDERER)) return false;
+    // A spent message (sent before) is refused.
+    if (!message || !message->IsValid() || (target != PID_BROWSER && target != PID_RENDERER)) {
+      return false;
+    }
     // The message crosses the border as the engine's own sends do: its arguments move to the
     // receiver and the sender's message is left spent.
     CefRefPtr<CefProcessMessage> sent = message->Transfer();

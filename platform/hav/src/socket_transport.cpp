@@ -272,8 +272,9 @@ class SocketTransport final : public Transport {
   }
 
   bool Send(CefProcessId target, int browserId, CefRefPtr<CefProcessMessage> message) override {
-    if (!message || target == local_) return false;
-    return Write(Frame(EncodeProcessMessage(target, browserId, message)));
+    // A spent message (sent before) is refused; sending spends this one, as every send does.
+    if (!message || !message->IsValid() || target == local_) return false;
+    return Write(Frame(EncodeProcessMessage(target, browserId, message->Transfer())));
   }
 
   void SendControl(const Control& control) override {
