@@ -4,7 +4,9 @@
 //   open latency     CreateBrowserView of file://tavrin5main/bench-window.html until the page's
 //                    first business action is answered (it says so on its console), fifty
 //                    times, the windows staying open; floor: a bare target created, navigated
-//                    to the same page (from its file) and evaluated once, fifty times.
+//                    to the same page (from its file) and evaluated once, fifty times, in
+//                    Chromium's default browser context and in one of their own (as the
+//                    windows of an account are).
 //   memory           the host's resident memory, the render host's and every Chromium process's
 //                    proportional share, per window, with the fifty windows open; floor: the
 //                    same with the fifty bare targets. After the windows close: the host's
@@ -21,8 +23,9 @@
 //                    light app) of file://tavrin5main/bench-light.html until its /window/init
 //                    is answered, twenty times, each closed before the next and opened half a
 //                    second after it: on targets the engine keeps ready, and with none kept;
-//                    floor: bare targets of the same page, made when asked for, and made
-//                    beforehand (only their navigation timed).
+//                    floor: bare targets of the same page, made when asked for (in Chromium's
+//                    default browser context, and in one of their own as an account's window
+//                    is), and made beforehand (only their navigation timed).
 //   pool memory      all processes' memory with one kept target, beside one light window's,
 //                    each measured alone.
 //
@@ -145,14 +148,17 @@ class Client : public ChromiumClient {
   }
 
   // A bare target at `url`, evaluated once after its load; its target id (empty on failure).
-  std::string OpenBare(const std::string& url, std::string* session) {
-    const std::string target = MakeBare(session);
+  // `context`: a browser context's id, or empty for Chromium's default one.
+  std::string OpenBare(const std::string& url, std::string* session,
+                       const std::string& context = "") {
+    const std::string target = MakeBare(session, context);
     return target.empty() ? "" : NavigateBare(target, *session, url);
   }
   // A bare target on about:blank, attached; its target id (empty on failure).
-  std::string MakeBare(std::string* session) {
+  std::string MakeBare(std::string* session, const std::string& context = "") {
     Json::Value params, result;
     params["url"] = "about:blank";
+    if (!context.empty()) params["browserContextId"] = context;
     if (!engine->connection().Call("Target.createTarget", params, "", &result)) return "";
     const std::string target = result["targetId"].asString();
     Json::Value attach;
@@ -182,6 +188,17 @@ class Client : public ChromiumClient {
         return target;
     }
     return "";
+  }
+  // A browser context of Chromium's, as a cookie space has; its id (empty on failure).
+  std::string NewContext() {
+    Json::Value result;
+    engine->connection().Call("Target.createBrowserContext", Json::Value(), "", &result);
+    return result["browserContextId"].asString();
+  }
+  void DisposeContext(const std::string& context) {
+    Json::Value params;
+    params["browserContextId"] = context;
+    engine->connection().Call("Target.disposeBrowserContext", params, "", nullptr);
   }
   void CloseBare(const std::string& target) {
     Json::Value params, result;
@@ -387,6 +404,19 @@ int main(int argc, char** argv) {
     bareFan.push_back(Ms(Clock::now() - start));
   }
   for (const std::string& target : bare) client.CloseBare(target);
+  // The windows open in their account's browser context, where Chromium keeps no spare
+  // renderer as it does in its default one: fifty bare targets in a context of their own too.
+  const std::string ownContext = client.NewContext();
+  std::vector<double> bareOwnOpen;
+  bare.clear();
+  for (int i = 0; i < kWindows; ++i) {
+    const auto start = Clock::now();
+    bare.push_back(client.OpenBare(file, &bareSessions[i], ownContext));
+    bareOwnOpen.push_back(Ms(Clock::now() - start));
+    if (bare.back().empty()) return std::printf("scale_bench: a bare target did not load\n"), 1;
+  }
+  for (const std::string& target : bare) client.CloseBare(target);
+  client.DisposeContext(ownContext);
   const Memory afterBare = client.Measure();
 
   // Fifty windows of the module, opened one after the other.
@@ -406,6 +436,9 @@ int main(int argc, char** argv) {
 
   Line("open latency p50", Percentile(open, 50), Percentile(bareOpen, 50), "ms", 1.15);
   Line("open latency p99", Percentile(open, 99), Percentile(bareOpen, 99), "ms", 1.5);
+  Line("  p50, beside bare targets in a context of their own", Percentile(open, 50),
+       Percentile(bareOwnOpen, 50), "ms", 1.15);
+  Line("  p99, the same", Percentile(open, 99), Percentile(bareOwnOpen, 99), "ms", 1.5);
   const double floorPerTarget = (withBare.total() - idle.total()) / 1024.0 / kWindows;
   const double perWindow = (withWindows.total() - afterBare.total()) / 1024.0 / kWindows;
   Line("memory per window (host + all processes)", perWindow, floorPerTarget, "MiB", 1.1);
@@ -510,13 +543,23 @@ int main(int argc, char** argv) {
   const auto pause = std::chrono::milliseconds(500);
   // Bare targets made when asked for, and made beforehand (only the navigation timed: the
   // least that a window on a kept target must wait for).
-  std::vector<double> bareLight, bareMade;
+  // A window of an account opens in its cookie space's browser context, where Chromium keeps
+  // no spare renderer as it does for its default one: bare targets made when asked for in a
+  // browser context of their own are the floor of the same kind.
+  const std::string bareContext = client.NewContext();
+  std::vector<double> bareLight, bareMade, bareOwn;
   for (int i = 0; i < kLightWindows; ++i) {
     std::this_thread::sleep_for(pause);
     std::string session;
     auto start = Clock::now();
     std::string target = client.OpenBare(lightFile, &session);
     bareLight.push_back(Ms(Clock::now() - start));
+    if (target.empty()) return std::printf("scale_bench: a bare target did not load\n"), 1;
+    client.CloseBare(target);
+    std::this_thread::sleep_for(pause);
+    start = Clock::now();
+    target = client.OpenBare(lightFile, &session, bareContext);
+    bareOwn.push_back(Ms(Clock::now() - start));
     if (target.empty()) return std::printf("scale_bench: a bare target did not load\n"), 1;
     client.CloseBare(target);
     target = client.MakeBare(&session);
@@ -558,6 +601,7 @@ int main(int argc, char** argv) {
   client.engine->KeepWarm("");
   client.WaitWarm();
   const Memory withKept = client.Measure();
+  client.DisposeContext(bareContext);
   const double bare50 = Percentile(bareLight, 50), bare99 = Percentile(bareLight, 99);
   Line("light window, kept target, p50", Percentile(kept, 50), bare50, "ms", 0.5);
   Line("light window, kept target, p99", Percentile(kept, 99), bare99, "ms", 1.5);
@@ -567,6 +611,11 @@ int main(int argc, char** argv) {
        Percentile(bareMade, 99), "ms", 1.5);
   Line("light window, no target kept, p50", Percentile(cold, 50), bare50, "ms", 1.2);
   Line("light window, no target kept, p99", Percentile(cold, 99), bare99, "ms", 1.5);
+  const double own50 = Percentile(bareOwn, 50), own99 = Percentile(bareOwn, 99);
+  Line("  kept, beside a bare target in a context of its own", Percentile(kept, 50), own50, "ms",
+       0.5);
+  Line("  no target kept, the same", Percentile(cold, 50), own50, "ms", 1.2);
+  Line("  no target kept, the same p99", Percentile(cold, 99), own99, "ms", 1.5);
   Line("memory of the idle pool (1 kept target)", (withKept.total() - withoutKept.total()) / 1024.0,
        (oneWindow.total() - nothing.total()) / 1024.0, "MiB", 1.0);
   std::printf("  (its floor: one light window's, measured alone the same way)\n");
