@@ -18,15 +18,19 @@ CEF_API bool cef_string_utf16_to_utf8(const char16_t* src, std::size_t src_len, 
 class CefString {
  public:
   CefString() = default;
-  CefString(const char* utf8) : text_(FromUtf8(utf8, utf8 ? std::strlen(utf8) : 0)) {}
-  CefString(const std::string& utf8) : text_(FromUtf8(utf8.data(), utf8.size())) {}
+  CefString(const char* utf8)
+      : text_(tnbase::SharedText::FromUtf8(utf8, utf8 ? std::strlen(utf8) : 0)) {}
+  CefString(const std::string& utf8)
+      : text_(tnbase::SharedText::FromUtf8(utf8.data(), utf8.size())) {}
   CefString(const char16_t* utf16)
       : text_(utf16, utf16 ? std::char_traits<char16_t>::length(utf16) : 0) {}
   CefString(std::u16string_view utf16) : text_(utf16) {}
   CefString(const std::u16string& utf16) : text_(std::u16string_view(utf16)) {}
   CefString(tnbase::SharedText text) : text_(std::move(text)) {}
 
-  void FromString(const std::string& utf8) { text_ = FromUtf8(utf8.data(), utf8.size()); }
+  void FromString(const std::string& utf8) {
+    text_ = tnbase::SharedText::FromUtf8(utf8.data(), utf8.size());
+  }
   std::string ToString() const { return text_.ToUtf8(); }
   std::u16string ToString16() const { return text_.str(); }
   std::u16string_view view() const { return text_.view(); }
@@ -42,9 +46,5 @@ class CefString {
   bool operator<(const CefString& o) const { return text_ < o.text_; }
 
  private:
-  static tnbase::SharedText FromUtf8(const char* utf8, std::size_t size) {
-    return tnbase::SharedText::FromUtf8(utf8, size);
-  }
-
   tnbase::SharedText text_;
 };
