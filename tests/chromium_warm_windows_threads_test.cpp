@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <mutex>
 #include <string>
@@ -131,6 +132,45 @@ TEST_F(WarmWindows, AKeptTargetGivesThePageAndTheViewWhatAColdOneGives) {
   EXPECT_EQ(Facts(again, evaluate), expected);
 }
 
+// A window opened straight on its page (as a light app's is), on the target its account's last
+// window left kept on an empty document of its site: that document is no entry of the page's
+// history, as about:blank is none for a cold window.
+TEST_F(WarmWindows, ATargetKeptOnASiteLeavesNoEntryInThePagesHistory) {
+  auto openStraight = [this](const std::u16string& name, const char16_t* org) {
+    auto* page = Open(name, org, kPage, "{}");
+    Json::Value ready;
+    const bool loaded = page && Pump([&] {
+                          return page->url() == kPage &&
+                                 EvaluatePumping(page, "document.readyState", &ready) &&
+                                 ready == "complete";
+                        });
+    return loaded ? page : nullptr;
+  };
+  engine.SetWarmTargets(0);
+  auto* cold = openStraight(u"Cold", u"org-site");
+  ASSERT_NE(cold, nullptr);
+  std::string coldFacts;
+  // The browser forgets the target's about:blank once the page has loaded.
+  Pump([&] {
+    return (coldFacts = Facts(cold, evaluate)).find("\"history\":1,") != std::string::npos;
+  });
+  ASSERT_NE(coldFacts.find("\"history\":1,"), std::string::npos) << coldFacts;
+
+  engine.SetWarmTargets(1);
+  ASSERT_NE(openStraight(u"First", u"org-site"), nullptr);
+  ASSERT_TRUE(WaitKept(1));
+  const std::vector<std::string> targets = PageTargets();
+  EXPECT_EQ(
+      std::count(targets.begin(), targets.end(), "https://tavrin5main.pages.invalid/.tnpc-park"), 1)
+      << ::testing::PrintToString(targets);
+  auto* kept = openStraight(u"Kept", u"org-site");
+  ASSERT_NE(kept, nullptr);
+  EXPECT_TRUE(TookAKeptTarget(kept->GetId()));
+  std::string keptFacts;
+  Pump([&] { return (keptFacts = Facts(kept, evaluate)) == coldFacts; });
+  EXPECT_EQ(keptFacts, coldFacts);
+}
+
 TEST_F(WarmWindows, TwoAccountsFromOnePoolEachSeeOnlyTheirOwn) {
   engine.SetWarmTargets(2);
   // Each account's first window leaves its mark in its cookies and storage.
@@ -180,8 +220,8 @@ TEST_F(WarmWindows, AWindowClosedBeforeItsTargetCameClosesAndNoKeptTargetOutlive
   EXPECT_TRUE(Pump([&] {
     std::vector<std::string> kept = PageTargets();
     std::sort(kept.begin(), kept.end());
-    return kept == std::vector<std::string>{"about:blank",
-                                            "https://tavrin4.pages.invalid/.tnpc-park"};
+    return kept ==
+           std::vector<std::string>{"about:blank", "https://tavrin4.pages.invalid/.tnpc-park"};
   })) << ::testing::PrintToString(PageTargets());
   engine.SetWarmTargets(0);
   EXPECT_TRUE(Pump([&] { return PageTargets().empty(); }))

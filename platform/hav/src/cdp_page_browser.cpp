@@ -785,11 +785,14 @@ void PageBrowser::OnHistory(const Json::Value& result, int navigations, int with
   }
   int index = result["currentIndex"].asInt();
   if (!urls.empty() && IsWhereTargetsStart(urls.front()) && index > 0) {
-    // The target's own about:blank is no back entry: the browser forgets it once the first
-    // page is the only other entry and no navigation, not even within the page, has begun
-    // since the history was read (a reset then would drop the entries it adds).
-    urls.erase(urls.begin());
-    --index;
+    // The target's own start (about:blank, a kept target's empty document) is no back entry:
+    // the browser forgets it once the first page is the only other entry and no navigation,
+    // not even within the page, has begun since the history was read (a reset then would drop
+    // the entries it adds).
+    while (!urls.empty() && IsWhereTargetsStart(urls.front()) && index > 0) {
+      urls.erase(urls.begin());
+      --index;
+    }
     if (urls.size() == 1 && navigations == navigations_ && withinDocument == withinDocument_)
       engine_->connection().Send("Page.resetNavigationHistory", Json::Value(), session_, nullptr);
   }
