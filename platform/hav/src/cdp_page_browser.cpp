@@ -162,14 +162,16 @@ void PageBrowser::OnNewDocument(const std::string& session, int executionContext
                           if (session == session_)
                             engine_->Step(id_, "the render side knows the document");
                           AnswerHellos();
-                          if (names.empty() || !alive_ || !engine_->ok()) return;
+                          if (names.empty() || it->second.installed || !alive_ || !engine_->ok())
+                            return;
                           Json::Value list(Json::arrayValue);
                           for (const std::string& name : names) list.append(name);
                           const std::string context = std::to_string(executionContextId);
-                          // The shim normally stands in the document from its start; should the
-                          // page have been faster than its registration, it comes with the object
-                          // (it is made once per document, and skips its own hello: the object is
-                          // here).
+                          // The shim normally stands in the document from its start and makes
+                          // the object with its hello's answer; should the page have been faster
+                          // than its registration (no hello answered), the shim comes with the
+                          // object (it is made once per document, and skips its own hello: the
+                          // object is here).
                           Json::Value params;
                           params["expression"] = "window.__tnpcNames = true;" + ShimScript() +
                                                  "; window.__tnpcShim.install(" + WriteJson(list) +
@@ -285,6 +287,7 @@ void PageBrowser::AnswerHellos() {
     reply["names"] = Json::Value(Json::arrayValue);
     for (const std::string& name : document->second.names) reply["names"].append(name);
     if (hello.session == session_) engine_->Step(id_, "the hello answered");
+    document->second.installed = true;
     hello.answer(WriteJson(reply));
     it = hellos_.erase(it);
   }

@@ -236,8 +236,9 @@ class HAV_API PageBrowser final : public Browser {
     bool named = false;
     bool business = false;  // it may act for the window (see DocumentActsForTheWindow)
     std::vector<std::string> names;
-    std::string key;        // the document's own: its calls carry it
-    bool toldLost = false;  // the log has said that it reaches no synchronous channel
+    std::string key;         // the document's own: its calls carry it
+    bool toldLost = false;   // the log has said that it reaches no synchronous channel
+    bool installed = false;  // its hello was answered: its shim made the object itself
   };
   std::map<std::pair<std::string, int>, Document> documents_;
   // Every document's origin as Chromium states it ("://" for an opaque one), by (session,
