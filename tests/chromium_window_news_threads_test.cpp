@@ -67,7 +67,9 @@ TEST_F(ChromiumWindowNews, NavigationsAreAskedOfTheViewFirst) {
   auto* page = OpenReady(u"Nav", "file://tavrin5main/notices.html");
   ASSERT_NE(page, nullptr);
   const std::string home = Location(page);
+  // One after the other: a second click before the first navigation asked would cancel it.
   ClickLink(page, "company");
+  ASSERT_TRUE(Pump([&] { return OpenUrlTargets().size() == 1; }));
   ClickLink(page, "courier");
   ASSERT_TRUE(Pump([&] { return OpenUrlTargets().size() == 2; }));
   EXPECT_EQ(OpenUrlTargets()[0], u"zd480courier://docs?id=7");
@@ -199,6 +201,47 @@ TEST_F(ChromiumWindowNews, DroppedFilesReachTheClientWithTheirPaths) {
   // The dropped file opened nowhere: the page is still there, and no window was made.
   EXPECT_EQ(Location(page), "https://tavrin5main.pages.invalid/notices.html");
   EXPECT_EQ(engine.browsers().size(), 1u);
+
+  // The same document takes the next drop once; the document that reloads it too.
+  page->DragFiles({file}, true);
+  ASSERT_TRUE(Pump([&] { return dropEvents().size() == 2; }));
+  const Json::Value since = Results(page)["since"];
+  page->Reload();
+  ASSERT_TRUE(Pump([&] {
+    const Json::Value r = Results(page);
+    return r["since"] != since && r["ready"].asBool();
+  }));
+  page->DragFiles({folder}, true);
+  ASSERT_TRUE(Pump([&] { return dropEvents().size() == 3; }));
+  PumpFor(300);
+  ASSERT_EQ(dropEvents().size(), 3u);
+  ASSERT_TRUE(list.ParseFromString(dropEvents()[2].data));
+  ASSERT_EQ(list.infos_size(), 1);
+  EXPECT_EQ(list.infos(0).localpath(), folder);
+  EXPECT_EQ(Results(page)["dropped"], Texts({"photos"}));
+}
+
+// A file dropped on a frame of another site opens nowhere: not in the frame, not in the window,
+// not in a window of its own; and the client hears of no drop (only the main frame's document
+// tells of one).
+TEST_F(ChromiumWindowNews, AFileDroppedOnAFrameOfAnotherSiteOpensNowhere) {
+  ScratchDir dir("drop-frame");
+  const std::string file = dir.path() + "/report.txt";
+  std::ofstream(file) << "twelve bytes";
+  auto* page = OpenReady(u"Framed", "file://tavrin5main/drop-over-frame.html");
+  ASSERT_NE(page, nullptr);
+  page->DragFiles({file}, true);
+  PumpFor(500);
+  for (const auto& e : bus.posted()) EXPECT_NE(e.name, "tn.ondragfile");
+  Json::Value frame;
+  ASSERT_TRUE(EvaluatePumping(page, "document.getElementById('frame').src", &frame));
+  EXPECT_EQ(frame.asString(), "https://tavrin5main.frames.invalid/plain.html");
+  EXPECT_EQ(Location(page), "https://tavrin5main.pages.invalid/drop-over-frame.html");
+  EXPECT_EQ(engine.browsers().size(), 1u);
+  Json::Value targets;
+  engine.connection().Call("Target.getTargets", Json::Value(), "", &targets);
+  for (const Json::Value& info : targets["targetInfos"])
+    EXPECT_EQ(info["url"].asString().find("report.txt"), std::string::npos) << info["url"].asString();
 }
 
 }  // namespace

@@ -1,7 +1,8 @@
 // Files dragged from the desktop onto a window's page. Chromium takes the drag itself; a script
-// in a world of its own in every document (which the page's scripts can't see or call) tells
-// the engine when a drag of files enters the window and when it is dropped, and keeps the
-// dropped File objects, whose full paths the engine then reads through the DevTools protocol.
+// in a world of its own in every document of the window (which the page's scripts can't see or
+// call), put there before the drag enters, tells the engine when a drag of files enters the
+// window and when it is dropped, and keeps the dropped File objects, whose full paths the engine
+// then reads through the DevTools protocol.
 //
 // What the view hears, in order: OnDragEnter when a drag of files enters the page (once per
 // drag); at the drop, OnFilesDragged with the full local paths of the files (a page can't know
@@ -9,6 +10,9 @@
 // A view that answers OnDragEnter with true takes drops in its page itself: it hears neither.
 // A file dropped anywhere in a window never opens in it, nor in a window of its own: only the
 // main frame's document reports; frames only keep the browser from opening the file.
+
+#include <algorithm>
+#include <climits>
 
 #include "cdp_engine_internal.h"
 #include "hav/json_text.h"
@@ -57,7 +61,82 @@ std::string DragScript() {
 }
 
 void PageBrowser::DragFiles(const std::vector<std::string>& files, bool drop) {
-  if (!alive_) return;
+  if (!alive_ || Waits([this, files, drop] { DragFiles(files, drop); })) return;
+  // One drag after another: a document is armed once, before the first that reaches it.
+  dragsWaiting_.push_back([this, files, drop] { DispatchDrag(files, drop); });
+  if (dragsWaiting_.size() == 1) NextDrag();
+}
+
+void PageBrowser::NextDrag() {
+  if (dragsWaiting_.empty()) return;
+  ArmDrag([this] {
+    if (!alive_) return dragsWaiting_.clear();
+    dragsWaiting_.front()();
+    dragsWaiting_.pop_front();
+    NextDrag();
+  });
+}
+
+void PageBrowser::ArmDrag(std::function<void()> done) {
+  // Every frame of the page's session and of each frame of another site; one answer after
+  // another, the drag waits for the last.
+  auto left = std::make_shared<int>(1);
+  auto finish = [left, done = std::move(done)] {
+    if (--*left == 0) done();
+  };
+  Connection* connection = &engine_->connection();
+  std::vector<std::string> sessions{session_};
+  for (const auto& [session, frame] : frames_) sessions.push_back(session);
+  for (const std::string& session : sessions) {
+    ++*left;
+    connection->Send(
+        "Page.getFrameTree", Json::Value(), session,
+        [this, connection, session, left, finish](const Json::Value& result, const Json::Value&) {
+          std::vector<std::string> frames;
+          std::function<void(const Json::Value&)> collect = [&](const Json::Value& tree) {
+            if (!tree.isObject()) return;
+            const Json::Value& id = tree["frame"]["id"];
+            if (id.isString()) frames.push_back(id.asString());
+            for (const Json::Value& child : tree["childFrames"]) collect(child);
+          };
+          if (alive_) collect(Member(result, "frameTree"));
+          for (const std::string& frame : frames) {
+            const bool armed =
+                std::any_of(dragWorlds_.lower_bound({session, INT_MIN}),
+                            dragWorlds_.upper_bound({session, INT_MAX}),
+                            [&](const auto& world) { return world.second == frame; });
+            if (armed) continue;
+            ++*left;
+            Json::Value world;
+            world["frameId"] = frame;
+            world["worldName"] = kDragWorld;
+            // A frame of another process in this session's tree has no world here: its own
+            // session arms it.
+            connection->Send("Page.createIsolatedWorld", world, session,
+                             [this, connection, session, frame, finish](const Json::Value& made,
+                                                                        const Json::Value&) {
+                               const Json::Value& context = Member(made, "executionContextId");
+                               if (!alive_ || !context.isInt()) return finish();
+                               Json::Value script;
+                               script["expression"] = DragScript();
+                               script["contextId"] = context;
+                               connection->Send(
+                                   "Runtime.evaluate", script, session,
+                                   [this, session, frame, id = context.asInt(), finish](
+                                       const Json::Value&, const Json::Value& error) {
+                                     if (alive_ && error.isNull())
+                                       dragWorlds_[{session, id}] = frame;
+                                     finish();
+                                   });
+                             });
+          }
+          finish();
+        });
+  }
+  finish();
+}
+
+void PageBrowser::DispatchDrag(const std::vector<std::string>& files, bool drop) {
   int width = 0, height = 0;
   win::GetClientRect(hostWindow_, &width, &height);
   Json::Value data;

@@ -285,15 +285,11 @@ std::vector<std::pair<std::string, Json::Value>> Engine::SessionSetUp() {
   }
   Json::Value drag;
   drag["name"] = kDragBinding;
-  drag["executionContextName"] = kDragWorld;
-  Json::Value dragScript;
-  dragScript["source"] = DragScript();
-  dragScript["worldName"] = kDragWorld;
+  drag["executionContextName"] = kDragWorld;  // its script comes with a drag (cdp_drag.cpp)
   steps.emplace_back("Runtime.addBinding", binding);
   steps.emplace_back("Runtime.addBinding", fetchMessages);
   steps.emplace_back("Runtime.addBinding", drag);
   steps.emplace_back("Page.addScriptToEvaluateOnNewDocument", shim);
-  steps.emplace_back("Page.addScriptToEvaluateOnNewDocument", dragScript);
   for (const std::string& extension : renderSide_->ExtensionScripts()) {
     Json::Value script;
     script["source"] = extension;

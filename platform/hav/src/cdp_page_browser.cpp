@@ -547,6 +547,8 @@ void PageBrowser::TellPageMessage(const char* kind, const std::string& level,
 void PageBrowser::ForgetContexts(const std::string& session) {
   contexts_.erase(contexts_.lower_bound({session, INT_MIN}),
                   contexts_.upper_bound({session, INT_MAX}));
+  dragWorlds_.erase(dragWorlds_.lower_bound({session, INT_MIN}),
+                    dragWorlds_.upper_bound({session, INT_MAX}));
 }
 
 void PageBrowser::OnFrameDetached(const std::string& session) {
@@ -582,6 +584,7 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
   }
   if (method == "Runtime.executionContextDestroyed") {
     if (params["executionContextId"].isInt()) {
+      dragWorlds_.erase({session, params["executionContextId"].asInt()});
       auto context = contexts_.find({session, params["executionContextId"].asInt()});
       if (context != contexts_.end()) {
         // The parts of a call that the frame's document began and never ended go with it.

@@ -105,6 +105,12 @@ class HAV_API PageBrowser final : public Browser {
   // A drag of files entering the main frame's document, or dropped on it (cdp_drag.cpp).
   void OnDragMessage(const Json::Value& params);
   void ReadDroppedFiles(int context, int count);
+  // Puts the drag's script, in its world, into every frame's document that lacks it, then runs
+  // `done` (UI thread). A document gets it with the first drag over its window: the world
+  // costs a context a document, which the windows that never see a drag don't carry.
+  void ArmDrag(std::function<void()> done);
+  void DispatchDrag(const std::vector<std::string>& files, bool drop);
+  void NextDrag();
   // A new document's request for its native object, from `frame` (its id; empty when not
   // told); `answer` gets the names and its context.
   void OnHelloRequest(const std::string& session, const std::string& frame, const std::string& body,
@@ -300,9 +306,12 @@ class HAV_API PageBrowser final : public Browser {
   std::set<std::string> hostRequests_;
   void HostLoads(const std::string& url);
   bool HostStarted(const Json::Value& params, const std::string& url);
-  bool dragTakenByPage_ = false;        // the view's answer to the drag that entered last
-  std::unique_ptr<WindowNews> news_;    // what the window tells the view (UI thread)
-  std::unique_ptr<LogBudget> dropLog_;  // the lines of this page's dropped calls
+  bool dragTakenByPage_ = false;  // the view's answer to the drag that entered last
+  // The drag's worlds that stand, by (session, execution context): their frame (UI thread).
+  std::map<std::pair<std::string, int>, std::string> dragWorlds_;
+  std::deque<std::function<void()>> dragsWaiting_;  // the drags asked for, the first arming
+  std::unique_ptr<WindowNews> news_;                // what the window tells the view (UI thread)
+  std::unique_ptr<LogBudget> dropLog_;              // the lines of this page's dropped calls
   // Tells the render side the page's history.
   void ReportState();
   RenderSide* render();
