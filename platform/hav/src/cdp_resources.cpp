@@ -184,6 +184,12 @@ void Engine::ServeResource(const std::string& session, const Json::Value& params
     return;
   const std::string url = params["request"]["url"].asString();
   if (ServeParking(session, params, url)) return;
+  // A window's first document waits for its session's set-up.
+  auto setUp = settingUp_.find(session);
+  if (setUp != settingUp_.end()) {
+    setUp->second.push_back([this, session, params] { ServeResource(session, params); });
+    return;
+  }
   if (stepTracing_) {
     if (PageBrowser* page = PageOf(session)) {
       Step(page->id_,

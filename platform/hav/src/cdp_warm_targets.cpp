@@ -129,23 +129,34 @@ void Engine::MakeTarget(const std::string& context, std::function<void(Target)> 
   };
   // Every step of the set-up is in force before the session's first document: all are sent
   // at once, in order; the target is set up with the last answer.
-  auto setUp = [this, making, fail, step, park](const Json::Value& attached, const Json::Value&) {
+  // A window's own target is its window's once attached: the set-up's steps go first, the
+  // window's navigation after them, and its documents wait for the last answer.
+  const bool early = browser != 0;
+  auto setUp = [this, making, fail, step, park, early](const Json::Value& attached,
+                                                       const Json::Value&) {
     if (!ok() || !attached["sessionId"].isString()) return fail();
     step("attached");
     making->target.session = attached["sessionId"].asString();
     auto steps = SessionSetUp();
     making->answersDue = steps.size();
+    if (early) settingUp_[making->target.session];
     for (auto& [method, params] : steps) {
-      connection().Send(method, params, making->target.session,
-                        [making, fail, step, park](const Json::Value&, const Json::Value& error) {
-                          if (!error.isNull()) making->failed = true;
-                          if (--making->answersDue != 0) return;
-                          if (making->failed) return fail();
-                          step("set up");
-                          if (making->target.site.empty()) return making->done(making->target);
-                          park();
-                        });
+      connection().Send(
+          method, params, making->target.session,
+          [this, making, fail, step, park, early](const Json::Value&, const Json::Value& error) {
+            if (!error.isNull()) making->failed = true;
+            if (--making->answersDue != 0) return;
+            if (early) {
+              step("set up");
+              return SetUpAnswered(making->target.session, making->target.target, !making->failed);
+            }
+            if (making->failed) return fail();
+            step("set up");
+            if (making->target.site.empty()) return making->done(making->target);
+            park();
+          });
     }
+    if (early) making->done(making->target);
   };
   auto attach = [this, making, fail, step, setUp](const Json::Value& created, const Json::Value&) {
     if (!ok() || !created["targetId"].isString()) return fail();
@@ -161,6 +172,25 @@ void Engine::MakeTarget(const std::string& context, std::function<void(Target)> 
   if (!context.empty()) create["browserContextId"] = context;
   if (!ok() || connection().Send("Target.createTarget", create, "", attach) == 0)
     ui_.PostTask([making] { making->done(Target{}); });
+}
+
+void Engine::SetUpAnswered(const std::string& session, const std::string& target, bool ok) {
+  auto held = settingUp_.find(session);
+  if (held == settingUp_.end()) return;
+  std::vector<std::function<void()>> requests = std::move(held->second);
+  settingUp_.erase(held);
+  if (ok) {
+    for (auto& request : requests) request();
+    return;
+  }
+  // A window whose requests would not be served shows nothing: it closes.
+  PageBrowser* browser = PageOf(session);
+  if (!browser) return CloseTarget(target);
+  EngineLog(
+      kTnLogError, "Engine::CreateBrowser",
+      "browser " + std::to_string(browser->id_) + ": its page could not be set up, it is closed");
+  CloseTarget(target);
+  browser->FinishClose();
 }
 
 void Engine::Bind(PageBrowser* browser, Target target, const std::string& url) {
@@ -369,6 +399,7 @@ void Engine::ForgetWarmTargets() {
   claim_ = nullptr;  // its window closes with the others
   ++setup_;          // an answer that still comes for one being made finds it stale
   parking_.clear();
+  settingUp_.clear();
 }
 
 void Engine::SetWarmTargets(int count) {

@@ -548,6 +548,11 @@ class HAV_API Engine {
   int opening_ = 0;  // under mutex_: windows asked for that have not shown their page
   // Targets being parked, by session: what runs once the empty document has loaded (UI thread).
   std::map<std::string, std::function<void()>> parking_;
+  // A window's own target is its window's at once, its navigation sent with its set-up: its
+  // documents' requests wait here, by session, for the set-up's last answer (UI thread), so the
+  // renderer starts while the page is asked for and every document still finds the set-up.
+  std::map<std::string, std::vector<std::function<void()>>> settingUp_;
+  void SetUpAnswered(const std::string& session, const std::string& target, bool ok);
   // Under mutex_: the spaces (and sites) of the windows shown last, the latest at the back, one
   // entry a space and as many as targets are kept: the spaces that get one.
   std::deque<std::pair<std::string, std::string>> wanted_;
