@@ -171,6 +171,23 @@ TEST_F(WarmWindows, ATargetKeptOnASiteLeavesNoEntryInThePagesHistory) {
   EXPECT_EQ(keptFacts, coldFacts);
 }
 
+// A target made when its window asks is the window's before its set-up is answered, and its
+// navigation goes at once: its first document still has the native object from its first line,
+// window after window.
+TEST_F(WarmWindows, AColdWindowsFirstDocumentHasItsObjectFromItsFirstLine) {
+  engine.SetWarmTargets(0);
+  for (int i = 0; i < 4; ++i) {
+    auto* page = Open(u"Cold-" + std::u16string(1, u'0' + i), u"org-first",
+                      "file://tavrin5main/sync.html", "{}");
+    ASSERT_NE(page, nullptr);
+    Json::Value results;
+    ASSERT_TRUE(PumpResults(page, &results,
+                            [](const Json::Value& r) { return r["firstLine"].isString(); }));
+    EXPECT_FALSE(TookAKeptTarget(page->GetId()));
+    EXPECT_EQ(results["firstLine"].asString(), "object") << "window " << i;
+  }
+}
+
 TEST_F(WarmWindows, TwoAccountsFromOnePoolEachSeeOnlyTheirOwn) {
   engine.SetWarmTargets(2);
   // Each account's first window leaves its mark in its cookies and storage.
