@@ -32,9 +32,12 @@ for (const name of tests) {
   process.stdout.write(`declarations: recording ${name}\n`);
   try {
     execFileSync(binary, ['--gtest_brief=1'], {
-      env: {...process.env, TNWEBUI_BRIDGE_RECORD: record}, stdio: ['ignore', 'ignore', 'pipe']});
+      env: {...process.env, TNWEBUI_BRIDGE_RECORD: record}, stdio: ['ignore', 'pipe', 'pipe'],
+      maxBuffer: 64 * 1024 * 1024});
   } catch (e) {
-    console.error(`declarations: ${name} failed; its own test run says why\n${e.stderr || ''}`);
+    // With --gtest_brief its output is the failed tests alone: they say why.
+    console.error(`declarations: ${name} failed; its own test run says why\n${e.stdout || ''}` +
+                  `${e.stderr || ''}`);
     process.exit(1);
   }
 }
