@@ -790,18 +790,19 @@ void PageBrowser::OnHistory(const Json::Value& result, int navigations, int with
     urls.push_back(Engine::ToClientUrl(entry["url"].asString()));
   }
   int index = result["currentIndex"].asInt();
-  if (!urls.empty() && IsWhereTargetsStart(urls.front()) && index > 0) {
-    // The target's own start (about:blank, a kept target's empty document) is no back entry:
-    // the browser forgets it once the first page is the only other entry and no navigation,
-    // not even within the page, has begun since the history was read (a reset then would drop
-    // the entries it adds).
-    while (!urls.empty() && IsWhereTargetsStart(urls.front()) && index > 0) {
-      urls.erase(urls.begin());
-      --index;
-    }
-    if (urls.size() == 1 && navigations == navigations_ && withinDocument == withinDocument_)
-      engine_->connection().Send("Page.resetNavigationHistory", Json::Value(), session_, nullptr);
+  // The target's own start (about:blank, a kept target's empty document) is no back entry: the
+  // browser forgets it once the first page is the only other entry and no navigation, not even
+  // within the page, has begun since the history was read (a reset then would drop the entries
+  // it adds).
+  bool started = false;
+  while (!urls.empty() && IsWhereTargetsStart(urls.front()) && index > 0) {
+    urls.erase(urls.begin());
+    --index;
+    started = true;
   }
+  if (started && urls.size() == 1 && navigations == navigations_ &&
+      withinDocument == withinDocument_)
+    engine_->connection().Send("Page.resetNavigationHistory", Json::Value(), session_, nullptr);
   if (index < 0 || index >= static_cast<int>(urls.size())) return;
   const std::string current = urls[index];
   if (IsWhereTargetsStart(current) && urls.size() == 1) return;  // only where the target started

@@ -183,25 +183,21 @@ void Engine::SetUpAnswered(const std::string& session, const std::string& target
     for (auto& request : requests) request();
     return;
   }
+  CloseTarget(target);
+  if (PageBrowser* browser = PageOf(session)) CloseNotSetUp(browser);
+}
+
+void Engine::CloseNotSetUp(PageBrowser* browser) {
   // A window whose requests would not be served shows nothing: it closes.
-  PageBrowser* browser = PageOf(session);
-  if (!browser) return CloseTarget(target);
   EngineLog(
       kTnLogError, "Engine::CreateBrowser",
       "browser " + std::to_string(browser->id_) + ": its page could not be set up, it is closed");
-  CloseTarget(target);
   browser->FinishClose();
 }
 
 void Engine::Bind(PageBrowser* browser, Target target, const std::string& url) {
   const int id = browser->id_;
-  if (target.session.empty()) {
-    // A window whose requests would not be served shows nothing: it closes.
-    EngineLog(kTnLogError, "Engine::CreateBrowser",
-              "browser " + std::to_string(id) + ": its page could not be set up, it is closed");
-    browser->FinishClose();
-    return;
-  }
+  if (target.session.empty()) return CloseNotSetUp(browser);
   if (!browser->alive_ || !ok()) {
     CloseTarget(target.target);
     return;

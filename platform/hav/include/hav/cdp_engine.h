@@ -553,6 +553,8 @@ class HAV_API Engine {
   // renderer starts while the page is asked for and every document still finds the set-up.
   std::map<std::string, std::vector<std::function<void()>>> settingUp_;
   void SetUpAnswered(const std::string& session, const std::string& target, bool ok);
+  // Logs that `browser`'s page could not be set up and closes it.
+  void CloseNotSetUp(PageBrowser* browser);
   // Under mutex_: the spaces (and sites) of the windows shown last, the latest at the back, one
   // entry a space and as many as targets are kept: the spaces that get one.
   std::deque<std::pair<std::string, std::string>> wanted_;
