@@ -187,6 +187,9 @@ void Engine::ServeResource(const std::string& session, const Json::Value& params
   // A window's first document waits for its session's set-up.
   auto setUp = settingUp_.find(session);
   if (setUp != settingUp_.end()) {
+    if (stepTracing_) {
+      if (PageBrowser* page = PageOf(session)) Step(page->id_, "a request held for the set-up");
+    }
     setUp->second.push_back([this, session, params] { ServeResource(session, params); });
     return;
   }
