@@ -95,9 +95,11 @@ std::unique_ptr<Connection> Connection::Launch(const LaunchOptions& options, std
       // given a lower priority, or its timers slowed, for being out of sight.
       "--disable-renderer-backgrounding", "--disable-background-timer-throttling",
       "--disable-backgrounding-occluded-windows",
-      // A page that is left goes away, as in an embedded browser:
-      // no back-forward cache keeps it frozen.
-      "--disable-features=BackForwardCache"};
+      // A page that is left goes away, as in an embedded browser: no back-forward cache keeps
+      // it frozen. And the desktop browser's own UI is not ours: no renderer of its address
+      // bar's popups is loaded for each browser context (50-100 MiB and a page's worth of work
+      // that each account's space would carry unused).
+      "--disable-features=BackForwardCache,WebUIOmniboxPopup,WebUIOmniboxAimPopup"};
   if (!Sandboxed()) args.push_back("--no-sandbox");
   // Off screen, Chromium's screen is 800 by 600 unless told: a desktop's screen is larger than
   // the client's windows, and a page's `screen` says so.
