@@ -390,8 +390,13 @@ void Engine::OnEvent(const std::string& method, const Json::Value& params,
   if (!browser) {
     // A kept target's empty document has loaded: it is ready.
     auto parked = parking_.find(session);
-    if (method == "Page.frameStoppedLoading" && parked != parking_.end()) {
-      auto ready = std::move(parked->second);
+    if (parked == parking_.end()) return;
+    if (method == "Page.frameNavigated" && params["frame"].isObject() &&
+        !params["frame"].isMember("parentId") && params["frame"]["url"].isString() &&
+        IsParkingUrl(params["frame"]["url"].asString()))
+      parked->second.committed = true;
+    if (method == "Page.frameStoppedLoading" && parked->second.committed) {
+      auto ready = std::move(parked->second.ready);
       parking_.erase(parked);
       ready();
     }

@@ -108,14 +108,14 @@ void Engine::MakeTarget(const std::string& context, std::function<void(Target)> 
   auto park = [this, making, fail, step] {
     if (!ok()) return fail();
     const std::string session = making->target.session;
-    parking_[session] = [this, making, step] {
+    parking_[session] = Parking{[this, making, step] {
       step("parked");
       // The empty document is where the target starts, as about:blank is for a new one: the
       // about:blank before it is no entry of the next page's history.
       connection().Send("Page.resetNavigationHistory", Json::Value(), making->target.session,
                         nullptr);
       making->done(making->target);
-    };
+    }};
     auto failParking = [this, session, fail] {
       if (parking_.erase(session)) fail();
     };

@@ -547,7 +547,13 @@ class HAV_API Engine {
   void RefillWanted();
   int opening_ = 0;  // under mutex_: windows asked for that have not shown their page
   // Targets being parked, by session: what runs once the empty document has loaded (UI thread).
-  std::map<std::string, std::function<void()>> parking_;
+  // Only a load that ends after the empty document committed counts: the target's about:blank
+  // may report its own end of loading after the parking navigation was sent.
+  struct Parking {
+    std::function<void()> ready;
+    bool committed = false;
+  };
+  std::map<std::string, Parking> parking_;
   // A window's own target is its window's at once, its navigation sent with its set-up: its
   // documents' requests wait here, by session, for the set-up's last answer (UI thread), so the
   // renderer starts while the page is asked for and every document still finds the set-up.
