@@ -91,7 +91,7 @@ void PageBrowser::ArmDrag(std::function<void()> done) {
     ++*left;
     connection->Send(
         "Page.getFrameTree", Json::Value(), session,
-        [this, connection, session, left, finish](const Json::Value& result, const Json::Value&) {
+        [this, session, left, finish](const Json::Value& result, const Json::Value&) {
           std::vector<std::string> frames;
           std::function<void(const Json::Value&)> collect = [&](const Json::Value& tree) {
             if (!tree.isObject()) return;
@@ -107,33 +107,37 @@ void PageBrowser::ArmDrag(std::function<void()> done) {
                             [&](const auto& world) { return world.second == frame; });
             if (armed) continue;
             ++*left;
-            Json::Value world;
-            world["frameId"] = frame;
-            world["worldName"] = kDragWorld;
-            // A frame of another process in this session's tree has no world here: its own
-            // session arms it.
-            connection->Send("Page.createIsolatedWorld", world, session,
-                             [this, connection, session, frame, finish](const Json::Value& made,
-                                                                        const Json::Value&) {
-                               const Json::Value& context = Member(made, "executionContextId");
-                               if (!alive_ || !context.isInt()) return finish();
-                               Json::Value script;
-                               script["expression"] = DragScript();
-                               script["contextId"] = context;
-                               connection->Send(
-                                   "Runtime.evaluate", script, session,
-                                   [this, session, frame, id = context.asInt(), finish](
-                                       const Json::Value&, const Json::Value& error) {
-                                     if (alive_ && error.isNull())
-                                       dragWorlds_[{session, id}] = frame;
-                                     finish();
-                                   });
-                             });
+            ArmFrame(session, frame, finish);
           }
           finish();
         });
   }
   finish();
+}
+
+void PageBrowser::ArmFrame(const std::string& session, const std::string& frame,
+                           std::function<void()> finish) {
+  Connection* connection = &engine_->connection();
+  Json::Value world;
+  world["frameId"] = frame;
+  world["worldName"] = kDragWorld;
+  // A frame of another process in this session's tree has no world here: its own session
+  // arms it.
+  connection->Send(
+      "Page.createIsolatedWorld", world, session,
+      [this, connection, session, frame, finish](const Json::Value& made, const Json::Value&) {
+        const Json::Value& context = Member(made, "executionContextId");
+        if (!alive_ || !context.isInt()) return finish();
+        Json::Value script;
+        script["expression"] = DragScript();
+        script["contextId"] = context;
+        connection->Send("Runtime.evaluate", script, session,
+                         [this, session, frame, id = context.asInt(), finish](
+                             const Json::Value&, const Json::Value& error) {
+                           if (alive_ && error.isNull()) dragWorlds_[{session, id}] = frame;
+                           finish();
+                         });
+      });
 }
 
 void PageBrowser::DispatchDrag(const std::vector<std::string>& files, bool drop) {

@@ -184,21 +184,18 @@ void Engine::ServeResource(const std::string& session, const Json::Value& params
     return;
   const std::string url = params["request"]["url"].asString();
   if (ServeParking(session, params, url)) return;
+  auto trace = [this, &session](const char* step) {
+    if (!stepTracing_) return;
+    if (PageBrowser* page = PageOf(session)) Step(page->id_, step);
+  };
   // A window's first document waits for its session's set-up.
   auto setUp = settingUp_.find(session);
   if (setUp != settingUp_.end()) {
-    if (stepTracing_) {
-      if (PageBrowser* page = PageOf(session)) Step(page->id_, "a request held for the set-up");
-    }
+    trace("a request held for the set-up");
     setUp->second.push_back([this, session, params] { ServeResource(session, params); });
     return;
   }
-  if (stepTracing_) {
-    if (PageBrowser* page = PageOf(session)) {
-      Step(page->id_,
-           params["resourceType"] == "Document" ? "a document asked for" : "a file asked for");
-    }
-  }
+  trace(params["resourceType"] == "Document" ? "a document asked for" : "a file asked for");
   if (params["resourceType"] == "Document" && StaysBeforeNavigating(session, params, url)) return;
   if (IsIntercepted(url)) {
     ServeDesktopRequest(session, params);

@@ -109,6 +109,8 @@ class HAV_API PageBrowser final : public Browser {
   // `done` (UI thread). A document gets it with the first drag over its window: the world
   // costs a context a document, which the windows that never see a drag don't carry.
   void ArmDrag(std::function<void()> done);
+  // Makes the drag's world in `frame` of `session` and runs its script there; then `finish`.
+  void ArmFrame(const std::string& session, const std::string& frame, std::function<void()> finish);
   void DispatchDrag(const std::vector<std::string>& files, bool drop);
   void NextDrag();
   // A new document's request for its native object, from `frame` (its id; empty when not
