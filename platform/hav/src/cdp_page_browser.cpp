@@ -659,6 +659,7 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
   if (method == "Page.frameStartedNavigating" && params["frameId"].asString() == target_ &&
       params["navigationType"] != "sameDocument") {
     navigating_ = true;
+    begun_ = true;
     AnswerHellosOfALeavingDocument();
     return;
   }
@@ -721,8 +722,10 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
     // A navigation that never commits (a download, an empty answer, a refused document) ends
     // here too: the page's document stays.
     navigating_ = false;
-    // The window is shown: the engine makes the next window's target ready.
-    if (!shown_) {
+    // The window is shown: the engine makes the next window's target ready. (The target's own
+    // about:blank can end its load after the window's navigation was sent: that end is not the
+    // page's.)
+    if (!shown_ && begun_) {
       shown_ = true;
       engine_->Shown(this, true);
     }

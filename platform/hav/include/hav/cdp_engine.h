@@ -301,6 +301,7 @@ class HAV_API PageBrowser final : public Browser {
   std::deque<std::tuple<std::string, Json::Value, std::string>> answersWaiting_;
   int answersInFlight_ = 0;
   bool navigating_ = false;  // the main frame has begun a navigation that has not committed
+  bool begun_ = false;       // the main frame has begun a navigation of the window's
   // The address of the host's latest load of the main frame (LoadUrl, a reload, a step in the
   // history) until its document is requested (under mutex_), and the requests of the host's
   // loads with their redirects (UI thread): every other main-frame document is the page's own.
