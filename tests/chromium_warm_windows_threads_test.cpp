@@ -173,7 +173,8 @@ TEST_F(WarmWindows, ATargetKeptOnASiteLeavesNoEntryInThePagesHistory) {
 
 // A target made when its window asks is the window's before its set-up is answered, and its
 // navigation goes at once: its first document still has the native object from its first line,
-// window after window.
+// window after window. The empty document the target starts on is never made known to the
+// render side: the page's document is the only one.
 TEST_F(WarmWindows, AColdWindowsFirstDocumentHasItsObjectFromItsFirstLine) {
   engine.SetWarmTargets(0);
   for (int i = 0; i < 4; ++i) {
@@ -185,6 +186,10 @@ TEST_F(WarmWindows, AColdWindowsFirstDocumentHasItsObjectFromItsFirstLine) {
                             [](const Json::Value& r) { return r["firstLine"].isString(); }));
     EXPECT_FALSE(TookAKeptTarget(page->GetId()));
     EXPECT_EQ(results["firstLine"].asString(), "object") << "window " << i;
+    std::lock_guard<std::mutex> lock(mutex);
+    const std::vector<std::string>& seen = steps[page->GetId()];
+    EXPECT_EQ(std::count(seen.begin(), seen.end(), "the render side knows the document"), 1)
+        << "window " << i << ": " << ::testing::PrintToString(seen);
   }
 }
 

@@ -579,6 +579,12 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
     known.frame = aux["frameId"].asString();
     known.origin = context["origin"].isString() ? context["origin"].asString() : std::string();
     if (main && known.frame == target_) mainOrigin_ = known.origin;
+    // The empty document where the target started, before any document of the window's has
+    // committed, runs none of the page's script: it gets no object (an embedded browser makes
+    // no script context for an initial empty document that runs none). Its making would cost
+    // the renderer and the render side work while the window's first document is on its way.
+    // A document that the shim stands in says hello, which makes it known in any case.
+    if (main && known.frame == target_ && !committed_) return;
     if (known.frame == frame) OnNewDocument(session, id, main);
     return;
   }
@@ -677,6 +683,7 @@ void PageBrowser::OnEvent(const std::string& method, const Json::Value& params,
   }
   if (method == "Page.frameNavigated" && params["frame"]["url"].isString()) {
     navigating_ = false;
+    committed_ = true;
     hostRequests_.clear();
     // Chromium's error page stands under the address that could not be reached.
     if (params["frame"]["unreachableUrl"].isString()) {

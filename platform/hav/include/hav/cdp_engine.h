@@ -302,6 +302,7 @@ class HAV_API PageBrowser final : public Browser {
   int answersInFlight_ = 0;
   bool navigating_ = false;  // the main frame has begun a navigation that has not committed
   bool begun_ = false;       // the main frame has begun a navigation of the window's
+  bool committed_ = false;   // a main-frame document of the window's has committed
   // The address of the host's latest load of the main frame (LoadUrl, a reload, a step in the
   // history) until its document is requested (under mutex_), and the requests of the host's
   // loads with their redirects (UI thread): every other main-frame document is the page's own.
