@@ -556,6 +556,11 @@ int main(int argc, char** argv) {
          Percentile(trips, 50), idle50, "ms", 3.0);
     Line(carried ? "round trip, a load that all comes, p99" : "round trip under load p99",
          Percentile(trips, 99), idle50, "ms", 3.0);
+    if (carried) {
+      // How far Chromium alone keeps that goal under this load.
+      Line("  2 bare evaluations under it, p99", Percentile(bareTrips, 99), idle50, "ms", 3.0);
+      continue;
+    }
     Line("  the same p50, beside 2 bare evaluations", Percentile(trips, 50),
          Percentile(bareTrips, 50), "ms", 1.5);
     Line("  the same p99, beside 2 bare evaluations", Percentile(trips, 99),
